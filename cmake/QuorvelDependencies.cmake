@@ -1,0 +1,43 @@
+# Finds what the project is built on. What is missing is named by the Debian package that has it.
+
+find_package(Qt6 6.4 QUIET COMPONENTS Core Gui Widgets Concurrent)
+if(NOT Qt6_FOUND)
+    message(FATAL_ERROR
+        "Qt 6.4 or newer (Core, Gui, Widgets, Concurrent) was not found. "
+        "Install the package qt6-base-dev.")
+endif()
+find_package(Qt6 6.4 QUIET COMPONENTS Multimedia)
+if(NOT Qt6Multimedia_FOUND)
+    message(FATAL_ERROR
+        "Qt Multimedia 6.4 or newer was not found. Install the package qt6-multimedia-dev.")
+endif()
+if(QUORVEL_BUILD_TESTS)
+    find_package(Qt6 6.4 QUIET COMPONENTS Test)
+    if(NOT Qt6Test_FOUND)
+        message(FATAL_ERROR
+            "Qt Test 6.4 or newer was not found. Install the package qt6-base-dev, "
+            "or configure with -DQUORVEL_BUILD_TESTS=OFF.")
+    endif()
+endif()
+
+find_package(PkgConfig QUIET)
+if(NOT PkgConfig_FOUND)
+    message(FATAL_ERROR "pkg-config was not found. Install the package pkg-config.")
+endif()
+
+# Finds the pkg-config module(s) of one library as PkgConfig::<prefix>.
+function(quorvel_find_module prefix package specification)
+    pkg_check_modules(${prefix} QUIET IMPORTED_TARGET GLOBAL "${specification}")
+    if(NOT ${prefix}_FOUND)
+        message(FATAL_ERROR "${specification} was not found. Install the package ${package}.")
+    endif()
+    message(STATUS "Found ${specification}: ${${prefix}_VERSION}")
+endfunction()
+
+# FFmpeg 5.1 is the first release with the channel layout interface used here; its libraries
+# carry version numbers of their own.
+quorvel_find_module(AVUTIL libavutil-dev "libavutil >= 57.28")
+quorvel_find_module(AVCODEC libavcodec-dev "libavcodec >= 59.37")
+quorvel_find_module(AVFORMAT libavformat-dev "libavformat >= 59.27")
+quorvel_find_module(SWRESAMPLE libswresample-dev "libswresample >= 4.7")
+quorvel_find_module(CHROMAPRINT libchromaprint-dev "libchromaprint >= 1.5")
