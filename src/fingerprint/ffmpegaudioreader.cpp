@@ -1,0 +1,423 @@
+#include "fingerprint/ffmpegaudioreader.h"
+
+#include "fingerprint/fingerprintcalculation.h"
+#include "fingerprint/mediainput.h"
+#include "fingerprint/sampleconverter.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/avutil.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/dict.h>
+#include <libavutil/error.h>
+#include <libavutil/frame.h>
+#include <libavutil/mem.h>
+#include <libavutil/samplefmt.h>
+#include <libswresample/swresample.h>
+}
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <utility>
+
+namespace chromaprint {
+
+namespace {
+
+constexpr int kSmallestConversionBuffer = 8192; // samples per channel
+constexpr std::size_t kReasonLength = 64;       // bytes of FFmpeg's description of an error
+constexpr std::int64_t kContainerUnitsPerMs = AV_TIME_BASE / 1000;
+
+/** FFmpeg asks this wherever it waits for input: non-zero ends the call that is under way. */
+int stopRequested(void* token)
+{
+    return static_cast<const std::stop_token*>(token)->stop_requested() ? 1 : 0;
+}
+
+/** Releases what a decoder holds, but for the context object itself. */
+void closeDecoder(AVCodecContext* context)
+{
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#endif
+    avcodec_close(context);
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+    // The stream's own headers, copied into the context, can be of any size a file likes.
+    av_freep(&context->extradata);
+    context->extradata_size = 0;
+    av_channel_layout_uninit(&context->ch_layout);
+}
+
+AudioFormat formatOf(const AVCodecContext& decoder)
+{
+    return {decoder.sample_fmt, decoder.sample_rate, decoder.ch_layout.nb_channels};
+}
+
+} // namespace
+
+FFmpegAudioReader::FFmpegAudioReader() = default;
+
+FFmpegAudioReader::~FFmpegAudioReader()
+{
+    Close();
+    av_dict_free(&inputOptions);
+    av_freep(&conversionBuffer[0]);
+}
+
+void FFmpegAudioReader::SetOutputSampleRate(int sampleRateHz)
+{
+    outputSampleRate = sampleRateHz;
+}
+
+void FFmpegAudioReader::SetOutputChannels(int channels)
+{
+    outputChannels = channels;
+}
+
+void FFmpegAudioReader::SetStopToken(std::stop_token stop)
+{
+    stopToken = std::move(stop);
+}
+
+void FFmpegAudioReader::Close()
+{
+    av_frame_free(&frame);
+    av_packet_free(&packet);
+    streamIndex = -1;
+    if (codecContext) {
+        // Only closed: a file costs the bare context, less than a kilobyte.
+        closeDecoder(codecContext);
+        codecContext = nullptr;
+    }
+    if (formatContext) {
+        avformat_close_input(&formatContext);
+    }
+}
+
+bool FFmpegAudioReader::Open(const std::string& fileName)
+{
+    Close();
+    packet = av_packet_alloc();
+    if (!packet) {
+        return false;
+    }
+    if (!openContainer(fileName) || !openDecoder()) {
+        return false;
+    }
+    // The log level keeps this silent; the name is a placeholder.
+    av_dump_format(formatContext, 0, "foo", 0);
+    frame = av_frame_alloc();
+    if (!frame || !prepareConverter()) {
+        return false;
+    }
+    opened = true;
+    morePackets = true;
+    moreFrames = true;
+    decodeErrorCount = 0;
+    formatChanged = false;
+    return true;
+}
+
+bool FFmpegAudioReader::openContainer(const std::string& fileName)
+{
+    static constexpr const char* kCannotOpen = "Could not open the input file";
+    limitAllocations();
+    const MediaInput input = inspectInput(fileName);
+    if (input.refusal != 0) {
+        return fail(kCannotOpen, input.refusal);
+    }
+    formatContext = avformat_alloc_context();
+    if (!formatContext) {
+        return fail(kCannotOpen, AVERROR(ENOMEM));
+    }
+    formatContext->interrupt_callback = {stopRequested, &stopToken};
+    formatContext->format_whitelist = av_strdup(permittedFormats().c_str());
+    if (!formatContext->format_whitelist) {
+        return fail(kCannotOpen, AVERROR(ENOMEM));
+    }
+    int result = avformat_open_input(&formatContext, input.url.c_str(), inputFormat, &inputOptions);
+    if (result < 0) {
+        return fail(kCannotOpen, result);
+    }
+    result = avformat_find_stream_info(formatContext, nullptr);
+    if (result < 0) {
+        return fail("Coud not find stream information in the file", result);
+    }
+    return true;
+}
+
+bool FFmpegAudioReader::openDecoder()
+{
+    const AVCodec* decoder = nullptr;
+    int result = av_find_best_stream(formatContext, AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
+    if (result < 0) {
+        return fail("Could not find any audio stream in the file", result);
+    }
+    streamIndex = result;
+    codecContext = avcodec_alloc_context3(decoder);
+    if (!codecContext) {
+        return fail("Could not open the codec", AVERROR(ENOMEM));
+    }
+    codecContext->request_sample_fmt = AV_SAMPLE_FMT_S16;
+    const AVStream& stream = *formatContext->streams[streamIndex];
+    result = avcodec_parameters_to_context(codecContext, stream.codecpar);
+    if (result < 0) {
+        return fail("Could not copy the stream parameters", result);
+    }
+    result = avcodec_open2(codecContext, decoder, nullptr);
+    if (result < 0) {
+        return fail("Could not open the codec", result);
+    }
+    return true;
+}
+
+bool FFmpegAudioReader::prepareConverter()
+{
+    const AudioFormat source = formatOf(*codecContext);
+    if (outputSampleRate == 0) {
+        outputSampleRate = source.sampleRateHz;
+    }
+    if (outputChannels == 0) {
+        outputChannels = source.channels;
+    }
+    if (source == outputFormat()) {
+        return true; // a converter of an earlier file stays until a frame shows that it does not
+                     // fit
+    }
+    resampler = std::make_unique<SampleConverter>(source, outputFormat());
+    const int result = resampler->initialise(codecContext->ch_layout);
+    if (result != 0) {
+        return fail("Could not create an audio converter instance", result);
+    }
+    return true;
+}
+
+bool FFmpegAudioReader::ReadBlock(const std::int16_t** samples, std::size_t* frameCount)
+{
+    *samples = nullptr;
+    *frameCount = 0;
+    if (!opened || !frame) {
+        return false;
+    }
+    while (true) {
+        if (stopToken.stop_requested()) {
+            return fail("Error reading from the audio source", AVERROR_EXIT);
+        }
+        if (!sendPacket()) {
+            return false;
+        }
+        const int received = avcodec_receive_frame(codecContext, frame);
+        if (received == AVERROR(EAGAIN) && morePackets) {
+            if (!fetchPacket()) {
+                return false;
+            }
+            continue;
+        }
+        // The decoder is never told to flush, so at the end of the file this is all there is:
+        // what it still holds back, a few milliseconds, is not asked for.
+        if (received == AVERROR_EOF || received == AVERROR(EAGAIN)) {
+            moreFrames = false;
+        } else if (received < 0) {
+            return fail("Error decoding the audio source", received);
+        }
+        if (frame->nb_samples > 0) {
+            return deliverFrame(received, samples, frameCount);
+        }
+        if (!resampler) {
+            return true;
+        }
+        if (!morePackets && !moreFrames) {
+            return convert(nullptr, 0, received, samples, frameCount);
+        }
+    }
+}
+
+/** Offers a packet that holds data to the decoder; one that it cannot take yet is kept. */
+bool FFmpegAudioReader::sendPacket()
+{
+    if (packet->size == 0) {
+        return true;
+    }
+    const int result = avcodec_send_packet(codecContext, packet);
+    if (result == 0) {
+        av_packet_unref(packet);
+    } else if (result != AVERROR(EAGAIN)) {
+        return fail("Error reading from the audio source", result);
+    }
+    return true;
+}
+
+/** Reads the next packet of the chosen stream, unless one still waits to be sent. */
+bool FFmpegAudioReader::fetchPacket()
+{
+    if (packet->size != 0) {
+        return true;
+    }
+    do {
+        // Also a packet without data can own something: side data.
+        av_packet_unref(packet);
+        const int result = av_read_frame(formatContext, packet);
+        if (result == AVERROR_EOF) {
+            morePackets = false;
+            return true;
+        }
+        if (result < 0) {
+            return fail("Error reading from the audio source", result);
+        }
+    } while (packet->stream_index != streamIndex);
+    ++packetCounter;
+    return true;
+}
+
+bool FFmpegAudioReader::deliverFrame(int receiveResult, const std::int16_t** samples,
+                                     std::size_t* frameCount)
+{
+    if (!followFormatChange()) {
+        return false;
+    }
+    if (!resampler) {
+        *samples = reinterpret_cast<const std::int16_t*>(frame->data[0]);
+        *frameCount = static_cast<std::size_t>(frame->nb_samples);
+        return true;
+    }
+    if (!reserveConversionBuffer(frame->nb_samples, resampler->source().channels)) {
+        return false;
+    }
+    return convert(const_cast<const std::uint8_t**>(frame->extended_data), frame->nb_samples,
+                   receiveResult, samples, frameCount);
+}
+
+/**
+ * Converts \a planeSamples samples, or takes out what the converter holds back when \a planes is
+ * null. A failure is told with the result of the decoder's last call, which knows no more than that
+ * the stream is at its end.
+ */
+bool FFmpegAudioReader::convert(const std::uint8_t** planes, int planeSamples, int receiveResult,
+                                const std::int16_t** samples, std::size_t* frameCount)
+{
+    const int converted = swr_convert(resampler->context(), conversionBuffer,
+                                      conversionBufferCapacity, planes, planeSamples);
+    if (converted < 0) {
+        return fail("Couldn't convert audio", receiveResult);
+    }
+    *samples = reinterpret_cast<const std::int16_t*>(conversionBuffer[0]);
+    *frameCount = static_cast<std::size_t>(converted);
+    return true;
+}
+
+/**
+ * Makes the converter fit the frame. A stream may change its format at any frame, and may change
+ * back; a converter that was set up for another format would read past the end of the samples.
+ */
+bool FFmpegAudioReader::followFormatChange()
+{
+    const AudioFormat target = outputFormat();
+    const AudioFormat expected = resampler ? resampler->source() : target;
+    const AudioFormat delivered = {frame->format, frame->sample_rate, frame->ch_layout.nb_channels};
+    if (delivered == expected && (!resampler || resampler->target() == target)) {
+        return true;
+    }
+    formatChanged = true;
+    resampler.reset();
+    if (delivered == target) {
+        return true;
+    }
+    auto converter = std::make_unique<SampleConverter>(delivered, target);
+    const int result = converter->initialise(frame->ch_layout);
+    if (result != 0) {
+        return fail("Could not create an audio converter instance", result);
+    }
+    resampler = std::move(converter);
+    return true;
+}
+
+/**
+ * Sizes the conversion buffer by the frame, never by the output: the ratio of two sample rates can
+ * be millions, and the converter keeps what does not fit.
+ */
+bool FFmpegAudioReader::reserveConversionBuffer(int frameSamples, int frameChannels)
+{
+    // The decoder's channel count is enough for the output, which has no more channels (see
+    // SetOutputChannels()), as long as the stream stays what it was when it was opened.
+    const int channels = formatChanged ? std::max(frameChannels, outputChannels) : frameChannels;
+    if (frameSamples <= conversionBufferCapacity && channels <= conversionBufferChannels) {
+        return true;
+    }
+    av_freep(&conversionBuffer[0]);
+    const int capacity =
+        std::max({frameSamples, conversionBufferCapacity, kSmallestConversionBuffer});
+    conversionBufferCapacity = 0;
+    const int result =
+        av_samples_alloc(conversionBuffer, nullptr, channels, capacity, AV_SAMPLE_FMT_S16, 1);
+    if (result < 0) {
+        return fail("Couldn't allocate audio converter buffer", result);
+    }
+    conversionBufferCapacity = capacity;
+    conversionBufferChannels = channels;
+    return true;
+}
+
+bool FFmpegAudioReader::AtEnd() const
+{
+    return !morePackets && !moreFrames;
+}
+
+int FFmpegAudioReader::OutputSampleRate() const
+{
+    return outputSampleRate;
+}
+
+int FFmpegAudioReader::OutputChannels() const
+{
+    return outputChannels;
+}
+
+int FFmpegAudioReader::DurationMs() const
+{
+    if (!formatContext || streamIndex < 0) {
+        return -1;
+    }
+    const AVStream& stream = *formatContext->streams[streamIndex];
+    if (stream.duration != AV_NOPTS_VALUE) {
+        return fingerprint::durationInMilliseconds(stream.time_base.num, stream.time_base.den,
+                                                   stream.duration);
+    }
+    if (formatContext->duration != AV_NOPTS_VALUE) {
+        return static_cast<int>(formatContext->duration / kContainerUnitsPerMs);
+    }
+    return -1;
+}
+
+const std::string& FFmpegAudioReader::ErrorMessage() const
+{
+    return errorMessage;
+}
+
+int FFmpegAudioReader::ErrorCode() const
+{
+    return errorCode;
+}
+
+AudioFormat FFmpegAudioReader::outputFormat() const
+{
+    return {AV_SAMPLE_FMT_S16, outputSampleRate, outputChannels};
+}
+
+/** Stores an error. Always false, so that a failing function can return it. */
+bool FFmpegAudioReader::fail(const char* text, int code)
+{
+    errorMessage = text;
+    errorCode = code;
+    std::array<char, kReasonLength> reason{};
+    if (code < 0 && av_strerror(code, reason.data(), reason.size()) == 0) {
+        errorMessage.append(" (").append(reason.data()).append(")");
+    }
+    return false;
+}
+
+} // namespace chromaprint

@@ -1,0 +1,254 @@
+#include "fingerprint/fingerprintcalculation.h"
+
+#include "fingerprint/ffmpegaudioreader.h"
+
+#include <chromaprint.h>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace fingerprint {
+
+namespace {
+
+using chromaprint::FFmpegAudioReader;
+
+/** The library's default algorithm. Fingerprints of different algorithms cannot be compared. */
+constexpr int kAlgorithm = CHROMAPRINT_ALGORITHM_TEST2;
+/** More than five days: in practice the whole file is fingerprinted. */
+constexpr double kLongestStreamSeconds = 500000.0;
+
+struct ContextDeleter
+{
+    void operator()(ChromaprintContext* context) const
+    {
+        chromaprint_free(context);
+    }
+};
+using ContextPointer = std::unique_ptr<ChromaprintContext, ContextDeleter>;
+
+struct WordsDeleter
+{
+    void operator()(std::uint32_t* words) const
+    {
+        chromaprint_dealloc(words);
+    }
+};
+using WordsPointer = std::unique_ptr<std::uint32_t, WordsDeleter>;
+
+std::string requireName(const char* fileName)
+{
+    if (!fileName) {
+        throw std::logic_error("a file name is required");
+    }
+    return fileName;
+}
+
+/** Notes a message. Always false, so that a failing function can return it. */
+bool fail(CalculationReport& report, const std::string& message)
+{
+    report.messages.append(QByteArray::fromStdString(message));
+    return false;
+}
+
+void ended(CalculationReport& report, bool succeeded, const std::stop_token& stop)
+{
+    report.succeeded = succeeded;
+    if (!succeeded && stop.stop_requested()) {
+        report.stopped = true;
+        report.messages.clear();
+    }
+}
+
+bool appendFingerprint(ChromaprintContext* context, bool firstChunk, QList<quint32>& fingerprint,
+                       CalculationReport& report)
+{
+    int size = 0;
+    if (!chromaprint_get_raw_fingerprint_size(context, &size)) {
+        return fail(report, "Could not get the fingerprinting size");
+    }
+    if (size <= 0) {
+        return firstChunk ? fail(report, "Empty fingerprint") : true;
+    }
+    std::uint32_t* raw = nullptr;
+    if (!chromaprint_get_raw_fingerprint(context, &raw, &size)) {
+        return fail(report, "Could not get the fingerprinting");
+    }
+    const WordsPointer words(raw);
+    fingerprint.reserve(fingerprint.size() + size);
+    for (int i = 0; i < size; ++i) {
+        fingerprint.append(raw[i]);
+    }
+    return true;
+}
+
+/**
+ * Feeds what \a reader decodes to \a context, at most kLongestStreamSeconds of it. A read error
+ * ends the feeding but is no failure: what came before it still has a fingerprint.
+ */
+bool feedStream(ChromaprintContext* context, FFmpegAudioReader& reader, const std::stop_token& stop,
+                quint64& fedFrames, CalculationReport& report)
+{
+    const auto limit = static_cast<quint64>(kLongestStreamSeconds * reader.OutputSampleRate());
+    const auto channels = static_cast<std::size_t>(reader.OutputChannels());
+    bool streamDone = false;
+    while (!reader.AtEnd() && !streamDone) {
+        const std::int16_t* samples = nullptr;
+        std::size_t frames = 0;
+        if (stop.stop_requested()) {
+            return false;
+        }
+        if (!reader.ReadBlock(&samples, &frames)) {
+            fail(report, reader.ErrorMessage());
+            return !stop.stop_requested();
+        }
+        if (limit > 0 && frames > limit - fedFrames) {
+            frames = static_cast<std::size_t>(limit - fedFrames);
+            streamDone = true;
+        }
+        if (frames == 0) {
+            continue;
+        }
+        if (!chromaprint_feed(context, samples, static_cast<int>(frames * channels))) {
+            return fail(report, "Could not process audio data");
+        }
+        fedFrames += frames;
+    }
+    return true;
+}
+
+bool processFile(ChromaprintContext* context, FFmpegAudioReader& reader, std::string fileName,
+                 const std::stop_token& stop, QList<quint32>& fingerprint,
+                 CalculationReport& report)
+{
+    if (fileName == "-") {
+        fileName = "pipe:0";
+    }
+    if (!reader.Open(fileName)) {
+        return fail(report, reader.ErrorMessage());
+    }
+    if (!chromaprint_start(context, reader.OutputSampleRate(), reader.OutputChannels())) {
+        return fail(report, "Could not initialize the fingerprinting process");
+    }
+    quint64 fedFrames = 0;
+    if (!feedStream(context, reader, stop, fedFrames, report)) {
+        return false;
+    }
+    if (!chromaprint_finish(context)) {
+        return fail(report, "Could not finish the fingerprinting process");
+    }
+    if (fedFrames == 0) {
+        return fail(report, "Not enough audio data");
+    }
+    return appendFingerprint(context, true, fingerprint, report);
+}
+
+bool calculateInto(CalculationReport& report, const char* fileName, QList<quint32>& fingerprint,
+                   int& durationMs, int& sampleRateHz, int& channels, const std::stop_token& stop)
+{
+    const std::string name = requireName(fileName);
+
+    // The file is opened twice: a reader without a requested format tells what the source is.
+    FFmpegAudioReader probe;
+    probe.SetStopToken(stop);
+    av_log_set_level(AV_LOG_QUIET);
+    if (!probe.Open(name)) {
+        return fail(report, probe.ErrorMessage());
+    }
+    durationMs = probe.DurationMs();
+    sampleRateHz = probe.OutputSampleRate();
+    channels = probe.OutputChannels();
+    probe.Close();
+
+    FFmpegAudioReader reader;
+    reader.SetStopToken(stop);
+    av_log_set_level(AV_LOG_QUIET);
+    const ContextPointer context(chromaprint_new(kAlgorithm));
+    reader.SetOutputChannels(chromaprint_get_num_channels(context.get()));
+    reader.SetOutputSampleRate(chromaprint_get_sample_rate(context.get()));
+    const bool succeeded = processFile(context.get(), reader, name, stop, fingerprint, report);
+    reader.Close();
+    return succeeded;
+}
+
+/** The command-line manner: tells every message, and throws when the calculation failed. */
+void printAndThrow(const CalculationReport& report)
+{
+    for (const QByteArray& message : report.messages) {
+        std::fprintf(stderr, "ERROR: %s\n", message.constData());
+    }
+    if (!report.succeeded) {
+        throw std::runtime_error("ERROR");
+    }
+}
+
+} // namespace
+
+CalculationReport calculate(const char* fileName, QList<quint32>& fingerprint, int& durationMs,
+                            int& sampleRateHz, int& channels, const std::stop_token& stop)
+{
+    CalculationReport report;
+    const bool succeeded =
+        calculateInto(report, fileName, fingerprint, durationMs, sampleRateHz, channels, stop);
+    ended(report, succeeded, stop);
+    return report;
+}
+
+int durationInMilliseconds(int timeBaseNumerator, int timeBaseDenominator, qint64 duration)
+{
+    if (timeBaseDenominator == 0) {
+        return -1;
+    }
+    // Unsigned arithmetic wraps around where signed arithmetic would be undefined.
+    const auto scale = static_cast<qint32>(static_cast<quint32>(timeBaseNumerator) * 1000U);
+    const quint64 product = static_cast<quint64>(qint64{scale}) * static_cast<quint64>(duration);
+    if (timeBaseDenominator == -1) {
+        return static_cast<int>(0 - product);
+    }
+    return static_cast<int>(static_cast<qint64>(product) / timeBaseDenominator);
+}
+
+} // namespace fingerprint
+
+int fpcalc_main(const char* fileName, QList<quint32>& fingerprint, int& durationMs,
+                int& sampleRateHz, int& channels)
+{
+    fingerprint::printAndThrow(
+        fingerprint::calculate(fileName, fingerprint, durationMs, sampleRateHz, channels));
+    return 0;
+}
+
+int ProcessFile(ChromaprintContext* context, chromaprint::FFmpegAudioReader& reader,
+                const char* fileName, QList<quint32>& fingerprint)
+{
+    fingerprint::CalculationReport report;
+    report.succeeded = fingerprint::processFile(context, reader, fingerprint::requireName(fileName),
+                                                std::stop_token(), fingerprint, report);
+    fingerprint::printAndThrow(report);
+    return 0;
+}
+
+void PrintResult(ChromaprintContext* context, chromaprint::FFmpegAudioReader& /*reader*/,
+                 bool firstChunk, double /*timestamp*/, double /*duration*/,
+                 QList<quint32>& fingerprint)
+{
+    fingerprint::CalculationReport report;
+    report.succeeded = fingerprint::appendFingerprint(context, firstChunk, fingerprint, report);
+    fingerprint::printAndThrow(report);
+}
+
+double GetCurrentTimestamp()
+{
+    using Microseconds = std::chrono::microseconds;
+    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+    const auto count = std::chrono::duration_cast<Microseconds>(sinceEpoch).count();
+    return static_cast<double>(count) / 1000000.0;
+}

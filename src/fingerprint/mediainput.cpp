@@ -1,0 +1,133 @@
+#include "fingerprint/mediainput.h"
+
+extern "C" {
+#include <libavformat/avformat.h>
+#include <libavutil/error.h>
+#include <libavutil/mem.h>
+}
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <filesystem>
+#include <mutex>
+#include <string_view>
+#include <system_error>
+
+namespace chromaprint {
+
+namespace {
+
+constexpr std::string_view kStandardInput = "pipe:0";
+
+/**
+ * Playlists, manifests, indexes and scripts. FFmpeg recognises them by content, whatever the file
+ * is called, and then opens whatever they name: other files of the user, themselves again until
+ * the file descriptors run out, or streams without an end that no interruption reaches.
+ */
+constexpr std::array<std::string_view, 15> kFormatsNamingOtherFiles = {"hls",
+                                                                       "dash",
+                                                                       "concat",
+                                                                       "concatf",
+                                                                       "imf",
+                                                                       "vobsub",
+                                                                       "sdp",
+                                                                       "rtsp",
+                                                                       "rtp",
+                                                                       "sap",
+                                                                       "webm_dash_manifest",
+                                                                       "image2",
+                                                                       "tedcaptions",
+                                                                       "avisynth",
+                                                                       "vapoursynth"};
+
+/**
+ * The largest single allocation. Of thousands of real files the hungriest decoded in 92 MB all
+ * told; what runs into the limit is a picture or an index of absurd size, whose stream is then
+ * treated as undecodable. The index of an MP4 file, the one structure that grows with the length
+ * of the audio, reaches it after some 36 hours at 44.1 kHz.
+ */
+constexpr std::size_t kLargestAllocation = std::size_t{128} << 20;
+
+/** True when one of the comma-separated \a names is that of a format that names other files. */
+bool namesOtherFiles(std::string_view names)
+{
+    while (true) {
+        const std::size_t comma = names.find(',');
+        if (std::find(kFormatsNamingOtherFiles.begin(), kFormatsNamingOtherFiles.end(),
+                      names.substr(0, comma)) != kFormatsNamingOtherFiles.end()) {
+            return true;
+        }
+        if (comma == std::string_view::npos) {
+            return false;
+        }
+        names.remove_prefix(comma + 1);
+    }
+}
+
+std::string listPermittedFormats()
+{
+    std::string list;
+    void* position = nullptr;
+    while (const AVInputFormat* format = av_demuxer_iterate(&position)) {
+        if ((format->flags & AVFMT_NOFILE) != 0 || namesOtherFiles(format->name)) {
+            continue;
+        }
+        if (!list.empty()) {
+            list += ',';
+        }
+        list += format->name;
+    }
+    return list;
+}
+
+std::filesystem::path toPath(const std::string& fileName)
+{
+#ifdef _WIN32
+    return std::filesystem::path(std::u8string(fileName.begin(), fileName.end()));
+#else
+    return {fileName};
+#endif
+}
+
+int refusalOf(const std::string& fileName)
+{
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(toPath(fileName), error);
+    switch (status.type()) {
+    case std::filesystem::file_type::regular:
+        return 0;
+    case std::filesystem::file_type::directory:
+        return AVERROR(EISDIR);
+    case std::filesystem::file_type::not_found:
+    case std::filesystem::file_type::none:
+        return AVERROR(error ? error.default_error_condition().value() : ENOENT);
+    default:
+        return AVERROR(EINVAL);
+    }
+}
+
+} // namespace
+
+MediaInput inspectInput(const std::string& fileName)
+{
+    if (fileName == kStandardInput) {
+        return {0, fileName};
+    }
+    return {refusalOf(fileName), "file:" + fileName};
+}
+
+const std::string& permittedFormats()
+{
+    static const std::string list = listPermittedFormats();
+    return list;
+}
+
+void limitAllocations()
+{
+    static std::once_flag once;
+    std::call_once(once, [] { av_max_alloc(kLargestAllocation); });
+}
+
+} // namespace chromaprint

@@ -1,0 +1,71 @@
+#include "fingerprint/sampleconverter.h"
+
+extern "C" {
+#include <libavutil/channel_layout.h>
+#include <libavutil/error.h>
+#include <libavutil/opt.h>
+#include <libavutil/samplefmt.h>
+#include <libswresample/swresample.h>
+}
+
+#include <cerrno>
+
+namespace chromaprint {
+
+namespace {
+
+// The resampling quality: a short filter with linear interpolation and an early cutoff. A
+// fingerprint looks at nothing above a few kHz, so speed counts more than fidelity here. Every
+// fingerprint depends on these numbers.
+constexpr int kBuiltInEngine = 0;
+constexpr int kFilterSize = 16;
+constexpr int kPhaseShift = 8;
+constexpr int kLinearInterpolation = 1;
+constexpr double kCutoff = 0.8;
+
+constexpr int kNoSearchFlags = 0;
+
+} // namespace
+
+void SampleConverter::ContextDeleter::operator()(SwrContext* context) const
+{
+    swr_free(&context);
+}
+
+SampleConverter::SampleConverter(const AudioFormat& source, const AudioFormat& target)
+    : from(source)
+    , to(target)
+    , converter(swr_alloc())
+{
+}
+
+SampleConverter::~SampleConverter() = default;
+
+int SampleConverter::initialise(const AVChannelLayout& sourceLayout)
+{
+    SwrContext* context = converter.get();
+    if (!context) {
+        return AVERROR(ENOMEM);
+    }
+    AVChannelLayout targetLayout{};
+    av_channel_layout_default(&targetLayout, to.channels);
+
+    av_opt_set_int(context, "resampler", kBuiltInEngine, kNoSearchFlags);
+    av_opt_set_int(context, "filter_size", kFilterSize, kNoSearchFlags);
+    av_opt_set_int(context, "phase_shift", kPhaseShift, kNoSearchFlags);
+    av_opt_set_int(context, "linear_interp", kLinearInterpolation, kNoSearchFlags);
+    av_opt_set_double(context, "cutoff", kCutoff, kNoSearchFlags);
+    av_opt_set_sample_fmt(context, "in_sample_fmt", static_cast<AVSampleFormat>(from.sampleFormat),
+                          kNoSearchFlags);
+    av_opt_set_int(context, "in_sample_rate", from.sampleRateHz, kNoSearchFlags);
+    av_opt_set_chlayout(context, "in_chlayout", &sourceLayout, kNoSearchFlags);
+    av_opt_set_sample_fmt(context, "out_sample_fmt", static_cast<AVSampleFormat>(to.sampleFormat),
+                          kNoSearchFlags);
+    av_opt_set_int(context, "out_sample_rate", to.sampleRateHz, kNoSearchFlags);
+    av_opt_set_chlayout(context, "out_chlayout", &targetLayout, kNoSearchFlags);
+    av_channel_layout_uninit(&targetLayout);
+
+    return swr_init(context);
+}
+
+} // namespace chromaprint
