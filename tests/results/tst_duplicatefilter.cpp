@@ -1,0 +1,120 @@
+#include "results/duplicatefilter.h"
+
+#include <QTest>
+
+#include <random>
+
+namespace {
+
+QString letter(int index)
+{
+    return QString(QChar(u'A' + index));
+}
+
+/** "A:BC D:E" as a map whose similarities are all 90. */
+DuplicateMap map(const char* text)
+{
+    DuplicateMap result;
+    const QStringList entries = QString::fromLatin1(text).split(u' ', Qt::SkipEmptyParts);
+    for (const QString& entry : entries) {
+        for (const QChar path : entry.mid(2)) {
+            result[entry.left(1)].append({QString(path), 90});
+        }
+    }
+    return result;
+}
+
+/** The rule word by word, with the plain list of seen paths. */
+DuplicateMap filterByTheRule(const DuplicateMap& duplicates)
+{
+    QStringList seen;
+    DuplicateMap shown;
+    for (auto entry = duplicates.cbegin(); entry != duplicates.cend(); ++entry) {
+        if (seen.contains(entry.key())) {
+            continue;
+        }
+        QList<std::tuple<QString, int>> list;
+        for (const auto& [path, similarity] : entry.value()) {
+            if (!seen.contains(path) && path != entry.key()) {
+                list.append({path, similarity});
+            }
+        }
+        if (!list.isEmpty()) {
+            shown[entry.key()] = list;
+            seen.append(entry.key());
+            for (const auto& [path, similarity] : list) {
+                seen.append(path);
+            }
+        }
+    }
+    return shown;
+}
+
+} // namespace
+
+class TestDuplicateFilter : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void listsEveryPathOnce_data();
+    void listsEveryPathOnce();
+    void keepsOrderAndSimilarity();
+    void tellsPathsApartByLetterCase();
+    void equalsTheRuleOnRandomMaps();
+};
+
+void TestDuplicateFilter::listsEveryPathOnce_data()
+{
+    QTest::addColumn<DuplicateMap>("duplicates");
+    QTest::addColumn<DuplicateMap>("shown");
+    QTest::newRow("nothing") << map("") << map("");
+    QTest::newRow("all alike: B is no second reference") << map("A:BC B:C") << map("A:BC");
+    QTest::newRow("A-B, B-C: C is nowhere") << map("A:B B:C") << map("A:B");
+    QTest::newRow("C was listed under A, so D has nothing left") << map("A:C D:C") << map("A:C");
+    QTest::newRow("the seen one alone is left out") << map("A:C D:CE") << map("A:C D:E");
+    QTest::newRow("a file that equals its own key") << map("A:A") << map("");
+    QTest::newRow("the key itself among others") << map("A:BAC") << map("A:BC");
+    QTest::newRow("a dropped key is not seen") << map("A:A B:A") << map("B:A");
+    QTest::newRow("a path twice in one list stays twice") << map("A:BB") << map("A:BB");
+}
+
+void TestDuplicateFilter::listsEveryPathOnce()
+{
+    QFETCH(DuplicateMap, duplicates);
+    QTEST(results::filterForDisplay(duplicates), "shown");
+}
+
+void TestDuplicateFilter::keepsOrderAndSimilarity()
+{
+    const DuplicateMap duplicates{
+        {QStringLiteral("b"), {{QStringLiteral("z"), 71}, {QStringLiteral("a"), 100}}}};
+    QCOMPARE(results::filterForDisplay(duplicates), duplicates);
+}
+
+void TestDuplicateFilter::tellsPathsApartByLetterCase()
+{
+    const DuplicateMap duplicates{{QStringLiteral("A"), {{QStringLiteral("a"), 90}}},
+                                  {QStringLiteral("B"), {{QStringLiteral("A"), 90}}},
+                                  {QStringLiteral("C"), {{QStringLiteral("b"), 90}}}};
+    const DuplicateMap shown{{QStringLiteral("A"), {{QStringLiteral("a"), 90}}},
+                             {QStringLiteral("C"), {{QStringLiteral("b"), 90}}}};
+    QCOMPARE(results::filterForDisplay(duplicates), shown);
+}
+
+void TestDuplicateFilter::equalsTheRuleOnRandomMaps()
+{
+    std::mt19937 random(7);
+    for (int round = 0; round < 2000; ++round) {
+        DuplicateMap duplicates;
+        const int entries = static_cast<int>(random() % 12);
+        for (int entry = 0; entry < entries; ++entry) {
+            duplicates[letter(static_cast<int>(random() % 10))].append(
+                {letter(static_cast<int>(random() % 10)), static_cast<int>(random() % 101)});
+        }
+        QCOMPARE(results::filterForDisplay(duplicates), filterByTheRule(duplicates));
+    }
+}
+
+QTEST_GUILESS_MAIN(TestDuplicateFilter)
+#include "tst_duplicatefilter.moc"
