@@ -1,0 +1,127 @@
+#include "app/mainwindow.h"
+
+#include "settings/settingsstore.h"
+#include "ui_mainwindow.h"
+
+#include <QAudioOutput>
+#include <QCloseEvent>
+#include <QHeaderView>
+#include <QTimer>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int kNameColumn = 0;
+constexpr int kNameColumnWidth = 400;
+
+/** Gives the paths their room, and every other column at least what its title needs. */
+void sizeColumns(QHeaderView* header)
+{
+    for (int column = 0; column < header->count(); ++column) {
+        header->resizeSection(
+            column, std::max(header->sectionSize(column), header->sectionSizeHint(column)));
+    }
+    header->resizeSection(kNameColumn, kNameColumnWidth);
+}
+
+} // namespace
+
+/**
+ * Registers the icons. They are linked from a static library, where the linker drops a resource
+ * collection that nobody asks for. Outside any namespace, since Q_INIT_RESOURCE must be.
+ */
+static void initialiseIcons()
+{
+    Q_INIT_RESOURCE(Quorvel);
+}
+
+QList<FingerprintRecord> MainWindow::fingerprintsFirst;
+QList<FingerprintRecord> MainWindow::fingerprintsSecond;
+std::stop_source MainWindow::runStop;
+
+MainWindow::MainWindow(QWidget* parent)
+    : QMainWindow(parent)
+    , threadPool(this)
+    , ui(std::make_unique<Ui_MainWindow>())
+    , state(QStringLiteral("idle"))
+{
+    initialiseIcons();
+    ui->setupUi(this);
+    setWindowTitle(tr("Quorvel"));
+    connectActions();
+    connectStages();
+    setUpPlayer();
+    connectPlayer();
+
+    ui->stopButton->setEnabled(false);
+    ui->audioDurationLabel->hide();
+    ui->duplicateFoundLabel->hide();
+    ui->progressBar->setTextVisible(false);
+    sizeColumns(ui->treeWidget->header());
+
+    settings::writeMissingDefaults();
+    // Brings the window to the front once the event loop runs.
+    QTimer::singleShot(0, this, [this] { activateWindow(); });
+}
+
+MainWindow::~MainWindow()
+{
+    resetAll();
+    // The player is a child and dies with the base class, when this is no longer a MainWindow: it
+    // must not speak to it then.
+    player->disconnect(this);
+    ui.reset();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    event->accept();
+}
+
+void MainWindow::connectActions()
+{
+    connect(ui->actionNew_Comparison, &QAction::triggered, this, &MainWindow::newComparison);
+    connect(ui->actionSettings, &QAction::triggered, this, &MainWindow::changeSettings);
+    connect(ui->actionExit, &QAction::triggered, this, &MainWindow::close);
+    connect(ui->actionHelp_Online, &QAction::triggered, this, &MainWindow::helpOnline);
+    connect(ui->actionContact, &QAction::triggered, this, &MainWindow::contact);
+    connect(ui->actionAbout, &QAction::triggered, this, &MainWindow::about);
+}
+
+void MainWindow::connectStages()
+{
+    connect(&filesWatcher, &QFutureWatcherBase::finished, this,
+            &MainWindow::calculateFingerprintParallel);
+    connect(&duplicatesWatcher, &QFutureWatcherBase::finished, this,
+            &MainWindow::showComparisonResults);
+    connect(&duplicatesWatcher, &QFutureWatcherBase::progressValueChanged, this,
+            &MainWindow::compareValueChanged);
+    connect(&fingerprintWatcher1, &QFutureWatcherBase::progressValueChanged, this,
+            &MainWindow::fpValueChanged);
+    connect(&fingerprintWatcher2, &QFutureWatcherBase::progressValueChanged, this,
+            &MainWindow::fpValueChanged);
+}
+
+void MainWindow::setUpPlayer()
+{
+    player = new QMediaPlayer(this);
+    audioOutput = new QAudioOutput(this);
+    player->setAudioOutput(audioOutput);
+    // The first of two connections of this signal: the slot runs twice for each, and is idempotent.
+    connect(player, SIGNAL(positionChanged(qint64)), this, SLOT(positionChanged(qint64)));
+
+    playIcon.addFile(QStringLiteral(":/icons/play.png"), QSize(), QIcon::Normal, QIcon::Off);
+    showPlayIcon(playIcon);
+    pauseIcon.addFile(QStringLiteral(":/icons/pause.png"), QSize(), QIcon::Normal, QIcon::Off);
+    ui->audioSlider->setRange(0, static_cast<int>(player->duration()));
+}
+
+void MainWindow::connectPlayer()
+{
+    // The second connection of this slot, which is also connected by its name.
+    connect(ui->audioSlider, &QSlider::sliderMoved, this, &MainWindow::on_audioSlider_sliderMoved);
+    connect(player, &QMediaPlayer::positionChanged, this, &MainWindow::positionChanged);
+    connect(player, &QMediaPlayer::durationChanged, this, &MainWindow::durationChanged);
+    connect(player, &QMediaPlayer::playbackStateChanged, this, &MainWindow::setState);
+}

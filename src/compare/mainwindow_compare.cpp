@@ -1,0 +1,112 @@
+#include "app/mainwindow.h"
+
+#include "settings/settingsstore.h"
+#include "ui_mainwindow.h"
+
+#include <QtConcurrent/QtConcurrentMap>
+#include <QtConcurrent/QtConcurrentRun>
+
+namespace {
+
+/** The comparison stage fills the progress bar from here ... */
+constexpr double kProgressStart = 80.0;
+/** ... by this much. */
+constexpr qint64 kProgressShare = 20;
+
+} // namespace
+
+std::tuple<int, int, int> MainWindow::calcSingleSimilarity(const std::pair<int, int>& pair)
+{
+    const auto [i, j] = pair;
+    if (runStop.stop_requested()) {
+        return {i, j, 0};
+    }
+    // at(), since [] on a list that is shared would detach it under the other workers.
+    return {i, j, compare::recordSimilarity(fingerprintsFirst.at(i), fingerprintsSecond.at(j))};
+}
+
+void MainWindow::findDuplicateFiles(DuplicateMap& result, const std::tuple<int, int, int>& item)
+{
+    if (runStop.stop_requested()) {
+        return;
+    }
+    const auto [i, j, similarity] = item;
+    // Read for every pair on purpose: a threshold changed during a run counts for what follows.
+    compare::addIfDuplicate(result, std::get<0>(fingerprintsFirst.at(i)),
+                            std::get<0>(fingerprintsSecond.at(j)), similarity,
+                            settings::similarityThreshold());
+}
+
+void MainWindow::compareAudioParallel()
+{
+    if (fingerprintFuture1.isCanceled() || fingerprintFuture2.isCanceled()) {
+        return;
+    }
+    fingerprintsFirst = fingerprintFuture1.resultAt(0);
+    const bool betweenGroups = comparisonMode() == ComparisonMode::BetweenGroups;
+    if (betweenGroups) {
+        // Finished as well by now, so this never has to wait.
+        fingerprintsSecond = fingerprintFuture2.resultAt(0);
+    } else {
+        fingerprintsSecond = fingerprintsFirst;
+    }
+    audioInfoMap = compare::buildAudioInfoMap(fingerprintsFirst, fingerprintsSecond);
+
+    const qsizetype firstCount = fingerprintsFirst.size();
+    const qsizetype secondCount = fingerprintsSecond.size();
+    const qint64 pairCount = betweenGroups
+                                 ? compare::betweenGroupsPairCount(firstCount, secondCount)
+                                 : compare::withinGroupPairCount(firstCount);
+    if (!compare::comparisonFits(pairCount, compare::availableMemoryBytes())) {
+        refuseComparison(betweenGroups ? firstCount + secondCount : firstCount);
+        return;
+    }
+
+    // The list of a large collection takes a second to build: a worker does it.
+    pairsFuture = QtConcurrent::run(&threadPool, [first = static_cast<int>(firstCount),
+                                                  second = static_cast<int>(secondCount),
+                                                  betweenGroups, stop = runStop.get_token()] {
+        return betweenGroups ? compare::betweenGroupsPairs(first, second, stop)
+                             : compare::withinGroupPairs(first, stop);
+    });
+    pairsFuture.then(this, [this, run = runNumber](const QList<compare::IndexPair>& pairs) {
+        if (run == runNumber) {
+            startComparison(pairs);
+        }
+    });
+}
+
+void MainWindow::startComparison(const QList<compare::IndexPair>& pairs)
+{
+    duplicatesFuture = QtConcurrent::mappedReduced(
+        &threadPool, pairs, &MainWindow::calcSingleSimilarity, &MainWindow::findDuplicateFiles,
+        QtConcurrent::UnorderedReduce | QtConcurrent::SequentialReduce);
+    duplicatesWatcher.setFuture(duplicatesFuture);
+    // The run holds the list now; let go of it here, so that it is freed with the run.
+    pairsFuture = {};
+}
+
+/** Ends a run whose work list would be silently skipped or would not fit into memory. */
+void MainWindow::refuseComparison(qsizetype fileCount)
+{
+    audioInfoMap.clear();
+    fingerprintsFirst.clear();
+    fingerprintsSecond.clear();
+    resetProgress();
+    state = QStringLiteral("idle");
+    ui->statusbar->showMessage(
+        tr("%1 files are too many to compare at once. Compare fewer folders at a time.")
+            .arg(fileCount));
+}
+
+void MainWindow::compareValueChanged(int value)
+{
+    const qint64 minimum = duplicatesWatcher.progressMinimum();
+    const qint64 maximum = duplicatesWatcher.progressMaximum();
+    // An empty work list has no range, and a cancelled run nothing to say about what is shown.
+    if (maximum == minimum || duplicatesWatcher.isCanceled()) {
+        return;
+    }
+    const qint64 step = (value - minimum) * kProgressShare / (maximum - minimum);
+    ui->progressBar->setValue(static_cast<int>(static_cast<double>(step) + kProgressStart));
+}

@@ -1,0 +1,6 @@
+#include "fileops/deletedialog.h"
+
+deleteDialog::deleteDialog(QWidget* parent)
+    : QDialog(parent)
+{
+}

@@ -1,0 +1,123 @@
+#include "app/mainwindow.h"
+
+#include "fingerprint/audiofilediscovery.h"
+#include "fingerprint/filelists.h"
+#include "ui_mainwindow.h"
+
+#include <QTimer>
+#include <QtConcurrent/QtConcurrentMap>
+
+#include <chrono>
+
+namespace {
+
+/** The fingerprint stage fills the progress bar up to here. */
+constexpr qint64 kProgressShare = 80;
+
+/** The progress of one future, or nothing for a run over an empty list, which has no range. */
+struct Progress
+{
+    explicit Progress(const QFuture<QList<FingerprintRecord>>& future)
+    {
+        if (future.progressMaximum() > future.progressMinimum()) {
+            done = qint64(future.progressValue()) - future.progressMinimum();
+            range = qint64(future.progressMaximum()) - future.progressMinimum();
+        }
+    }
+    qint64 done = 0;
+    qint64 range = 0;
+};
+
+} // namespace
+
+QStringList MainWindow::find_audio_files_dir(const QStringList& folders)
+{
+    return fingerprint::findAudioFiles(folders, runStop.get_token());
+}
+
+void MainWindow::collectTmp(QList<QStringList>& result, const QStringList& files)
+{
+    result.append(files);
+}
+
+FingerprintRecord MainWindow::calcSingleFingerprint(const QString& path)
+{
+    return fingerprint::recordForFile(path, runStop.get_token());
+}
+
+void MainWindow::collectFingerprint(QList<FingerprintRecord>& result,
+                                    const FingerprintRecord& record)
+{
+    result.append(record);
+}
+
+void MainWindow::calculateFingerprintParallel()
+{
+    if (filesWatcher.isCanceled()) {
+        return;
+    }
+    const QList<QStringList> groups = filesFuture.resultAt(0);
+    const auto [listA, listB] = fingerprint::listsToFingerprint(groups.value(0), groups.value(1));
+
+    const bool betweenGroups = comparisonMode() == ComparisonMode::BetweenGroups;
+    if (listA.isEmpty() || (betweenGroups && listB.isEmpty())) {
+        ui->progressBar->setValue(100);
+        // The full bar stays for a moment, so that the user sees that a search took place.
+        QTimer::singleShot(std::chrono::seconds(1), this, [this, run = runNumber] {
+            if (run == runNumber) {
+                noDuplicateFilesFound();
+            }
+        });
+        return;
+    }
+    startFingerprintRuns(listA, listB);
+}
+
+void MainWindow::startFingerprintRuns(const QStringList& listA, const QStringList& listB)
+{
+    const auto start = [this](const QStringList& files) {
+        return QtConcurrent::mappedReduced(
+            &threadPool, files, &MainWindow::calcSingleFingerprint, &MainWindow::collectFingerprint,
+            QtConcurrent::UnorderedReduce | QtConcurrent::SequentialReduce);
+    };
+    fingerprintFuture1 = start(listA);
+    fingerprintFuture2 = start(listB);
+    // A watcher that is given the very future that it already watches does nothing.
+    fingerprintWatcher1.setFuture(fingerprintFuture1);
+    fingerprintWatcher2.setFuture(fingerprintFuture2);
+
+    // The comparison needs both runs. They are joined by counting, so that this thread never waits.
+    pendingFingerprintRuns = 2;
+    const auto finished = [this, run = runNumber](const QList<FingerprintRecord>&) {
+        if (run == runNumber) {
+            fingerprintRunFinished();
+        }
+    };
+    fingerprintFuture1.then(this, finished);
+    fingerprintFuture2.then(this, finished);
+}
+
+void MainWindow::fingerprintRunFinished()
+{
+    if (--pendingFingerprintRuns == 0) {
+        compareAudioParallel();
+    }
+}
+
+void MainWindow::fpValueChanged(int /*value*/)
+{
+    if (!fingerprintFuture1.isStarted() || !fingerprintFuture2.isStarted()) {
+        return;
+    }
+    // A run that was cancelled has nothing to say about the one that is shown.
+    if (fingerprintFuture1.isCanceled() || fingerprintFuture2.isCanceled()) {
+        return;
+    }
+    const Progress first(fingerprintFuture1);
+    const Progress second(fingerprintFuture2);
+    const qint64 range = first.range + second.range;
+    if (range > 0) {
+        ui->progressBar->setValue(
+            static_cast<int>((first.done + second.done) * kProgressShare / range));
+    }
+}

@@ -1,0 +1,58 @@
+#include "app/mainwindow.h"
+
+#include "results/duplicatefilter.h"
+#include "results/rowtexts.h"
+#include "ui_mainwindow.h"
+
+void MainWindow::showComparisonResults()
+{
+    if (duplicatesWatcher.isCanceled()) {
+        return;
+    }
+    duplicates = results::filterForDisplay(duplicatesWatcher.future().resultAt(0));
+
+    qsizetype duplicateCount = 0;
+    const QList<QTreeWidgetItem*> rows = resultRows(duplicateCount);
+    ui->duplicateFoundLabel->setText(results::duplicateCountText(duplicateCount));
+    ui->duplicateFoundLabel->show();
+    ui->treeWidget->insertTopLevelItems(0, rows);
+    ui->treeWidget->expandAll();
+
+    audioInfoMap.clear();
+    fingerprintsFirst.clear();
+    fingerprintsSecond.clear();
+    resetProgress();
+    state = QStringLiteral("idle");
+}
+
+void MainWindow::noDuplicateFilesFound()
+{
+    ui->duplicateFoundLabel->setText(results::duplicateCountText(0));
+    ui->duplicateFoundLabel->show();
+    state = QStringLiteral("idle");
+    resetProgress();
+}
+
+/** The top-level rows with their children, not yet in a view; counts the children. */
+QList<QTreeWidgetItem*> MainWindow::resultRows(qsizetype& duplicateCount)
+{
+    QList<QTreeWidgetItem*> rows;
+    rows.reserve(duplicates.size());
+    for (auto entry = duplicates.cbegin(); entry != duplicates.cend(); ++entry) {
+        // Owned by the tree once they are inserted.
+        auto* row = new QTreeWidgetItem(results::referenceCells(entry.key(), audioInfoMap));
+        for (const auto& [path, similarity] : entry.value()) {
+            row->addChild(
+                new QTreeWidgetItem(results::duplicateCells(path, similarity, audioInfoMap)));
+            ++duplicateCount;
+        }
+        rows.append(row);
+    }
+    return rows;
+}
+
+void MainWindow::resetProgress()
+{
+    ui->progressBar->setValue(0);
+    ui->progressBar->setTextVisible(false);
+}
