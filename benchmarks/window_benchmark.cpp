@@ -1,0 +1,218 @@
+// Prints how long the window's event loop stalls during a run, and how quickly a run is cancelled.
+// Usage: window_benchmark [number of files, 500 unless given]
+
+#include "app/mainwindow.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDataStream>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QTimer>
+#include <QtMath>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <random>
+
+namespace {
+
+using std::chrono::milliseconds;
+
+QTextStream& out()
+{
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+/** A mono PCM WAV header that announces \a dataBytes of samples. */
+QByteArray wavHeader(quint32 sampleRateHz, quint16 bitsPerSample, quint32 dataBytes)
+{
+    QByteArray header;
+    QDataStream stream(&header, QIODevice::WriteOnly);
+    stream.setByteOrder(QDataStream::LittleEndian);
+    const quint32 bytesPerSecond = sampleRateHz * bitsPerSample / 8;
+    stream.writeRawData("RIFF", 4);
+    stream << quint32(dataBytes + 36);
+    stream.writeRawData("WAVEfmt ", 8);
+    stream << quint32(16) << quint16(1) << quint16(1) << sampleRateHz << bytesPerSecond
+           << quint16(bitsPerSample / 8) << bitsPerSample;
+    stream.writeRawData("data", 4);
+    stream << dataBytes;
+    return header;
+}
+
+/** Ten seconds of a random melody. */
+bool writeTune(const QString& path, unsigned seed)
+{
+    constexpr quint32 kSampleRateHz = 11025;
+    constexpr quint32 kSeconds = 10;
+    constexpr quint32 kSamplesPerNote = kSampleRateHz / 4;
+    std::mt19937 random(seed);
+    QByteArray samples;
+    QDataStream stream(&samples, QIODevice::WriteOnly);
+    stream.setByteOrder(QDataStream::LittleEndian);
+    double frequencyHz = 0;
+    for (quint32 i = 0; i < kSampleRateHz * kSeconds; ++i) {
+        if (i % kSamplesPerNote == 0) {
+            frequencyHz = 110.0 * std::pow(2.0, static_cast<double>(random() % 36) / 12.0);
+        }
+        const double phase = 2 * M_PI * frequencyHz * i / kSampleRateHz;
+        stream << qint16(8000 * qSin(phase) + 4000 * qSin(2 * phase) + 2000 * qSin(3 * phase));
+    }
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) &&
+           file.write(wavHeader(kSampleRateHz, 16, static_cast<quint32>(samples.size())) +
+                      samples) > 0;
+}
+
+/** A file of ten hours whose silence takes no room on the disk. */
+bool writeTenHours(const QString& path)
+{
+    constexpr quint32 kSampleRateHz = 44100;
+    constexpr quint32 kBytes = kSampleRateHz * 2 * 36000;
+    QFile file(path);
+    const QByteArray header = wavHeader(kSampleRateHz, 16, kBytes);
+    return file.open(QIODevice::WriteOnly) && file.write(header) == header.size() &&
+           file.resize(qint64(kBytes) + header.size());
+}
+
+/** The longest time between two turns of the event loop. */
+class StallMeter : public QObject
+{
+public:
+    StallMeter()
+    {
+        connect(&m_timer, &QTimer::timeout, this,
+                [this] { m_longestMs = std::max(m_longestMs, m_sinceLast.restart()); });
+        m_timer.start(0);
+        m_sinceLast.start();
+    }
+    void restart()
+    {
+        m_longestMs = 0;
+        m_sinceLast.restart();
+    }
+    qint64 longestMs() const
+    {
+        return m_longestMs;
+    }
+
+private:
+    QTimer m_timer;
+    QElapsedTimer m_sinceLast;
+    qint64 m_longestMs = 0;
+};
+
+template <typename T> T* find(const MainWindow& window, const char* name)
+{
+    return window.findChild<T*>(QString::fromLatin1(name));
+}
+
+bool spinUntil(const std::function<bool()>& condition, milliseconds limit)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.hasExpired(limit.count())) {
+            return false;
+        }
+        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+}
+
+void compareWithinGroup(MainWindow& window, const QString& folder)
+{
+    find<QComboBox>(window, "comparisonModeSelector")->setCurrentIndex(1);
+    find<QListWidget>(window, "folderListGroupA")->addItem(folder);
+    find<QPushButton>(window, "compareButton")->click();
+}
+
+void measureStalls(MainWindow& window, int fileCount)
+{
+    QTemporaryDir folder;
+    for (int i = 0; i < fileCount; ++i) {
+        // Every other file repeats the one before it, so that there is something to show.
+        writeTune(folder.filePath(QStringLiteral("%1.wav").arg(i)), static_cast<unsigned>(i / 2));
+    }
+    StallMeter meter;
+    QElapsedTimer timer;
+    compareWithinGroup(window, folder.path());
+    timer.start();
+    meter.restart();
+    const auto* label = find<QLabel>(window, "duplicateFoundLabel");
+    const bool done = spinUntil([label] { return label->isVisible(); }, std::chrono::minutes(10));
+    out() << "run over " << fileCount << " files: " << timer.elapsed() << " ms, "
+          << (done ? label->text() : QStringLiteral("not finished")) << '\n'
+          << "longest stall of the event loop: " << meter.longestMs() << " ms\n";
+    out().flush();
+}
+
+/** Starts a run over \a folder and resets it at a few moments; prints how long each reset took. */
+void measureCancel(MainWindow& window, const QString& what, const QString& folder)
+{
+    std::mt19937 random(1);
+    QList<double> latenciesMs;
+    for (int round = 0; round < 10; ++round) {
+        compareWithinGroup(window, folder);
+        const milliseconds moment(20 + static_cast<int>(random() % 400));
+        QElapsedTimer timer;
+        timer.start();
+        spinUntil([&] { return timer.hasExpired(moment.count()); }, std::chrono::minutes(1));
+        timer.restart();
+        window.newComparison();
+        latenciesMs.append(static_cast<double>(timer.nsecsElapsed()) / 1e6);
+    }
+    std::sort(latenciesMs.begin(), latenciesMs.end());
+    out() << "cancelling " << what << ": median "
+          << QString::number(latenciesMs.at(latenciesMs.size() / 2), 'f', 1) << " ms, longest "
+          << QString::number(latenciesMs.last(), 'f', 1) << " ms\n";
+    out().flush();
+}
+
+void measureCancels(MainWindow& window)
+{
+    // Keeps the loop turning while nothing else happens.
+    const StallMeter meter;
+    QTemporaryDir longFile;
+    writeTenHours(longFile.filePath(QStringLiteral("ten hours.wav")));
+    measureCancel(window, QStringLiteral("the decoding of a ten-hour file"), longFile.path());
+
+    constexpr int kManyFiles = 200000;
+    QTemporaryDir hugeFolder;
+    for (int i = 0; i < kManyFiles; ++i) {
+        QFile file(hugeFolder.filePath(QStringLiteral("%1.txt").arg(i)));
+        if (!file.open(QIODevice::WriteOnly)) {
+            break;
+        }
+    }
+    measureCancel(window, QStringLiteral("the listing of %1 files").arg(kManyFiles),
+                  hugeFolder.path());
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    const QApplication application(argc, argv);
+    const QTemporaryDir settings;
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
+    const int fileCount = argc > 1 ? std::max(1, QString::fromLocal8Bit(argv[1]).toInt()) : 500;
+
+    MainWindow window;
+    window.show();
+    measureStalls(window, fileCount);
+    measureCancels(window);
+    return 0;
+}
