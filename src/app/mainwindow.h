@@ -199,6 +199,13 @@ private:
     int pendingFingerprintRuns = 0;
     /** The work list of a comparison while it is built. */
     QFuture<QList<compare::IndexPair>> pairsFuture;
+    /**
+     * The continuations of the three futures, kept only to be alive: a future that is cancelled
+     * writes to its continuation without owning it, also long after both have finished.
+     */
+    QFuture<void> fingerprintContinuation1;
+    QFuture<void> fingerprintContinuation2;
+    QFuture<void> pairsContinuation;
 
     /**
      * Tells the workers to stop in the middle of their item. Static, as the stage functions are;

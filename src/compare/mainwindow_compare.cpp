@@ -63,17 +63,20 @@ void MainWindow::compareAudioParallel()
     }
 
     // The list of a large collection takes a second to build: a worker does it.
-    pairsFuture = QtConcurrent::run(&threadPool, [first = static_cast<int>(firstCount),
-                                                  second = static_cast<int>(secondCount),
-                                                  betweenGroups, stop = runStop.get_token()] {
+    auto building = QtConcurrent::run(&threadPool, [first = static_cast<int>(firstCount),
+                                                    second = static_cast<int>(secondCount),
+                                                    betweenGroups, stop = runStop.get_token()] {
         return betweenGroups ? compare::betweenGroupsPairs(first, second, stop)
                              : compare::withinGroupPairs(first, stop);
     });
-    pairsFuture.then(this, [this, run = runNumber](const QList<compare::IndexPair>& pairs) {
-        if (run == runNumber) {
-            startComparison(pairs);
-        }
-    });
+    pairsFuture = building;
+    // Asked of the local future: the continuation replaces the member, and may run at once.
+    pairsContinuation =
+        building.then(this, [this, run = runNumber](const QList<compare::IndexPair>& pairs) {
+            if (run == runNumber) {
+                startComparison(pairs);
+            }
+        });
 }
 
 void MainWindow::startComparison(const QList<compare::IndexPair>& pairs)

@@ -93,8 +93,8 @@ void MainWindow::startFingerprintRuns(const QStringList& listA, const QStringLis
             fingerprintRunFinished();
         }
     };
-    fingerprintFuture1.then(this, finished);
-    fingerprintFuture2.then(this, finished);
+    fingerprintContinuation1 = fingerprintFuture1.then(this, finished);
+    fingerprintContinuation2 = fingerprintFuture2.then(this, finished);
 }
 
 void MainWindow::fingerprintRunFinished()
