@@ -1,0 +1,282 @@
+#include "settings/settingsstore.h"
+#include "support/media.h"
+#include "support/windowfixture.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QProgressBar>
+#include <QTest>
+
+#include <random>
+
+namespace {
+
+constexpr double kTuneSeconds = 5;
+/** A run over the small collection passes all its boundaries within this many event loop turns. */
+constexpr int kTurns = 60;
+
+/** Raw 16-bit samples for more than a day, which take no room on the disk. */
+constexpr qint64 kEndlessBytes = qint64(8) << 30;
+
+enum class Action { FindAgain, NewComparison, ChangeMode, Destroy };
+
+} // namespace
+
+Q_DECLARE_METATYPE(Action)
+
+class TestMainWindowCancel : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void nothingStaleReachesTheNextRun_data();
+    void nothingStaleReachesTheNextRun();
+    void oneSecondTimerOfAResetRunStaysSilent();
+    void oneSecondTimerDoesNotEndTheNextRun();
+    void closingTheWindowLeavesTheRunToTheDestructor();
+    void resetReturnsOnlyWhenEverythingHasStopped();
+    void cancelStopsALongFileInTheMiddle();
+    void cancelStopsAHugeListing();
+    void stoppedStageFunctionsWorkAgainAfterwards();
+
+private:
+    void listBothGroups();
+    void startRun(int threads);
+    void perform(Action action);
+    void checkNothingIsShown();
+    void checkFullRun();
+
+    testmedia::MediaFolder m_music;
+    std::unique_ptr<WindowFixture> fixture;
+};
+
+void TestMainWindowCancel::initTestCase()
+{
+    testmedia::Tune tune;
+    tune.seconds = kTuneSeconds;
+    for (const char* name : {"a/1.wav", "a/2.wav", "b/1.flac", "b/3.wav"}) {
+        tune.seed = static_cast<unsigned>(name[2] - '0');
+        m_music.makeTune(QString::fromLatin1(name), tune);
+    }
+}
+
+void TestMainWindowCancel::init()
+{
+    fixture = std::make_unique<WindowFixture>();
+    fixture->open();
+}
+
+void TestMainWindowCancel::cleanup()
+{
+    fixture.reset();
+}
+
+void TestMainWindowCancel::listBothGroups()
+{
+    fixture->listFolder('A', m_music.filePath(QStringLiteral("a")));
+    fixture->listFolder('B', m_music.filePath(QStringLiteral("b")));
+}
+
+void TestMainWindowCancel::startRun(int threads)
+{
+    QVERIFY(fixture->click("compareButton"));
+    fixture->pool()->setMaxThreadCount(threads);
+}
+
+void TestMainWindowCancel::perform(Action action)
+{
+    switch (action) {
+    case Action::FindAgain:
+        QVERIFY(fixture->click("compareButton"));
+        break;
+    case Action::NewComparison:
+        fixture->choose("actionNew_Comparison");
+        break;
+    case Action::ChangeMode:
+        fixture->setMode(1);
+        fixture->setMode(0);
+        break;
+    case Action::Destroy:
+        fixture->destroy();
+        QCoreApplication::processEvents();
+        fixture->open();
+        break;
+    }
+}
+
+void TestMainWindowCancel::checkNothingIsShown()
+{
+    QCOMPARE(fixture->treeText(), QString());
+    QCOMPARE(fixture->countText(), QString());
+    QCOMPARE(fixture->find<QProgressBar>("progressBar")->value(), 0);
+    QVERIFY(!fixture->find<QProgressBar>("progressBar")->isTextVisible());
+}
+
+void TestMainWindowCancel::checkFullRun()
+{
+    fixture->choose("actionNew_Comparison");
+    fixture->setMode(0);
+    listBothGroups();
+    QVERIFY(fixture->findDuplicates());
+    QCOMPARE(fixture->treeText(m_music.path()),
+             QStringLiteral("/a/1.wav |  | 00:00:05 | 44100 | 2\n"
+                            "    /b/1.flac | 100% | 00:00:05 | 44100 | 2\n"));
+}
+
+void TestMainWindowCancel::nothingStaleReachesTheNextRun_data()
+{
+    QTest::addColumn<Action>("action");
+    QTest::addColumn<int>("threads");
+    const std::pair<const char*, Action> actions[] = {{"find again", Action::FindAgain},
+                                                      {"new comparison", Action::NewComparison},
+                                                      {"change of mode", Action::ChangeMode},
+                                                      {"destruction", Action::Destroy}};
+    for (const auto& [name, action] : actions) {
+        for (const int threads : {1, 2, 8}) {
+            QTest::addRow("%s, %d threads", name, threads) << action << threads;
+        }
+    }
+}
+
+void TestMainWindowCancel::nothingStaleReachesTheNextRun()
+{
+    QFETCH(Action, action);
+    QFETCH(int, threads);
+    for (int turn = 0; turn < kTurns; ++turn) {
+        // With the pool idle, what the stage has to say is queued and not yet delivered.
+        for (const bool letTheStageFinish : {true, false}) {
+            fixture->choose("actionNew_Comparison");
+            listBothGroups();
+            startRun(threads);
+            for (int i = 0; i < turn; ++i) {
+                QCoreApplication::processEvents();
+            }
+            if (letTheStageFinish) {
+                fixture->pool()->waitForDone();
+            }
+            perform(action);
+            if (action == Action::FindAgain) {
+                QVERIFY(fixture->waitForResult());
+                QCOMPARE(fixture->countText(), QStringLiteral("1 duplicate audio file found."));
+            } else {
+                for (int i = 0; i < 10; ++i) {
+                    QCoreApplication::processEvents();
+                }
+                checkNothingIsShown();
+            }
+        }
+    }
+    checkFullRun();
+}
+
+void TestMainWindowCancel::oneSecondTimerOfAResetRunStaysSilent()
+{
+    const QTemporaryDir empty;
+    for (const Action action : {Action::NewComparison, Action::ChangeMode}) {
+        fixture->listFolder('A', empty.path());
+        fixture->listFolder('B', empty.path());
+        startRun(2);
+        QTRY_COMPARE(fixture->find<QProgressBar>("progressBar")->value(), 100);
+        perform(action);
+        QTest::qWait(1300); // unavoidable: what must not happen would happen within this time
+        checkNothingIsShown();
+    }
+}
+
+void TestMainWindowCancel::oneSecondTimerDoesNotEndTheNextRun()
+{
+    const QTemporaryDir empty;
+    const testmedia::MediaFolder longFile;
+    longFile.writeSparse(QStringLiteral("long.sw"), {}, kEndlessBytes);
+    fixture->setMode(1);
+    fixture->listFolder('A', empty.path());
+    startRun(2);
+    QTRY_COMPARE(fixture->find<QProgressBar>("progressBar")->value(), 100);
+    fixture->listFolder('A', longFile.path());
+    startRun(2);
+    QTest::qWait(1300); // unavoidable: the timer of the run before is due within this time
+    QCOMPARE(fixture->countText(), QString());
+    QVERIFY(fixture->find<QProgressBar>("progressBar")->isTextVisible());
+    fixture->choose("actionNew_Comparison");
+    checkNothingIsShown();
+}
+
+void TestMainWindowCancel::closingTheWindowLeavesTheRunToTheDestructor()
+{
+    const testmedia::MediaFolder longFile;
+    longFile.writeSparse(QStringLiteral("long.sw"), {}, kEndlessBytes);
+    fixture->setMode(1);
+    fixture->listFolder('A', longFile.path());
+    startRun(2);
+    QTRY_VERIFY(fixture->pool()->activeThreadCount() > 0);
+    QVERIFY(fixture->window().close());
+    QVERIFY(!fixture->window().isVisible());
+    QVERIFY(fixture->pool()->activeThreadCount() > 0);
+    fixture->destroy();
+}
+
+void TestMainWindowCancel::resetReturnsOnlyWhenEverythingHasStopped()
+{
+    const testmedia::MediaFolder longFile;
+    longFile.writeSparse(QStringLiteral("long.sw"), {}, kEndlessBytes);
+    fixture->setMode(1);
+    fixture->listFolder('A', longFile.path());
+    for (int round = 0; round < 10; ++round) {
+        startRun(2);
+        QTRY_VERIFY(fixture->pool()->activeThreadCount() > 0);
+        fixture->window().resetAll();
+        QCOMPARE(fixture->pool()->activeThreadCount(), 0);
+    }
+}
+
+void TestMainWindowCancel::cancelStopsALongFileInTheMiddle()
+{
+    const testmedia::MediaFolder longFile;
+    for (int i = 0; i < 4; ++i) {
+        longFile.writeSparse(QStringLiteral("%1.sw").arg(i), {}, kEndlessBytes);
+    }
+    fixture->setMode(1);
+    fixture->listFolder('A', longFile.path());
+    startRun(2);
+    QTRY_COMPARE(fixture->pool()->activeThreadCount(), 2);
+    // Hours of audio: without the stop flag this would not return before the hang guard.
+    fixture->choose("actionNew_Comparison");
+    checkNothingIsShown();
+    checkFullRun();
+}
+
+void TestMainWindowCancel::cancelStopsAHugeListing()
+{
+    const QTemporaryDir huge;
+    for (int i = 0; i < 20000; ++i) {
+        QFile file(huge.filePath(QStringLiteral("%1.txt").arg(i)));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+    }
+    fixture->setMode(1);
+    for (int i = 0; i < 20000; ++i) {
+        fixture->listFolder('A', huge.path());
+    }
+    startRun(1);
+    QTRY_COMPARE(fixture->pool()->activeThreadCount(), 1);
+    // Four hundred million entries: it would take many minutes.
+    fixture->choose("actionNew_Comparison");
+    checkNothingIsShown();
+}
+
+void TestMainWindowCancel::stoppedStageFunctionsWorkAgainAfterwards()
+{
+    listBothGroups();
+    startRun(1);
+    fixture->window().resetAll();
+    const FingerprintRecord record =
+        MainWindow::calcSingleFingerprint(m_music.filePath(QStringLiteral("a/1.wav")));
+    QVERIFY(!std::get<1>(record).isEmpty());
+    QCOMPARE(MainWindow::find_audio_files_dir({m_music.path()}).size(), 4);
+}
+
+QTEST_MAIN(TestMainWindowCancel)
+#include "tst_mainwindow_cancel.moc"

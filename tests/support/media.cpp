@@ -1,0 +1,153 @@
+#include "support/media.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+
+namespace testmedia {
+
+namespace {
+
+constexpr int kNoTimeLimit = -1;
+
+/** A path as ffmpeg takes it, whatever characters it has. */
+QString url(const QString& path)
+{
+    return QStringLiteral("file:") + path;
+}
+
+QStringList tuneInput(const Tune& tune)
+{
+    return {QStringLiteral("-f"),  QStringLiteral("s16le"),
+            QStringLiteral("-ar"), QString::number(tune.sampleRateHz),
+            QStringLiteral("-ac"), QString::number(tune.channels),
+            QStringLiteral("-i"),  QStringLiteral("pipe:0")};
+}
+
+void require(bool condition, const QString& what)
+{
+    if (!condition) {
+        qFatal("%s", qUtf8Printable(what));
+    }
+}
+
+} // namespace
+
+void runFfmpeg(const QStringList& arguments, const QByteArray& input)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    const QStringList quietly = {QStringLiteral("-v"), QStringLiteral("error"),
+                                 QStringLiteral("-y")};
+    process.start(QStringLiteral("ffmpeg"), quietly + arguments);
+    require(process.waitForStarted(),
+            QStringLiteral("The ffmpeg program could not be started: ") + process.errorString());
+    process.write(input);
+    process.closeWriteChannel();
+    process.waitForFinished(kNoTimeLimit);
+    require(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0,
+            QStringLiteral("ffmpeg %1: %2")
+                .arg(arguments.join(u' '), QString::fromUtf8(process.readAll())));
+}
+
+MediaFolder::MediaFolder()
+{
+    require(folder.isValid(), folder.errorString());
+}
+
+QString MediaFolder::path() const
+{
+    return folder.path();
+}
+
+QString MediaFolder::filePath(const QString& name) const
+{
+    const QString path = folder.filePath(name);
+    require(QDir().mkpath(QFileInfo(path).path()), path);
+    return path;
+}
+
+QString MediaFolder::write(const QString& name, const QByteArray& content) const
+{
+    return writeSparse(name, content, content.size());
+}
+
+QString MediaFolder::writeSparse(const QString& name, const QByteArray& content, qint64 size) const
+{
+    QFile file(filePath(name));
+    require(file.open(QIODevice::WriteOnly) && file.write(content) == content.size() &&
+                file.resize(size),
+            file.fileName() + QStringLiteral(": ") + file.errorString());
+    return file.fileName();
+}
+
+QString MediaFolder::makeTune(const QString& name, const Tune& tune,
+                              const QStringList& outputArguments) const
+{
+    const QString path = filePath(name);
+    runFfmpeg(tuneInput(tune) + outputArguments + QStringList{url(path)}, samplesOf(tune));
+    return path;
+}
+
+QString MediaFolder::makeFilm(const QString& name, const Tune& tune,
+                              const QStringList& outputArguments) const
+{
+    const QString path = filePath(name);
+    const QStringList film = {
+        QStringLiteral("-f"),   QStringLiteral("lavfi"),
+        QStringLiteral("-i"),   QStringLiteral("testsrc2=s=176x144:r=10:d=%1").arg(tune.seconds),
+        QStringLiteral("-map"), QStringLiteral("1:v"),
+        QStringLiteral("-map"), QStringLiteral("0:a")};
+    runFfmpeg(tuneInput(tune) + film + outputArguments + QStringList{url(path)}, samplesOf(tune));
+    return path;
+}
+
+QString MediaFolder::makePicture(const QString& name, int width, int height,
+                                 const QStringList& outputArguments) const
+{
+    const QString path = filePath(name);
+    runFfmpeg(QStringList{QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                          QStringLiteral("testsrc2=s=%1x%2").arg(width).arg(height),
+                          QStringLiteral("-frames:v"), QStringLiteral("1")} +
+              outputArguments + QStringList{url(path)});
+    return path;
+}
+
+QString MediaFolder::addCover(const QString& name, const QString& mediaPath,
+                              const QString& picturePath, const QStringList& outputArguments) const
+{
+    const QString path = filePath(name);
+    runFfmpeg(QStringList{QStringLiteral("-i"), url(mediaPath), QStringLiteral("-i"),
+                          url(picturePath), QStringLiteral("-map"), QStringLiteral("0:a"),
+                          QStringLiteral("-map"), QStringLiteral("1:v"), QStringLiteral("-c"),
+                          QStringLiteral("copy"), QStringLiteral("-disposition:v"),
+                          QStringLiteral("attached_pic")} +
+              outputArguments + QStringList{url(path)});
+    return path;
+}
+
+QString MediaFolder::join(const QString& name, const QStringList& paths) const
+{
+    QByteArray joined;
+    for (const QString& path : paths) {
+        joined.append(contentOf(path));
+    }
+    return write(name, joined);
+}
+
+QString MediaFolder::truncate(const QString& name, const QString& path, double fraction) const
+{
+    const QByteArray content = contentOf(path);
+    return write(name, content.first(
+                           static_cast<qsizetype>(static_cast<double>(content.size()) * fraction)));
+}
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    require(file.open(QIODevice::ReadOnly), path + QStringLiteral(": ") + file.errorString());
+    return file.readAll();
+}
+
+} // namespace testmedia
