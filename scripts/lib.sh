@@ -1,0 +1,78 @@
+# Shared by the scripts beside it; sourced, not run.
+# shellcheck shell=bash disable=SC2034  # the package lists are reached by name
+set -euo pipefail
+
+project_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$project_dir"
+
+# Qt takes file names for UTF-8 only where the locale says so.
+[[ $(locale charmap 2>/dev/null) == UTF-8 ]] || export LC_ALL=C.UTF-8
+
+# Debian packages by purpose; the names are those of Debian 12.
+packages_for_building=(
+    cmake g++ ninja-build pkgconf
+    qt6-base-dev qt6-multimedia-dev
+    libavcodec-dev libavformat-dev libavutil-dev libswresample-dev
+    libchromaprint-dev
+)
+# Qt Multimedia plays through GStreamer: without the base plugins its player crashes, without the
+# others it lacks formats. A minimal system has no font at all.
+packages_for_running=(
+    gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+    gstreamer1.0-libav gstreamer1.0-plugins-ugly
+    fonts-dejavu-core
+)
+packages_for_demo=(ffmpeg xauth xvfb)
+packages_for_testing=(ffmpeg pulseaudio pulseaudio-utils strace)
+
+# install_missing PURPOSE...: installs what is missing of the packages for building, running, demo
+# or testing. Touches neither the package tools nor the network where nothing is missing.
+install_missing() {
+    local purpose wanted=() missing=()
+    for purpose; do
+        local -n packages=packages_for_$purpose
+        wanted+=("${packages[@]}")
+    done
+
+    if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
+        echo "This system has no apt-get. Needed are, by their Debian names:" >&2
+        printf '    %s\n' "${wanted[@]}" >&2
+        return
+    fi
+    mapfile -t missing < <(list_missing "${wanted[@]}")
+    ((${#missing[@]})) || return 0
+
+    local as_root=()
+    if ((EUID != 0)); then
+        if ! command -v sudo >/dev/null; then
+            echo "Missing packages, to be installed by root (there is no sudo):" >&2
+            echo "    apt-get install --no-install-recommends ${missing[*]}" >&2
+            return
+        fi
+        as_root=(sudo)
+    fi
+    echo "Installing: ${missing[*]}"
+    "${as_root[@]}" apt-get update
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y --no-install-recommends "${missing[@]}"
+}
+
+# list_missing PACKAGE...: those that are not installed, one a line.
+list_missing() {
+    local package installed
+    # Unknown packages are reported on standard error and by the status, the others still listed.
+    installed=$(dpkg-query --show --showformat='${Package} ${db:Status-Status}\n' "$@" \
+        2>/dev/null || true)
+    for package; do
+        grep -qxF "$package installed" <<<"$installed" || echo "$package"
+    done
+}
+
+# build PRESET [TARGET...]: configures where that has not been done yet, and builds.
+build() {
+    local preset=$1 target_options=()
+    shift
+    (($# == 0)) || target_options=(--target "$@")
+    [[ -f build/$preset/build.ninja ]] || cmake --preset "$preset"
+    cmake --build --preset "$preset" "${target_options[@]}"
+}
