@@ -6,6 +6,7 @@
 #include <QAudioOutput>
 #include <QCloseEvent>
 #include <QHeaderView>
+#include <QShortcut>
 #include <QTimer>
 
 #include <algorithm>
@@ -124,4 +125,14 @@ void MainWindow::connectPlayer()
     connect(player, &QMediaPlayer::positionChanged, this, &MainWindow::positionChanged);
     connect(player, &QMediaPlayer::durationChanged, this, &MainWindow::durationChanged);
     connect(player, &QMediaPlayer::playbackStateChanged, this, &MainWindow::setState);
+    // What a double-click does, for those who use the keyboard.
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+        auto* shortcut = new QShortcut(key, ui->treeWidget);
+        shortcut->setContext(Qt::WidgetShortcut);
+        connect(shortcut, &QShortcut::activated, this, [this] {
+            if (QTreeWidgetItem* item = ui->treeWidget->currentItem()) {
+                on_treeWidget_itemDoubleClicked(item, kNameColumn);
+            }
+        });
+    }
 }

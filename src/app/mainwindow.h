@@ -160,6 +160,7 @@ private:
     void resetProgress();
 
     // Preview player (mainwindow_player.cpp)
+    void updateDurationInfo(qint64 positionSeconds);
     void showPlayIcon(const QIcon& icon);
 
     // The members, in the order in which they are destroyed from the end.
