@@ -242,7 +242,7 @@ void TestMainWindowCancel::cancelStopsALongFileInTheMiddle()
     fixture->setMode(1);
     fixture->listFolder('A', longFile.path());
     startRun(2);
-    QTRY_COMPARE(fixture->pool()->activeThreadCount(), 2);
+    QTRY_VERIFY(fixture->pool()->activeThreadCount() > 0);
     // Hours of audio: without the stop flag this would not return before the hang guard.
     fixture->choose("actionNew_Comparison");
     checkNothingIsShown();
