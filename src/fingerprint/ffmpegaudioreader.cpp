@@ -27,7 +27,9 @@ namespace chromaprint {
 namespace {
 
 constexpr int kSmallestConversionBuffer = 8192; // samples per channel
-constexpr std::size_t kReasonLength = 64;       // bytes of FFmpeg's description of an error
+/** Real packets of audio stay below 5 MB; a decoded one can be several times as large. */
+constexpr int kLargestPacket = 16 << 20;
+constexpr std::size_t kReasonLength = 64; // bytes of FFmpeg's description of an error
 constexpr std::int64_t kContainerUnitsPerMs = AV_TIME_BASE / 1000;
 
 /** FFmpeg asks this wherever it waits for input: non-zero ends the call that is under way. */
@@ -144,7 +146,7 @@ bool FFmpegAudioReader::openContainer(const std::string& fileName)
     if (result < 0) {
         return fail(kCannotOpen, result);
     }
-    result = avformat_find_stream_info(formatContext, nullptr);
+    result = findStreamInfo(formatContext);
     if (result < 0) {
         return fail("Coud not find stream information in the file", result);
     }
@@ -270,6 +272,9 @@ bool FFmpegAudioReader::fetchPacket()
             return fail("Error reading from the audio source", result);
         }
     } while (packet->stream_index != streamIndex);
+    if (packet->size > kLargestPacket) {
+        return fail("Error reading from the audio source", AVERROR(ENOMEM));
+    }
     ++packetCounter;
     return true;
 }

@@ -1,7 +1,9 @@
 #include "fingerprint/mediainput.h"
 
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/dict.h>
 #include <libavutil/error.h>
 #include <libavutil/mem.h>
 }
@@ -10,10 +12,12 @@ extern "C" {
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <mutex>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace chromaprint {
 
@@ -50,6 +54,12 @@ constexpr std::array<std::string_view, 15> kFormatsNamingOtherFiles = {"hls",
  */
 constexpr std::size_t kLargestAllocation = std::size_t{128} << 20;
 
+/**
+ * The largest picture that is decoded to learn about a stream. Decoders were seen to take up to
+ * 9 bytes a pixel, a hundred megapixels thus 900 MB, in pieces below the limit on one allocation.
+ */
+constexpr std::int64_t kLargestPicturePixels = std::int64_t{16} << 20;
+
 /** True when one of the comma-separated \a names is that of a format that names other files. */
 bool namesOtherFiles(std::string_view names)
 {
@@ -80,6 +90,43 @@ std::string listPermittedFormats()
         list += format->name;
     }
     return list;
+}
+
+std::string listAudioDecoders()
+{
+    std::string list;
+    void* position = nullptr;
+    while (const AVCodec* codec = av_codec_iterate(&position)) {
+        if (codec->type != AVMEDIA_TYPE_AUDIO || av_codec_is_decoder(codec) == 0) {
+            continue;
+        }
+        if (!list.empty()) {
+            list += ',';
+        }
+        list += codec->name;
+    }
+    return list;
+}
+
+/**
+ * True for a picture or film that may take as much memory as it likes to. The usual cover pictures
+ * are of no concern: of these two, only the header is read.
+ */
+bool needsPictureLimit(const AVCodecParameters& parameters)
+{
+    return parameters.codec_type == AVMEDIA_TYPE_VIDEO &&
+           parameters.codec_id != AV_CODEC_ID_MJPEG && parameters.codec_id != AV_CODEC_ID_PNG;
+}
+
+/**
+ * Where streams come to light only while packets are read, no option reaches them. Then only audio
+ * is decoded; these containers tell all there is to know about it otherwise.
+ */
+bool restrictToAudioDecoders(AVFormatContext* context)
+{
+    static const std::string audioDecoders = listAudioDecoders();
+    context->codec_whitelist = av_strdup(audioDecoders.c_str());
+    return context->codec_whitelist != nullptr;
 }
 
 std::filesystem::path toPath(const std::string& fileName)
@@ -128,6 +175,24 @@ void limitAllocations()
 {
     static std::once_flag once;
     std::call_once(once, [] { av_max_alloc(kLargestAllocation); });
+}
+
+int findStreamInfo(AVFormatContext* context)
+{
+    if ((context->ctx_flags & AVFMTCTX_NOHEADER) != 0 && !restrictToAudioDecoders(context)) {
+        return AVERROR(ENOMEM);
+    }
+    std::vector<AVDictionary*> options(context->nb_streams, nullptr);
+    for (std::size_t i = 0; i < options.size(); ++i) {
+        if (needsPictureLimit(*context->streams[i]->codecpar)) {
+            av_dict_set_int(&options[i], "max_pixels", kLargestPicturePixels, 0);
+        }
+    }
+    const int result = avformat_find_stream_info(context, options.data());
+    for (AVDictionary*& option : options) {
+        av_dict_free(&option);
+    }
+    return result;
 }
 
 } // namespace chromaprint

@@ -2,6 +2,8 @@
 
 #include <string>
 
+struct AVFormatContext;
+
 /**
  * What may be opened as a media file, and how much memory FFmpeg may take for it. Files come from
  * anywhere: a name and a suffix promise nothing about the content.
@@ -36,5 +38,12 @@ const std::string& permittedFormats();
  * first call sets it. Thread: any thread. Reentrant.
  */
 void limitAllocations();
+
+/**
+ * avformat_find_stream_info() for an opened container, without the pictures and films in it that
+ * would take more memory than a whole album. Returns what that function returns.
+ * Thread: reentrant, one context per thread.
+ */
+int findStreamInfo(AVFormatContext* context);
 
 } // namespace chromaprint

@@ -17,6 +17,7 @@ constexpr double kShortestNoteSeconds = 0.25;
 constexpr int kNoteLengths = 3;
 constexpr int kNotesPerChord = 4;
 constexpr int kHarmonics = 5;
+constexpr int kPeriodSteps = 4096;
 constexpr double kPeak = 30000.0;
 
 double frequencyOf(int semitone)
@@ -56,13 +57,27 @@ std::vector<Note> compose(const Tune& tune)
     return notes;
 }
 
+/** One period of the instrument's sound, computed once: a sine per sample takes far too long. */
+std::array<double, kPeriodSteps + 1> computePeriod()
+{
+    std::array<double, kPeriodSteps + 1> period{};
+    for (std::size_t step = 0; step < period.size(); ++step) {
+        const double phase = static_cast<double>(step) / kPeriodSteps;
+        for (int harmonic = 1; harmonic <= kHarmonics; ++harmonic) {
+            period[step] += std::sin(2.0 * std::numbers::pi * harmonic * phase) / harmonic;
+        }
+    }
+    return period;
+}
+
 double voice(double frequencyHz, double time)
 {
-    double sum = 0.0;
-    for (int harmonic = 1; harmonic <= kHarmonics; ++harmonic) {
-        sum += std::sin(2.0 * std::numbers::pi * frequencyHz * harmonic * time) / harmonic;
-    }
-    return sum;
+    static const std::array<double, kPeriodSteps + 1> period = computePeriod();
+    const double cycles = frequencyHz * time;
+    const double position = (cycles - std::floor(cycles)) * kPeriodSteps;
+    const auto step = static_cast<std::size_t>(position);
+    const double fraction = position - static_cast<double>(step);
+    return period[step] + fraction * (period[step + 1] - period[step]);
 }
 
 /** The melody and the chord under it at \a time, which is \a sinceStart into the note. */

@@ -1,0 +1,277 @@
+#include "fingerprint/fingerprintrecord.h"
+
+#include "fingerprint/audiofilediscovery.h"
+#include "reading.h"
+#include "support/media.h"
+#include "support/standardstreams.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QTest>
+#include <QtConcurrent>
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <future>
+
+using reading::isFailure;
+using reading::likeness;
+using testmedia::MediaFolder;
+using testmedia::StandardErrorCapture;
+
+/** One file's record: what it holds, and that no file, name or stop does any harm. */
+class TestFingerprintRecord : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void recordHoldsPathWordsAndTheSourcesProperties();
+    void fileWithoutAudioGivesAnEmptyRecord();
+    void failureIsPrintedAndLoggedAsError();
+    void valuesWrittenBeforeAFailureAreDiscarded();
+    void brokenFileKeepsItsPartAndTellsTheBreak();
+    void requestedStopGivesAnEmptyRecordSilently();
+    void stopFromAnotherThreadEndsALongDecode();
+    void stopFromAnotherThreadEndsALongSearchForFrames();
+    void unusualNamesGiveTheirOwnFilesRecord_data();
+    void unusualNamesGiveTheirOwnFilesRecord();
+    void nameThatIsNotUtf8NeverGivesAnotherFilesRecord();
+    void nameThatCannotBeEncodedNeverGivesAnotherFilesRecord_data();
+    void nameThatCannotBeEncodedNeverGivesAnotherFilesRecord();
+    void pathsThatDifferOnlyInCaseAreDifferentFiles();
+    void poolsOfAnySizeGiveTheSerialRecords_data();
+    void poolsOfAnySizeGiveTheSerialRecords();
+
+private:
+    MediaFolder media;
+    QString tune;
+};
+
+void TestFingerprintRecord::initTestCase()
+{
+    tune = media.makeTune(QStringLiteral("tune.mp3"), {.seed = 1, .seconds = 8.0});
+}
+
+void TestFingerprintRecord::recordHoldsPathWordsAndTheSourcesProperties()
+{
+    const QString path =
+        media.makeTune(QStringLiteral("tune.flac"),
+                       {.seed = 1, .seconds = 8.0, .sampleRateHz = 22050, .channels = 1});
+    const auto [recordPath, words, durationMs, sampleRateHz, channels] =
+        fingerprint::recordForFile(path);
+    QCOMPARE(recordPath, path);
+    QVERIFY(words.size() > 30);
+    QCOMPARE(durationMs, 8000);
+    QCOMPARE(sampleRateHz, 22050);
+    QCOMPARE(channels, 1);
+}
+
+void TestFingerprintRecord::fileWithoutAudioGivesAnEmptyRecord()
+{
+    const QString picture = media.makePicture(QStringLiteral("picture.mp4"));
+    QVERIFY(isFailure(fingerprint::recordForFile(picture), picture));
+}
+
+void TestFingerprintRecord::failureIsPrintedAndLoggedAsError()
+{
+    QTest::ignoreMessage(QtDebugMsg, "ERROR");
+    StandardErrorCapture capture;
+    fingerprint::recordForFile(QStringLiteral("/no/such/file.mp3"));
+    QCOMPARE(capture.take(),
+             QByteArray("ERROR: Could not open the input file (No such file or directory)\n"));
+}
+
+void TestFingerprintRecord::valuesWrittenBeforeAFailureAreDiscarded()
+{
+    const QString path =
+        media.write(QStringLiteral("nothing.wav"), testmedia::wavFile({}, 44100, 2));
+    QVERIFY(isFailure(fingerprint::recordForFile(path), path));
+}
+
+void TestFingerprintRecord::brokenFileKeepsItsPartAndTellsTheBreak()
+{
+    const QString whole =
+        media.makeTune(QStringLiteral("whole.flac"), {.seed = 2, .seconds = 12.0});
+    const QString cut = media.truncate(QStringLiteral("cut.flac"), whole, 0.7);
+    QTest::failOnWarning(QRegularExpression(QStringLiteral(".?")));
+    StandardErrorCapture capture;
+    const FingerprintRecord record = fingerprint::recordForFile(cut);
+    QCOMPARE(capture.take(), QByteArray("ERROR: Error reading from the audio source "
+                                        "(Invalid data found when processing input)\n"));
+    QVERIFY(likeness(record, fingerprint::recordForFile(whole)) == 100);
+}
+
+void TestFingerprintRecord::requestedStopGivesAnEmptyRecordSilently()
+{
+    std::stop_source stop;
+    stop.request_stop();
+    StandardErrorCapture capture;
+    const FingerprintRecord record = fingerprint::recordForFile(tune, stop.get_token());
+    QCOMPARE(capture.take(), QByteArray());
+    QVERIFY(isFailure(record, tune));
+}
+
+void TestFingerprintRecord::stopFromAnotherThreadEndsALongDecode()
+{
+    // A hundred hours and more, of which every block is the next one's equal.
+    const QString path = media.writeSparse(QStringLiteral("days.sw"), {}, 40000000000);
+    std::stop_source stop;
+    auto record = std::async(std::launch::async, [path, token = stop.get_token()] {
+        return fingerprint::recordForFile(path, token);
+    });
+    QVERIFY(record.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout);
+    stop.request_stop();
+    QVERIFY(isFailure(record.get(), path));
+}
+
+void TestFingerprintRecord::stopFromAnotherThreadEndsALongSearchForFrames()
+{
+    // A song, then hundreds of gigabytes in which the demuxer looks for the next frame, all in one
+    // call: only its own question, whether to go on, can end this.
+    const QString path =
+        media.writeSparse(QStringLiteral("tail.mp3"), testmedia::contentOf(tune), 800000000000);
+    chromaprint::FFmpegAudioReader reader;
+    std::stop_source stop;
+    reader.SetStopToken(stop.get_token());
+    QVERIFY(reader.Open(path.toStdString()));
+    std::atomic<int> blocks = 0;
+    auto completed = std::async(std::launch::async, [&reader, &blocks] {
+        const std::int16_t* samples = nullptr;
+        std::size_t frames = 0;
+        while (!reader.AtEnd()) {
+            if (!reader.ReadBlock(&samples, &frames)) {
+                return false;
+            }
+            ++blocks;
+        }
+        return true;
+    });
+    QTRY_VERIFY_WITH_TIMEOUT(blocks > 290, 60000);
+    QVERIFY(completed.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout);
+    stop.request_stop();
+    QVERIFY(!completed.get());
+    QCOMPARE(reading::errorOf(reader),
+             QByteArray("Error reading from the audio source (Immediate exit requested)"));
+}
+
+void TestFingerprintRecord::unusualNamesGiveTheirOwnFilesRecord_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("spaces") << QStringLiteral("  two  spaces .mp3");
+    QTest::newRow("quotes") << QStringLiteral("it's \"quoted\" `so`.mp3");
+    QTest::newRow("emoji") << QStringLiteral("\U0001F3B5 \U0001F469\u200D\U0001F3A4.mp3");
+    QTest::newRow("right to left") << QStringLiteral("\u0623\u063A\u0646\u064A\u0629.mp3");
+    QTest::newRow("combining") << QStringLiteral("e\u0301\u0323.mp3");
+    QTest::newRow("precomposed") << QStringLiteral("\u00E9\u0323.mp3");
+    QTest::newRow("newline") << QStringLiteral("line\nbreak.mp3");
+    QTest::newRow("leading dash") << QStringLiteral("-y.mp3");
+    QTest::newRow("only a dash in a folder") << QStringLiteral("-/-.mp3");
+    QTest::newRow("255 bytes") << QString(251, u'n') + QStringLiteral(".mp3");
+    QTest::newRow("255 bytes of emoji")
+        << QStringLiteral("\U0001F3B5").repeated(62) + QStringLiteral("abc.mp3");
+    QTest::newRow("percent and colon") << QStringLiteral("100%: %03d %n.mp3");
+    QTest::newRow("backslash") << QStringLiteral("a\\b.mp3");
+    QTest::newRow("long path") << (QString(200, u'd') + u'/').repeated(15) +
+                                      QStringLiteral("deep.mp3");
+}
+
+void TestFingerprintRecord::unusualNamesGiveTheirOwnFilesRecord()
+{
+    QFETCH(const QString, name);
+    const QString path = media.filePath(QStringLiteral("names/") + name);
+    QVERIFY(QFile::copy(tune, path));
+    const QStringList found =
+        fingerprint::findAudioFiles({media.filePath(QStringLiteral("names"))});
+    QVERIFY(found.contains(path));
+    const FingerprintRecord record = fingerprint::recordForFile(path);
+    QCOMPARE(std::get<0>(record), path);
+    QCOMPARE(reading::wordsOf(record), reading::wordsOf(fingerprint::recordForFile(tune)));
+}
+
+void TestFingerprintRecord::nameThatIsNotUtf8NeverGivesAnotherFilesRecord()
+{
+    const QString folder = media.filePath(QStringLiteral("bytes/x")).chopped(2);
+    const QByteArray latin1 = folder.toUtf8() + "/caf\xE9.mp3";
+    QVERIFY(std::rename(media.write(QStringLiteral("copy.mp3"), testmedia::contentOf(tune))
+                            .toUtf8()
+                            .constData(),
+                        latin1.constData()) == 0);
+    QCOMPARE(fingerprint::findAudioFiles({folder}), QStringList());
+    // What such a name looks like after decoding is the name of no file here.
+    const QString decoded = QFile::decodeName(latin1);
+    QVERIFY(isFailure(fingerprint::recordForFile(decoded), decoded));
+    std::remove(latin1.constData());
+}
+
+void TestFingerprintRecord::nameThatCannotBeEncodedNeverGivesAnotherFilesRecord_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("other");
+    QTest::newRow("half a surrogate pair")
+        << QString(QStringLiteral("a") + QChar(0xD83C) + QStringLiteral(".mp3"))
+        << QStringLiteral("a?.mp3");
+    QTest::newRow("null character")
+        << QString(QStringLiteral("b.mp3") + QChar(0) + QStringLiteral(".mp3"))
+        << QStringLiteral("b.mp3");
+}
+
+void TestFingerprintRecord::nameThatCannotBeEncodedNeverGivesAnotherFilesRecord()
+{
+    QFETCH(const QString, name);
+    QFETCH(const QString, other);
+    media.write(other, testmedia::contentOf(tune));
+    const QString path = media.path() + u'/' + name;
+    QTest::ignoreMessage(QtDebugMsg, "ERROR");
+    StandardErrorCapture capture;
+    const FingerprintRecord record = fingerprint::recordForFile(path);
+    QCOMPARE(capture.take(),
+             QByteArray("ERROR: Could not open the input file (Invalid argument)\n"));
+    QVERIFY(isFailure(record, path));
+}
+
+void TestFingerprintRecord::pathsThatDifferOnlyInCaseAreDifferentFiles()
+{
+    const QString lower = media.makeTune(QStringLiteral("case.mp3"), {.seed = 3, .seconds = 8.0});
+    const QString upper = media.makeTune(QStringLiteral("CASE.mp3"), {.seed = 4, .seconds = 8.0});
+    QVERIFY(likeness(fingerprint::recordForFile(lower), fingerprint::recordForFile(upper)) < 50);
+}
+
+void TestFingerprintRecord::poolsOfAnySizeGiveTheSerialRecords_data()
+{
+    QTest::addColumn<int>("threads");
+    for (const int threads : {1, 2, 8}) {
+        QTest::addRow("%d threads", threads) << threads;
+    }
+}
+
+void TestFingerprintRecord::poolsOfAnySizeGiveTheSerialRecords()
+{
+    QFETCH(const int, threads);
+    const QStringList suffixes = {QStringLiteral("mp3"), QStringLiteral("flac"),
+                                  QStringLiteral("ogg"), QStringLiteral("m4a"),
+                                  QStringLiteral("wav")};
+    QStringList paths = {QStringLiteral("/no/such/file"),
+                         media.makePicture(QStringLiteral("still.mkv"))};
+    for (unsigned seed = 10; seed < 14; ++seed) {
+        for (const QString& suffix : suffixes) {
+            paths.append(media.makeTune(QStringLiteral("%1.%2").arg(seed).arg(suffix),
+                                        {.seed = seed, .seconds = 4.0}));
+        }
+    }
+    QList<FingerprintRecord> serial;
+    for (const QString& path : paths) {
+        serial.append(fingerprint::recordForFile(path));
+    }
+    QThreadPool pool;
+    pool.setMaxThreadCount(threads);
+    const auto record = [](const QString& path) { return fingerprint::recordForFile(path); };
+    for (int round = 0; round < 5; ++round) {
+        QCOMPARE(QtConcurrent::blockingMapped<QList<FingerprintRecord>>(&pool, paths, record),
+                 serial);
+    }
+}
+
+QTEST_GUILESS_MAIN(TestFingerprintRecord)
+#include "tst_fingerprintrecord.moc"
