@@ -149,7 +149,6 @@ void TestFingerprintRecord::stopFromAnotherThreadEndsALongSearchForFrames()
         return true;
     });
     QTRY_VERIFY_WITH_TIMEOUT(blocks > 290, 60000);
-    QVERIFY(completed.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout);
     stop.request_stop();
     QVERIFY(!completed.get());
     QCOMPARE(reading::errorOf(reader),
