@@ -159,6 +159,10 @@ private:
     QList<QTreeWidgetItem*> resultRows(qsizetype& duplicateCount);
     void resetProgress();
 
+    // Delete, move, copy (mainwindow_fileops.cpp)
+    void openDeleteDialog(const QString& operation);
+    void discardDeleteDialog();
+
     // Preview player (mainwindow_player.cpp)
     void updateDurationInfo(qint64 positionSeconds);
     void showPlayIcon(const QIcon& icon);

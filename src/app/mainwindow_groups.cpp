@@ -1,6 +1,5 @@
 #include "app/mainwindow.h"
 
-#include "fileops/deletedialog.h"
 #include "ui_mainwindow.h"
 
 #include <QFileDialog>
@@ -76,11 +75,7 @@ void MainWindow::resetAll()
 
     resetPlayer();
 
-    if (activeDeleteDialog != nullptr) {
-        activeDeleteDialog->deleteLater();
-        activeDeleteDialog = nullptr;
-        deleteDialogOpen = false;
-    }
+    discardDeleteDialog();
 }
 
 ComparisonMode MainWindow::comparisonMode() const

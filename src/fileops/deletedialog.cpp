@@ -1,6 +1,251 @@
 #include "fileops/deletedialog.h"
 
+#include "fileops/fileworkers.h"
+#include "fileops/rowdelegate.h"
+#include "fileops/unlessstopped.h"
+#include "ui_deletedialog.h"
+
+#include <QFile>
+#include <QFileDialog>
+#include <QScopedValueRollback>
+#include <QTimer>
+#include <QtConcurrent>
+
+#include <chrono>
+
+namespace {
+
+constexpr int kAllRow = 0;
+constexpr int kFirstFileRow = 1;
+constexpr std::chrono::seconds kResultShown{1};
+
+/** The count label's words for the marked files of an operation; nothing for an unknown one. */
+QString markedEnding(const QString& operation)
+{
+    if (operation == QStringLiteral("delete")) {
+        return deleteDialog::tr(" files marked for deletion");
+    }
+    if (operation == QStringLiteral("move")) {
+        return deleteDialog::tr(" files marked for move");
+    }
+    if (operation == QStringLiteral("copy")) {
+        return deleteDialog::tr(" files marked for copy");
+    }
+    return {};
+}
+
+/** A row that is in no list yet, so that ticking it reports no change. */
+QListWidgetItem* newRow(const DuplicateRow& row)
+{
+    auto* item = new QListWidgetItem(row.path);
+    item->setCheckState(row.sameFileAs.isEmpty() ? Qt::Checked : Qt::Unchecked);
+    if (!row.sameFileAs.isEmpty()) {
+        item->setToolTip(
+            deleteDialog::tr("Another name of %1: it is the same file").arg(row.sameFileAs));
+    }
+    return item;
+}
+
+} // namespace
+
 deleteDialog::deleteDialog(QWidget* parent)
     : QDialog(parent)
+    , ui(new Ui_deleteDialog)
+    , threadPool(this)
 {
+    ui->setupUi(this);
+    ui->filesList->setItemDelegate(new RowDelegate(this));
+    ui->deleteProgress->hide();
+    // One after another: the files of an operation are never handled in parallel.
+    threadPool.setMaxThreadCount(1);
+    connect(&watcher, &QFutureWatcherBase::progressRangeChanged, ui->deleteProgress,
+            &QProgressBar::setRange);
+    connect(&watcher, &QFutureWatcherBase::progressValueChanged, ui->deleteProgress,
+            &QProgressBar::setValue);
+}
+
+deleteDialog::~deleteDialog()
+{
+    // The framework hands files out in blocks, so its own cancellation alone would come late. Only
+    // an idle pool can be trusted to have no continuation left that is about to call this dialog.
+    stop.request_stop();
+    for (Operation& each : operations) {
+        each.work.cancel();
+    }
+    threadPool.waitForDone();
+    delete ui;
+}
+
+int deleteDialog::addRows(const QList<DuplicateRow>& rows)
+{
+    if (rows.isEmpty()) {
+        return 0;
+    }
+    int ticked = 0;
+    ui->filesList->addItem(newRow({tr("All")}));
+    for (const DuplicateRow& row : rows) {
+        ui->filesList->addItem(newRow(row));
+        ticked += row.sameFileAs.isEmpty() ? 1 : 0;
+    }
+    showMarkedCount();
+    return ticked;
+}
+
+void deleteDialog::hideDeleteProgress()
+{
+    ui->deleteProgress->hide();
+}
+
+void deleteDialog::on_filesList_itemChanged(QListWidgetItem* item)
+{
+    if (tickingAll) {
+        return; // counted once, when every row has its state
+    }
+    if (item == ui->filesList->item(kAllRow)) {
+        tickAll(item->checkState() == Qt::Checked ? Qt::Checked : Qt::Unchecked);
+    }
+    showMarkedCount();
+}
+
+void deleteDialog::on_okButton_clicked()
+{
+    accept();
+}
+
+void deleteDialog::on_cancelButton_clicked()
+{
+    reject();
+}
+
+void deleteDialog::on_chooseDirButton_clicked()
+{
+    ui->dirLabel->setText(QFileDialog::getExistingDirectory(this, tr("Choose Directory"), QString(),
+                                                            QFileDialog::ShowDirsOnly |
+                                                                QFileDialog::DontResolveSymlinks));
+}
+
+void deleteDialog::on_deleteButton_clicked()
+{
+    start(markedPaths(), &deleteDialog::deleteFile, tr(" files deleted"), Rows::RemoveVanished);
+}
+
+void deleteDialog::on_moveButton_clicked()
+{
+    start(markedWithDestinations(QStringLiteral("-moved-")), &deleteDialog::moveFile,
+          tr(" files moved"), Rows::RemoveVanished);
+}
+
+void deleteDialog::on_copyButton_clicked()
+{
+    start(markedWithDestinations(QStringLiteral("-copied-")), &deleteDialog::copyFile,
+          tr(" files copied"), Rows::Keep);
+}
+
+bool deleteDialog::copyFile(const fileops::SourceAndDestination& paths)
+{
+    return fileops::copyFile(paths);
+}
+
+bool deleteDialog::moveFile(const fileops::SourceAndDestination& paths)
+{
+    return fileops::moveFile(paths);
+}
+
+bool deleteDialog::deleteFile(const QString& path)
+{
+    return fileops::deleteFile(path);
+}
+
+void deleteDialog::copyReduce(QList<bool>& result, const bool& ok)
+{
+    result.append(ok);
+}
+
+QStringList deleteDialog::markedPaths() const
+{
+    QStringList paths;
+    for (int row = kFirstFileRow; row < ui->filesList->count(); ++row) {
+        const QListWidgetItem* item = ui->filesList->item(row);
+        if (item->checkState() == Qt::Checked) {
+            paths.append(item->text());
+        }
+    }
+    return paths;
+}
+
+int deleteDialog::markedCount() const
+{
+    int count = 0;
+    for (int row = kFirstFileRow; row < ui->filesList->count(); ++row) {
+        count += ui->filesList->item(row)->checkState() == Qt::Checked ? 1 : 0;
+    }
+    return count;
+}
+
+void deleteDialog::tickAll(Qt::CheckState state)
+{
+    const QScopedValueRollback guard(tickingAll, true);
+    for (int row = kFirstFileRow; row < ui->filesList->count(); ++row) {
+        ui->filesList->item(row)->setCheckState(state);
+    }
+}
+
+void deleteDialog::showMarkedCount()
+{
+    const QString ending = markedEnding(operation);
+    if (!ending.isEmpty()) {
+        ui->deleteCountLabel->setText(QString::number(markedCount()) + ending);
+    }
+}
+
+QList<fileops::SourceAndDestination>
+deleteDialog::markedWithDestinations(const QString& marker) const
+{
+    const QString directory = ui->dirLabel->text();
+    if (directory.isEmpty()) {
+        return {};
+    }
+    return fileops::withDestinations(markedPaths(), directory, marker);
+}
+
+template <typename Operand>
+void deleteDialog::start(const QList<Operand>& work, bool (*function)(const Operand&),
+                         const QString& ending, Rows rows)
+{
+    if (work.isEmpty()) {
+        return;
+    }
+    ui->deleteProgress->show();
+    filesHandled = 0;
+    future = QtConcurrent::mappedReduced<QList<bool>>(
+        &threadPool, work, fileops::UnlessStopped(stop.get_token(), function),
+        &deleteDialog::copyReduce, QtConcurrent::UnorderedReduce | QtConcurrent::SequentialReduce);
+    const QFuture<void> shown = future.then(this, [this, ending, rows](const QList<bool>& results) {
+        showResult(results, ending, rows);
+    });
+    operations.removeIf([](const Operation& each) { return each.shown.isFinished(); });
+    operations.append({future, shown});
+    watcher.setFuture(future);
+}
+
+void deleteDialog::showResult(const QList<bool>& results, const QString& ending, Rows rows)
+{
+    ui->deleteCountLabel->setText(QString::number(results.count(true)) + ending);
+    if (rows == Rows::RemoveVanished) {
+        removeVanishedRows();
+    }
+    QTimer::singleShot(kResultShown, this, &deleteDialog::hideDeleteProgress);
+}
+
+void deleteDialog::removeVanishedRows()
+{
+    // From the end, so that the rows before need no renumbering.
+    for (int row = ui->filesList->count() - 1; row >= kFirstFileRow; --row) {
+        if (!QFile::exists(ui->filesList->item(row)->text())) {
+            delete ui->filesList->takeItem(row);
+        }
+    }
+    if (ui->filesList->count() == 1) {
+        ui->filesList->clear();
+    }
 }

@@ -1,10 +1,42 @@
 #pragma once
 
+#include "fileops/destinationnames.h"
+
 #include <QDialog>
+#include <QFuture>
+#include <QFutureWatcher>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QThreadPool>
+
+#include <stop_token>
+
+QT_BEGIN_NAMESPACE
+class QListWidgetItem;
+QT_END_NAMESPACE
+
+class Ui_deleteDialog;
+
+/** A file that the dialog lists. */
+struct DuplicateRow
+{
+    QString path;
+    /** The file that \a path is only another name of; empty if it is a file of its own. */
+    QString sameFileAs = {};
+};
 
 /**
  * The dialog in which duplicates are ticked and deleted, moved or copied.
- * Thread: GUI thread only.
+ *
+ * Whoever opens it sets `operation`, the title, the labels and which of the mode's widgets are
+ * visible, fills it with addRows() and shows it without making it modal. It reports nothing back
+ * but finished(); the files are handled one after another on a thread of its own.
+ *
+ * Its destruction ends a running operation after the file in progress and waits for that one file;
+ * the rest stay untouched. Hiding or closing it alone ends nothing.
+ *
+ * Thread: GUI thread only, but for the four static functions.
  */
 class deleteDialog : public QDialog
 {
@@ -12,4 +44,75 @@ class deleteDialog : public QDialog
 
 public:
     explicit deleteDialog(QWidget* parent = nullptr);
+    ~deleteDialog() override;
+    Q_DISABLE_COPY_MOVE(deleteDialog)
+
+    /**
+     * Appends the row "All" and the rows of \a rows, all ticked but those that are another name of
+     * a file: ticking these would take the only copy, so they stand unticked and say in their
+     * tooltip of which file they are a name. Without rows the list stays empty.
+     *
+     * The count label and the boxes end as if the rows had been added one by one, at a cost that is
+     * linear in their number. Returns the number of ticked rows, "All" not counted.
+     */
+    int addRows(const QList<DuplicateRow>& rows);
+
+    /** Hides the progress bar; called a second after the end of an operation. */
+    void hideDeleteProgress();
+
+    /** Map functions: true on success. Any thread, blocking; fileops/fileworkers.h has the rest. */
+    static bool copyFile(const fileops::SourceAndDestination& paths);
+    static bool moveFile(const fileops::SourceAndDestination& paths);
+    static bool deleteFile(const QString& path);
+    /** The reduce function of all three operations: appends \a ok to \a result. */
+    static void copyReduce(QList<bool>& result, const bool& ok);
+
+    /** The form; owned. The opener of the dialog reaches the widgets through it. */
+    Ui_deleteDialog* ui;
+    /** "delete", "move" or "copy"; empty until the opener sets it. */
+    QString operation;
+
+private Q_SLOTS:
+    // The order is that of the meta-object's table.
+    void on_filesList_itemChanged(QListWidgetItem* item);
+    void on_deleteButton_clicked();
+    void on_okButton_clicked();
+    void on_cancelButton_clicked();
+    void on_chooseDirButton_clicked();
+    void on_moveButton_clicked();
+    void on_copyButton_clicked();
+
+private:
+    /** What becomes of the rows when an operation has ended. */
+    enum class Rows { Keep, RemoveVanished };
+
+    int filesHandled = 0; ///< Set to 0 whenever an operation starts; nothing depends on it.
+    QThreadPool threadPool;
+    QFutureWatcher<QList<bool>> watcher;
+    QFuture<QList<bool>> future;
+
+    /** An operation and its continuation. Without the latter the work must not be cancelled: it
+     * goes on to refer to the continuation, even to one that has long run and been released. */
+    struct Operation
+    {
+        QFuture<QList<bool>> work;
+        QFuture<void> shown;
+    };
+
+    // A second operation may wait behind the first, which future and watcher then no longer follow.
+    QList<Operation> operations;
+    std::stop_source stop;
+    bool tickingAll = false;
+
+    QStringList markedPaths() const;
+    int markedCount() const;
+    void tickAll(Qt::CheckState state);
+    void showMarkedCount();
+
+    QList<fileops::SourceAndDestination> markedWithDestinations(const QString& marker) const;
+    template <typename Operand>
+    void start(const QList<Operand>& work, bool (*function)(const Operand&), const QString& ending,
+               Rows rows);
+    void showResult(const QList<bool>& results, const QString& ending, Rows rows);
+    void removeVanishedRows();
 };

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <utility>
+
+/** The names that moved and copied files get. Pure text: the file system is never looked at. */
+namespace fileops {
+
+/** A file to move or copy, and where to. */
+using SourceAndDestination = std::pair<QString, QString>;
+
+/**
+ * The path that \a source gets in \a directory: the directory, the platform's separator (unless the
+ * directory ends in it already), the file name up to its first dot, \a marker, \a number, a full
+ * stop and what follows the last dot of the file name.
+ *
+ * "a.live.mp3" with the marker "-copied-" and the number 1 gives "a-copied-1.mp3"; a name without a
+ * dot ends in the full stop. What stands between the first and the last dot is dropped.
+ *
+ * Reentrant.
+ */
+QString destinationPath(const QString& directory, const QString& source, const QString& marker,
+                        qsizetype number);
+
+/**
+ * \a sources in their order, each with its destination in \a directory; they are numbered from 1.
+ * The numbers make the names unique within one list only: a later list starts at 1 again.
+ *
+ * Reentrant.
+ */
+QList<SourceAndDestination> withDestinations(const QStringList& sources, const QString& directory,
+                                             const QString& marker);
+
+} // namespace fileops

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "fileops/newfile.h"
+
+struct stat;
+
+/** Linux only: what goes along with the content of a moved file. */
+namespace fileops {
+
+/**
+ * Gives \a copy the mode, the access and modification time and, where the system allows it, the
+ * owner and group of \a source.
+ *
+ * A file system that has no modes, times or owners of its own is no error; any other failure is.
+ * Thread: any thread, blocking. Reentrant.
+ */
+bool keepAttributes(NewFile& copy, const struct stat& source);
+
+/** Gives the symbolic link \a name the times of \a source, if that can be done. */
+void keepLinkTimes(const NameIn& name, const struct stat& source);
+
+} // namespace fileops

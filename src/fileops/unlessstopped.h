@@ -1,0 +1,28 @@
+#pragma once
+
+#include <stop_token>
+
+namespace fileops {
+
+/**
+ * A worker function that leaves its file alone once a stop was requested: it then answers false
+ * without a call. It carries the stop flag and the function by value, so it refers to nothing that
+ * belongs to whoever started the work.
+ *
+ * Thread: any thread. Reentrant if the function is.
+ */
+template <typename Operand> struct UnlessStopped
+{
+    std::stop_token stop;
+    bool (*function)(const Operand&);
+
+    bool operator()(const Operand& operand) const
+    {
+        return !stop.stop_requested() && function(operand);
+    }
+};
+
+template <typename Operand>
+UnlessStopped(std::stop_token, bool (*)(const Operand&)) -> UnlessStopped<Operand>;
+
+} // namespace fileops

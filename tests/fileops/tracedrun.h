@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+/** Runs of fileops_driver under strace, which makes chosen system calls fail or kills the driver.
+ */
+namespace tracedrun {
+
+/** How a run ended. */
+struct Result
+{
+    int exitCode = -1;      ///< Of the driver; -1 if it was killed.
+    bool killed = false;    ///< By SIGKILL.
+    QByteArray output;      ///< What the driver printed.
+    QByteArray trace;       ///< The system calls, one a line.
+    qsizetype injected = 0; ///< How many of them were made to fail.
+
+    /**
+     * The number, counted from 1, of the first \a systemCall in the line that is the first to
+     * contain \a landmark, or after it; 0 if there is none. Runs of one program make the same calls
+     * in the same order, so this says which call to make fail in the next one.
+     */
+    int numberOfCall(const QByteArray& systemCall, const QByteArray& landmark) const;
+};
+
+/** Whether strace is installed and may trace; why not otherwise. */
+bool isPossible(QString* reason);
+
+/**
+ * Runs the driver with \a arguments under the \a faults, each in strace's own words, such as
+ * "write:error=ENOSPC:when=3" or "fsync:signal=KILL".
+ */
+Result run(const QStringList& arguments, const QStringList& faults);
+
+} // namespace tracedrun

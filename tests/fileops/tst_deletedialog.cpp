@@ -1,0 +1,515 @@
+#include "dialogfixture.h"
+
+#include <QElapsedTimer>
+#include <QFileDialog>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QMetaMethod>
+#include <QPointer>
+#include <QSignalSpy>
+#include <QStyle>
+#include <QTest>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace {
+
+constexpr int kManyRows = 20'000;
+/** Not a measure of speed: what takes the square of the number of rows takes longer still. */
+constexpr int kHangGuardMs = 10'000;
+
+QStringList nameList(int count)
+{
+    QStringList names;
+    for (int i = 1; i <= count; ++i) {
+        names.append(QStringLiteral("/music/%1.mp3").arg(i));
+    }
+    return names;
+}
+
+/** The names of the widgets of a layout from its start to its end; a spacer is "-". */
+QStringList contents(const QLayout* layout)
+{
+    QStringList names;
+    for (int i = 0; i < layout->count(); ++i) {
+        const QWidget* widget = layout->itemAt(i)->widget();
+        names.append(widget != nullptr ? widget->objectName() : QStringLiteral("-"));
+    }
+    return names;
+}
+
+} // namespace
+
+/** The form, the ticks, the directory field and the closing buttons of the dialog. */
+class DeleteDialogTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+    }
+
+    void slotsStandInTheirFixedOrder();
+    void formHoldsItsWidgetsInOrder();
+    void formHasItsMarginsAndFrames();
+    void formHasItsTexts();
+    void progressIsHiddenAtFirst();
+    void filesAreHandledOneAtATime();
+
+    void allTicksAndUnticksEveryFile_data();
+    void allTicksAndUnticksEveryFile();
+    void partlyTickedAllUnticksEveryFile();
+    void untickingOneFileLeavesAllTicked();
+    void partlyTickedRowIsNotCounted();
+    void labelStaysPluralForOneFile();
+    void unknownOperationNeverChangesTheLabel_data();
+    void unknownOperationNeverChangesTheLabel();
+
+    void rowsArriveTickedBelowAll();
+    void otherNameOfAFileArrivesUntickedAndSaysSo();
+    void allTicksOtherNamesLikeAnyRow();
+    void noRowsLeaveTheListEmpty();
+    void onlyOtherNamesAreListedAllTheSame();
+    void rowsAddedAtOnceLookLikeRowsAddedOneByOne();
+    void manyRowsAreTickedInLinearTime();
+    void rowsAreMeasuredAnewWhenTheFontChanges();
+
+    void cancelledChooserEmptiesTheDirectory();
+    void chosenDirectoryIsTakenAsItStands();
+
+    void okAcceptsAndCancelRejects_data();
+    void okAcceptsAndCancelRejects();
+    void closingTheFrameFinishes();
+    void enterStartsNothing_data();
+    void enterStartsNothing();
+    void spaceOnAFocusedButtonPressesIt();
+    void tabFollowsTheFormFromTopToBottom();
+};
+
+void DeleteDialogTest::slotsStandInTheirFixedOrder()
+{
+    const QMetaObject& meta = deleteDialog::staticMetaObject;
+    QStringList names;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        QCOMPARE(meta.method(i).methodType(), QMetaMethod::Slot);
+        names.append(QString::fromLatin1(meta.method(i).methodSignature()));
+    }
+    const QStringList expected = {
+        u"on_filesList_itemChanged(QListWidgetItem*)"_qs,
+        u"on_deleteButton_clicked()"_qs,
+        u"on_okButton_clicked()"_qs,
+        u"on_cancelButton_clicked()"_qs,
+        u"on_chooseDirButton_clicked()"_qs,
+        u"on_moveButton_clicked()"_qs,
+        u"on_copyButton_clicked()"_qs,
+    };
+    QCOMPARE(names, expected);
+}
+
+void DeleteDialogTest::formHoldsItsWidgetsInOrder()
+{
+    const deleteDialog dialog;
+    QCOMPARE(dialog.objectName(), u"deleteDialog"_qs);
+    QCOMPARE(dialog.size(), QSize(718, 428));
+    QCOMPARE(dialog.windowFlags() & ~Qt::WindowFlags(Qt::WindowType_Mask),
+             QDialog().windowFlags() & ~Qt::WindowFlags(Qt::WindowType_Mask));
+
+    const auto* outer = qobject_cast<QVBoxLayout*>(dialog.layout());
+    QVERIFY(outer != nullptr);
+    QCOMPARE(outer->objectName(), u"verticalLayout"_qs);
+    QCOMPARE(contents(outer),
+             QStringList({u"deleteLabel"_qs, u"filesList"_qs, u"dirSelector"_qs, u"frame"_qs}));
+    const auto* directory = dialog.findChild<QHBoxLayout*>(u"horizontalLayout_2"_qs);
+    QCOMPARE(directory->parentWidget()->objectName(), u"dirSelector"_qs);
+    QCOMPARE(contents(directory), QStringList({u"chooseDirButton"_qs, u"dirLabel"_qs}));
+    const auto* bottom = dialog.findChild<QHBoxLayout*>(u"horizontalLayout"_qs);
+    QCOMPARE(bottom->parentWidget()->objectName(), u"frame"_qs);
+    QCOMPARE(contents(bottom),
+             QStringList({u"deleteProgress"_qs, u"-"_qs, u"deleteCountLabel"_qs, u"deleteButton"_qs,
+                          u"moveButton"_qs, u"copyButton"_qs, u"okButton"_qs, u"cancelButton"_qs}));
+    const QSpacerItem* spacer = bottom->itemAt(1)->spacerItem();
+    QCOMPARE(spacer->sizeHint(), QSize(40, 20));
+    QCOMPARE(spacer->sizePolicy(), QSizePolicy(QSizePolicy::Expanding, QSizePolicy::Minimum));
+}
+
+void DeleteDialogTest::formHasItsMarginsAndFrames()
+{
+    const deleteDialog dialog;
+    const auto* directory = dialog.findChild<QHBoxLayout*>(u"horizontalLayout_2"_qs);
+    const int styleBottom = dialog.style()->pixelMetric(QStyle::PM_LayoutBottomMargin, nullptr,
+                                                        directory->parentWidget());
+    QCOMPARE(directory->contentsMargins(), QMargins(0, 9, 0, styleBottom));
+    QCOMPARE(dialog.findChild<QHBoxLayout*>(u"horizontalLayout"_qs)->contentsMargins(), QMargins());
+    for (const QString& name : {u"dirSelector"_qs, u"frame"_qs}) {
+        const auto* frame = dialog.findChild<QFrame*>(name);
+        QCOMPARE(frame->frameShape(), QFrame::StyledPanel);
+        QCOMPARE(frame->frameShadow(), QFrame::Raised);
+    }
+    QCOMPARE(dialog.findChild<QPushButton*>(u"deleteButton"_qs)->minimumSize(), QSize(0, 0));
+}
+
+void DeleteDialogTest::formHasItsTexts()
+{
+    const deleteDialog dialog;
+    const auto text = [&dialog](const QString& name) {
+        return dialog.findChild<QWidget*>(name)->property("text").toString();
+    };
+    QCOMPARE(dialog.windowTitle(), QString());
+    QCOMPARE(text(u"deleteLabel"_qs), QString());
+    QCOMPARE(text(u"deleteCountLabel"_qs), QString());
+    QCOMPARE(text(u"dirLabel"_qs), QString());
+    QCOMPARE(text(u"chooseDirButton"_qs), u"Choose Directory"_qs);
+    QCOMPARE(text(u"deleteButton"_qs), u"Delete"_qs);
+    QCOMPARE(text(u"moveButton"_qs), u"Move"_qs);
+    QCOMPARE(text(u"copyButton"_qs), u"Copy"_qs);
+    QCOMPARE(text(u"okButton"_qs), u"Ok"_qs);
+    QCOMPARE(text(u"cancelButton"_qs), u"Cancel"_qs);
+    QVERIFY(!dialog.findChild<QLineEdit*>(u"dirLabel"_qs)->isReadOnly());
+    QCOMPARE(dialog.operation, QString());
+}
+
+void DeleteDialogTest::progressIsHiddenAtFirst()
+{
+    const DialogFixture fixture(u"delete"_qs);
+    QVERIFY(fixture.progress()->isHidden());
+    QCOMPARE(fixture.progress()->value(), 0);
+}
+
+void DeleteDialogTest::filesAreHandledOneAtATime()
+{
+    const DialogFixture fixture(u"delete"_qs);
+    QCOMPARE(fixture.pool()->maxThreadCount(), 1);
+}
+
+void DeleteDialogTest::allTicksAndUnticksEveryFile_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<QString>("ending");
+    QTest::newRow("delete") << u"delete"_qs << u" files marked for deletion"_qs;
+    QTest::newRow("move") << u"move"_qs << u" files marked for move"_qs;
+    QTest::newRow("copy") << u"copy"_qs << u" files marked for copy"_qs;
+}
+
+void DeleteDialogTest::allTicksAndUnticksEveryFile()
+{
+    QFETCH(const QString, operation);
+    QFETCH(const QString, ending);
+    DialogFixture fixture(operation);
+    fixture.addFiles(nameList(3));
+    fixture.setTicked(0, false);
+    QCOMPARE(fixture.rows(),
+             QStringList({u"[ ] /music/1.mp3"_qs, u"[ ] /music/2.mp3"_qs, u"[ ] /music/3.mp3"_qs}));
+    QCOMPARE(fixture.countLabel(), u"0"_qs + ending);
+
+    fixture.setTicked(2, true);
+    QCOMPARE(fixture.countLabel(), u"1"_qs + ending);
+    fixture.setTicked(0, true);
+    QCOMPARE(fixture.rows(),
+             QStringList({u"[x] /music/1.mp3"_qs, u"[x] /music/2.mp3"_qs, u"[x] /music/3.mp3"_qs}));
+    QCOMPARE(fixture.countLabel(), u"3"_qs + ending);
+}
+
+void DeleteDialogTest::partlyTickedAllUnticksEveryFile()
+{
+    DialogFixture fixture(u"delete"_qs);
+    fixture.addFiles(nameList(2));
+    fixture.list()->item(0)->setCheckState(Qt::PartiallyChecked);
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /music/1.mp3"_qs, u"[ ] /music/2.mp3"_qs}));
+    QCOMPARE(fixture.countLabel(), u"0 files marked for deletion"_qs);
+    QCOMPARE(fixture.list()->item(0)->checkState(), Qt::PartiallyChecked);
+}
+
+void DeleteDialogTest::untickingOneFileLeavesAllTicked()
+{
+    DialogFixture fixture(u"move"_qs);
+    fixture.addFiles(nameList(3));
+    fixture.setTicked(2, false);
+    QCOMPARE(fixture.list()->item(0)->checkState(), Qt::Checked);
+    QCOMPARE(fixture.countLabel(), u"2 files marked for move"_qs);
+    fixture.setTicked(1, false);
+    fixture.setTicked(3, false);
+    QCOMPARE(fixture.list()->item(0)->checkState(), Qt::Checked);
+
+    fixture.setTicked(0, false);
+    for (int row = 1; row <= 3; ++row) {
+        fixture.setTicked(row, true);
+    }
+    QCOMPARE(fixture.list()->item(0)->checkState(), Qt::Unchecked);
+}
+
+void DeleteDialogTest::partlyTickedRowIsNotCounted()
+{
+    DialogFixture fixture(u"copy"_qs);
+    fixture.addFiles(nameList(3));
+    fixture.list()->item(2)->setCheckState(Qt::PartiallyChecked);
+    QCOMPARE(fixture.countLabel(), u"2 files marked for copy"_qs);
+}
+
+void DeleteDialogTest::labelStaysPluralForOneFile()
+{
+    DialogFixture fixture(u"delete"_qs);
+    fixture.addFiles(nameList(2));
+    fixture.setTicked(1, false);
+    QCOMPARE(fixture.countLabel(), u"1 files marked for deletion"_qs);
+}
+
+void DeleteDialogTest::unknownOperationNeverChangesTheLabel_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::newRow("empty") << QString();
+    QTest::newRow("unknown") << u"shred"_qs;
+    QTest::newRow("other letter case") << u"Delete"_qs;
+}
+
+void DeleteDialogTest::unknownOperationNeverChangesTheLabel()
+{
+    QFETCH(const QString, operation);
+    DialogFixture fixture(operation);
+    fixture.dialog()->findChild<QLabel*>(u"deleteCountLabel"_qs)->setText(u"as it was"_qs);
+    fixture.addFiles(nameList(2));
+    fixture.setTicked(1, false);
+    fixture.setTicked(0, false);
+    QCOMPARE(fixture.countLabel(), u"as it was"_qs);
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /music/1.mp3"_qs, u"[ ] /music/2.mp3"_qs}));
+}
+
+void DeleteDialogTest::rowsArriveTickedBelowAll()
+{
+    const DialogFixture fixture(u"delete"_qs);
+    QCOMPARE(fixture.dialog()->addRows({{u"/b.mp3"_qs}, {u"/a.mp3"_qs}, {u"/b.mp3"_qs}}), 3);
+    QCOMPARE(fixture.list()->item(0)->text(), u"All"_qs);
+    QCOMPARE(fixture.list()->item(0)->checkState(), Qt::Checked);
+    QCOMPARE(fixture.rows(), QStringList({u"[x] /b.mp3"_qs, u"[x] /a.mp3"_qs, u"[x] /b.mp3"_qs}));
+    QCOMPARE(fixture.countLabel(), u"3 files marked for deletion"_qs);
+    QCOMPARE(fixture.list()->item(1)->toolTip(), QString());
+}
+
+void DeleteDialogTest::otherNameOfAFileArrivesUntickedAndSaysSo()
+{
+    const DialogFixture fixture(u"delete"_qs);
+    QCOMPARE(fixture.dialog()->addRows({{u"/link.mp3"_qs, u"/a %1.mp3"_qs}, {u"/b.mp3"_qs}}), 1);
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /link.mp3"_qs, u"[x] /b.mp3"_qs}));
+    QCOMPARE(fixture.countLabel(), u"1 files marked for deletion"_qs);
+    QVERIFY(fixture.list()->item(1)->toolTip().contains(u"/a %1.mp3"_qs));
+    QCOMPARE(fixture.list()->item(2)->toolTip(), QString());
+}
+
+void DeleteDialogTest::allTicksOtherNamesLikeAnyRow()
+{
+    DialogFixture fixture(u"delete"_qs);
+    fixture.dialog()->addRows({{u"/link.mp3"_qs, u"/a.mp3"_qs}, {u"/b.mp3"_qs}});
+    fixture.setTicked(0, false);
+    fixture.setTicked(0, true);
+    QCOMPARE(fixture.rows(), QStringList({u"[x] /link.mp3"_qs, u"[x] /b.mp3"_qs}));
+    QCOMPARE(fixture.countLabel(), u"2 files marked for deletion"_qs);
+}
+
+void DeleteDialogTest::noRowsLeaveTheListEmpty()
+{
+    const DialogFixture fixture(u"delete"_qs);
+    QCOMPARE(fixture.dialog()->addRows({}), 0);
+    QCOMPARE(fixture.list()->count(), 0);
+}
+
+void DeleteDialogTest::onlyOtherNamesAreListedAllTheSame()
+{
+    const DialogFixture fixture(u"delete"_qs);
+    QCOMPARE(fixture.dialog()->addRows({{u"/link.mp3"_qs, u"/a.mp3"_qs}}), 0);
+    QCOMPARE(fixture.rows(), QStringList(u"[ ] /link.mp3"_qs));
+    QCOMPARE(fixture.countLabel(), u"0 files marked for deletion"_qs);
+}
+
+void DeleteDialogTest::rowsAddedAtOnceLookLikeRowsAddedOneByOne()
+{
+    const DialogFixture atOnce(u"copy"_qs);
+    atOnce.dialog()->addRows({{u"/a.mp3"_qs}, {u"/b.mp3"_qs}});
+
+    const DialogFixture oneByOne(u"copy"_qs);
+    for (const QString& text : {u"All"_qs, u"/a.mp3"_qs, u"/b.mp3"_qs}) {
+        oneByOne.list()->addItem(text);
+        oneByOne.list()->item(oneByOne.list()->count() - 1)->setCheckState(Qt::Checked);
+    }
+    QCOMPARE(atOnce.rows(), oneByOne.rows());
+    QCOMPARE(atOnce.countLabel(), oneByOne.countLabel());
+    for (int row = 0; row < 3; ++row) {
+        const QListWidgetItem* first = atOnce.list()->item(row);
+        const QListWidgetItem* second = oneByOne.list()->item(row);
+        QCOMPARE(first->text(), second->text());
+        QCOMPARE(first->flags(), second->flags());
+        QCOMPARE(first->data(Qt::CheckStateRole), second->data(Qt::CheckStateRole));
+        QCOMPARE(atOnce.list()->visualItemRect(first), oneByOne.list()->visualItemRect(second));
+    }
+}
+
+void DeleteDialogTest::manyRowsAreTickedInLinearTime()
+{
+    DialogFixture fixture(u"delete"_qs);
+    QElapsedTimer timer;
+    timer.start();
+    fixture.addFiles(nameList(kManyRows));
+    QCoreApplication::processEvents();
+    QCOMPARE(fixture.countLabel(), u"20000 files marked for deletion"_qs);
+    fixture.setTicked(0, false);
+    QCoreApplication::processEvents();
+    QCOMPARE(fixture.countLabel(), u"0 files marked for deletion"_qs);
+    fixture.setTicked(0, true);
+    QCOMPARE(fixture.countLabel(), u"20000 files marked for deletion"_qs);
+    QCOMPARE(fixture.rows().filter(u"[x]"_qs).size(), kManyRows);
+    QVERIFY(timer.elapsed() < kHangGuardMs);
+}
+
+void DeleteDialogTest::rowsAreMeasuredAnewWhenTheFontChanges()
+{
+    DialogFixture fixture(u"delete"_qs);
+    fixture.addFiles(nameList(2));
+    const auto height = [&fixture] {
+        return fixture.list()->visualItemRect(fixture.list()->item(1)).height();
+    };
+    const int before = height();
+    QFont font = fixture.list()->font();
+    font.setPointSize(3 * font.pointSize());
+    fixture.list()->setFont(font);
+    QTRY_VERIFY(height() > before);
+}
+
+void DeleteDialogTest::cancelledChooserEmptiesTheDirectory()
+{
+    const DialogFixture fixture(u"copy"_qs);
+    fixture.directory()->setText(u"/typed"_qs);
+    QString caption;
+    QFileDialog::Options options;
+    QTimer::singleShot(0, fixture.dialog(), [&] {
+        auto* chooser = fixture.dialog()->findChild<QFileDialog*>();
+        caption = chooser->windowTitle();
+        options = chooser->options();
+        chooser->reject();
+    });
+    fixture.click(u"chooseDirButton"_qs);
+    QCOMPARE(caption, u"Choose Directory"_qs);
+    QVERIFY(options.testFlag(QFileDialog::ShowDirsOnly));
+    QVERIFY(options.testFlag(QFileDialog::DontResolveSymlinks));
+    QCOMPARE(fixture.directory()->text(), QString());
+}
+
+void DeleteDialogTest::chosenDirectoryIsTakenAsItStands()
+{
+    const QTemporaryDir target;
+    const DialogFixture fixture(u"move"_qs);
+    QTimer::singleShot(0, fixture.dialog(), [&] {
+        auto* chooser = fixture.dialog()->findChild<QFileDialog*>();
+        chooser->findChild<QLineEdit*>(u"fileNameEdit"_qs)->setText(target.path());
+        QMetaObject::invokeMethod(chooser, "accept");
+    });
+    fixture.click(u"chooseDirButton"_qs);
+    QCOMPARE(fixture.directory()->text(), target.path());
+}
+
+void DeleteDialogTest::okAcceptsAndCancelRejects_data()
+{
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<int>("result");
+    QTest::newRow("ok") << u"okButton"_qs << int(QDialog::Accepted);
+    QTest::newRow("cancel") << u"cancelButton"_qs << int(QDialog::Rejected);
+}
+
+void DeleteDialogTest::okAcceptsAndCancelRejects()
+{
+    QFETCH(const QString, button);
+    QFETCH(const int, result);
+    for (const QString& operation : {u"delete"_qs, u"move"_qs, u"copy"_qs}) {
+        const DialogFixture fixture(operation);
+        const QSignalSpy finished(fixture.dialog(), &QDialog::finished);
+        fixture.click(button);
+        QCOMPARE(finished.size(), 1);
+        QCOMPARE(finished.at(0).at(0).toInt(), result);
+        QVERIFY(fixture.dialog()->isHidden());
+    }
+}
+
+void DeleteDialogTest::closingTheFrameFinishes()
+{
+    const DialogFixture fixture(u"delete"_qs);
+    const QSignalSpy finished(fixture.dialog(), &QDialog::finished);
+    QVERIFY(fixture.dialog()->close());
+    QCOMPARE(finished.size(), 1);
+}
+
+void DeleteDialogTest::enterStartsNothing_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<QString>("widget");
+    QTest::newRow("directory, move") << u"move"_qs << u"dirLabel"_qs;
+    QTest::newRow("directory, copy") << u"copy"_qs << u"dirLabel"_qs;
+    QTest::newRow("list, delete") << u"delete"_qs << u"filesList"_qs;
+    QTest::newRow("list, move") << u"move"_qs << u"filesList"_qs;
+}
+
+void DeleteDialogTest::enterStartsNothing()
+{
+    QFETCH(const QString, operation);
+    QFETCH(const QString, widget);
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(u"a.mp3"_qs));
+    QVERIFY(file.open(QFile::WriteOnly));
+    QVERIFY(QDir(folder.path()).mkdir(u"target"_qs));
+
+    DialogFixture fixture(operation);
+    fixture.addFiles({file.fileName()});
+    fixture.directory()->setText(folder.filePath(u"target"_qs));
+    bool chooserOpened = false;
+    QTimer chooserWatch; // a chooser would run an event loop of its own and never come back
+    connect(&chooserWatch, &QTimer::timeout, fixture.dialog(), [&] {
+        if (auto* chooser = fixture.dialog()->findChild<QFileDialog*>()) {
+            chooserOpened = true;
+            chooser->reject();
+        }
+    });
+    chooserWatch.start(1);
+    auto* target = fixture.dialog()->findChild<QWidget*>(widget);
+    QVERIFY(target->isVisible());
+    target->setFocus();
+    QTest::keyClick(target, Qt::Key_Return);
+    QTest::keyClick(target, Qt::Key_Enter);
+    fixture.waitForIdle();
+
+    QVERIFY(!chooserOpened);
+    QVERIFY(fixture.dialog()->isVisible());
+    QVERIFY(fixture.progress()->isHidden());
+    QVERIFY(file.exists());
+    QVERIFY(QDir(folder.filePath(u"target"_qs)).isEmpty());
+    for (const QPushButton* button : fixture.dialog()->findChildren<QPushButton*>()) {
+        QVERIFY2(!button->isDefault() && !button->autoDefault(), qPrintable(button->text()));
+    }
+}
+
+void DeleteDialogTest::spaceOnAFocusedButtonPressesIt()
+{
+    const DialogFixture fixture(u"delete"_qs);
+    const QSignalSpy finished(fixture.dialog(), &QDialog::finished);
+    fixture.button(u"okButton"_qs)->setFocus();
+    QTest::keyClick(fixture.button(u"okButton"_qs), Qt::Key_Space);
+    QCOMPARE(finished.size(), 1);
+}
+
+void DeleteDialogTest::tabFollowsTheFormFromTopToBottom()
+{
+    const deleteDialog dialog;
+    QStringList order;
+    const QWidget* start = dialog.findChild<QListWidget*>(u"filesList"_qs);
+    const QWidget* widget = start;
+    do {
+        if (widget->focusPolicy() & Qt::TabFocus && !widget->objectName().startsWith(u"qt_")) {
+            order.append(widget->objectName());
+        }
+        widget = widget->nextInFocusChain();
+    } while (widget != start);
+    order.removeAll(QString());
+    QCOMPARE(order, QStringList({u"filesList"_qs, u"chooseDirButton"_qs, u"dirLabel"_qs,
+                                 u"deleteButton"_qs, u"moveButton"_qs, u"copyButton"_qs,
+                                 u"okButton"_qs, u"cancelButton"_qs}));
+}
+
+QTEST_MAIN(DeleteDialogTest)
+#include "tst_deletedialog.moc"

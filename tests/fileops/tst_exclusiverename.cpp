@@ -1,0 +1,108 @@
+#include "fileops/exclusiverename.h"
+
+#include "filefixture.h"
+
+#include <QFile>
+#include <QTest>
+
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+
+using filefixture::entries;
+using filefixture::read;
+using filefixture::write;
+
+/** The last step of a move, when both names are there: which of them goes. */
+class ExclusiveRenameTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup()
+    {
+        m_directory.reset();
+    }
+
+    void sourceGoesWhenItCan();
+    void destinationStaysWhenTheSourceHasVanished();
+    void sourceThatWasReplacedStaysAndTheCopyGoes();
+    void destinationThatWasReplacedIsNotTouched();
+    void nameStandsForItsOwnFileOnly();
+
+private:
+    fileops::NameIn name(const QString& fileName) const
+    {
+        return {AT_FDCWD, QFile::encodeName(m_directory->filePath(fileName))};
+    }
+    struct stat status(const QString& fileName) const
+    {
+        struct stat file = {};
+        ::lstat(name(fileName).name.constData(), &file);
+        return file;
+    }
+    bool finishMove() const
+    {
+        return fileops::removeSourceOrDestination(name(u"a"_qs), m_source, name(u"b"_qs),
+                                                  m_destination);
+    }
+
+    std::unique_ptr<filefixture::OpenFolder> m_directory;
+    struct stat m_source = {};
+    struct stat m_destination = {};
+};
+
+void ExclusiveRenameTest::init()
+{
+    m_directory = std::make_unique<filefixture::OpenFolder>();
+    QVERIFY(write(m_directory->filePath(u"a"_qs), "moved"));
+    QVERIFY(write(m_directory->filePath(u"b"_qs), "moved"));
+    m_source = status(u"a"_qs);
+    m_destination = status(u"b"_qs);
+}
+
+void ExclusiveRenameTest::sourceGoesWhenItCan()
+{
+    QVERIFY(finishMove());
+    QCOMPARE(entries(m_directory->path()), QStringList(u"b"_qs));
+}
+
+void ExclusiveRenameTest::destinationStaysWhenTheSourceHasVanished()
+{
+    QVERIFY(QFile::remove(m_directory->filePath(u"a"_qs)));
+    QVERIFY(finishMove());
+    QCOMPARE(entries(m_directory->path()), QStringList(u"b"_qs));
+}
+
+void ExclusiveRenameTest::sourceThatWasReplacedStaysAndTheCopyGoes()
+{
+    // As an editor saves: the new content under another name, then renamed over the old.
+    QVERIFY(write(m_directory->filePath(u"new"_qs), "edited"));
+    QCOMPARE(::rename(name(u"new"_qs).name.constData(), name(u"a"_qs).name.constData()), 0);
+    QVERIFY(!finishMove());
+    QCOMPARE(entries(m_directory->path()), QStringList(u"a"_qs));
+    QCOMPARE(read(m_directory->filePath(u"a"_qs)), "edited");
+}
+
+void ExclusiveRenameTest::destinationThatWasReplacedIsNotTouched()
+{
+    QVERIFY(write(m_directory->filePath(u"new"_qs), "foreign"));
+    QCOMPARE(::rename(name(u"new"_qs).name.constData(), name(u"b"_qs).name.constData()), 0);
+    m_source.st_ino += 1'000'000; // so that the source cannot be removed
+    QVERIFY(!finishMove());
+    QCOMPARE(entries(m_directory->path()), QStringList({u"a"_qs, u"b"_qs}));
+    QCOMPARE(read(m_directory->filePath(u"b"_qs)), "foreign");
+}
+
+void ExclusiveRenameTest::nameStandsForItsOwnFileOnly()
+{
+    QVERIFY(QFile::link(m_directory->filePath(u"a"_qs), m_directory->filePath(u"link"_qs)));
+    QVERIFY(fileops::standsFor(name(u"a"_qs), m_source));
+    QVERIFY(!fileops::standsFor(name(u"b"_qs), m_source));
+    QVERIFY(!fileops::standsFor(name(u"link"_qs), m_source));
+    QVERIFY(!fileops::standsFor(name(u"absent"_qs), m_source));
+}
+
+QTEST_GUILESS_MAIN(ExclusiveRenameTest)
+#include "tst_exclusiverename.moc"

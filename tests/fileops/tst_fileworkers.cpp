@@ -1,0 +1,172 @@
+#include "fileops/fileworkers.h"
+#include "fileops/unlessstopped.h"
+
+#include "filefixture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+
+#include <memory>
+#include <sys/stat.h>
+
+using filefixture::read;
+using filefixture::write;
+
+/** Deleting and copying one file, and the stop flag before each. */
+class FileWorkersTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_directory = std::make_unique<filefixture::OpenFolder>();
+    }
+    void cleanup()
+    {
+        m_directory.reset();
+    }
+
+    void deleteRemovesTheFile();
+    void deleteOfWhatCannotBeRemovedIsFalse();
+    void deleteRemovesALinkAndNotItsTarget();
+    void deleteWithoutRightsIsFalse();
+    void copyIsWholeAndKeepsTheSource();
+    void copyNeverOverwrites();
+    void copyOfALinkIsACopyOfItsTarget();
+    void copyThatCannotBeMadeIsFalse();
+    void copyDoesNotWaitForANamedPipe();
+    void copyToAFullFileSystemLeavesNothing();
+    void stoppedWorkerLeavesItsFileAlone();
+
+private:
+    QString path(const QString& name) const
+    {
+        return m_directory->filePath(name);
+    }
+    std::unique_ptr<filefixture::OpenFolder> m_directory;
+};
+
+void FileWorkersTest::deleteRemovesTheFile()
+{
+    for (const QString& name : {u"a.mp3"_qs, u"\U0001F3B5\n.mp3"_qs, QString(255, u'n')}) {
+        QVERIFY(write(path(name), "x"));
+        QVERIFY(fileops::deleteFile(path(name)));
+        QVERIFY(!QFile::exists(path(name)));
+    }
+}
+
+void FileWorkersTest::deleteOfWhatCannotBeRemovedIsFalse()
+{
+    QVERIFY(!fileops::deleteFile(path(u"absent.mp3"_qs)));
+    QVERIFY(!fileops::deleteFile(QString()));
+    QVERIFY(QDir().mkpath(path(u"folder"_qs)));
+    QVERIFY(!fileops::deleteFile(path(u"folder"_qs)));
+    QVERIFY(QFileInfo(path(u"folder"_qs)).isDir());
+}
+
+void FileWorkersTest::deleteRemovesALinkAndNotItsTarget()
+{
+    QVERIFY(write(path(u"a.mp3"_qs), "x"));
+    QVERIFY(QFile::link(path(u"a.mp3"_qs), path(u"link.mp3"_qs)));
+    QVERIFY(fileops::deleteFile(path(u"link.mp3"_qs)));
+    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"a.mp3"_qs));
+}
+
+void FileWorkersTest::deleteWithoutRightsIsFalse()
+{
+    QVERIFY(QDir().mkpath(path(u"locked"_qs)));
+    QVERIFY(write(path(u"locked/a.mp3"_qs), "x"));
+    QVERIFY(QFile::setPermissions(path(u"locked"_qs), QFile::ReadOwner | QFile::ExeOwner |
+                                                          QFile::ReadOther | QFile::ExeOther));
+    {
+        const filefixture::OrdinaryUser user;
+        QVERIFY(!fileops::deleteFile(path(u"locked/a.mp3"_qs)));
+    }
+    QCOMPARE(read(path(u"locked/a.mp3"_qs)), "x");
+    QVERIFY(QFile::setPermissions(path(u"locked"_qs),
+                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+}
+
+void FileWorkersTest::copyIsWholeAndKeepsTheSource()
+{
+    const QByteArray content = filefixture::noise(1'000'003);
+    QVERIFY(write(path(u"a.mp3"_qs), content));
+    QVERIFY(fileops::copyFile({path(u"a.mp3"_qs), path(u"b.mp3"_qs)}));
+    QCOMPARE(read(path(u"b.mp3"_qs)), content);
+    QCOMPARE(read(path(u"a.mp3"_qs)), content);
+}
+
+void FileWorkersTest::copyNeverOverwrites()
+{
+    QVERIFY(write(path(u"a.mp3"_qs), "new"));
+    QVERIFY(write(path(u"b.mp3"_qs), "old"));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), path(u"b.mp3"_qs)}));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), path(u"a.mp3"_qs)}));
+    QCOMPARE(read(path(u"b.mp3"_qs)), "old");
+    QCOMPARE(read(path(u"a.mp3"_qs)), "new");
+}
+
+void FileWorkersTest::copyOfALinkIsACopyOfItsTarget()
+{
+    QVERIFY(write(path(u"a.mp3"_qs), "x"));
+    QVERIFY(QFile::link(path(u"a.mp3"_qs), path(u"link.mp3"_qs)));
+    QVERIFY(fileops::copyFile({path(u"link.mp3"_qs), path(u"b.mp3"_qs)}));
+    QVERIFY(!QFileInfo(path(u"b.mp3"_qs)).isSymLink());
+    QCOMPARE(read(path(u"b.mp3"_qs)), "x");
+}
+
+void FileWorkersTest::copyThatCannotBeMadeIsFalse()
+{
+    QVERIFY(write(path(u"a.mp3"_qs), "x"));
+    QVERIFY(!fileops::copyFile({path(u"absent.mp3"_qs), path(u"b.mp3"_qs)}));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), path(u"absent/b.mp3"_qs)}));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), QString()}));
+    QVERIFY(!fileops::copyFile({QString(), path(u"b.mp3"_qs)}));
+    QVERIFY(!fileops::copyFile({m_directory->path(), path(u"b.mp3"_qs)}));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), path(QString(256, u'n'))}));
+    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"a.mp3"_qs));
+}
+
+void FileWorkersTest::copyDoesNotWaitForANamedPipe()
+{
+    QCOMPARE(::mkfifo(QFile::encodeName(path(u"pipe.mp3"_qs)).constData(), 0600), 0);
+    QVERIFY(!fileops::copyFile({path(u"pipe.mp3"_qs), path(u"b.mp3"_qs)}));
+    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"pipe.mp3"_qs));
+}
+
+void FileWorkersTest::copyToAFullFileSystemLeavesNothing()
+{
+    const filefixture::SecondFileSystem full("1m");
+    if (!full.isAvailable()) {
+        QSKIP(filefixture::kNoSecondFileSystem);
+    }
+    QVERIFY(write(path(u"a.mp3"_qs), filefixture::noise(1'500'000)));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), full.filePath(u"b.mp3"_qs)}));
+    QCOMPARE(filefixture::entries(full.path()), QStringList());
+}
+
+void FileWorkersTest::stoppedWorkerLeavesItsFileAlone()
+{
+    QVERIFY(write(path(u"a.mp3"_qs), "x"));
+    QVERIFY(write(path(u"b.mp3"_qs), "x"));
+    std::stop_source stop;
+    const fileops::UnlessStopped remove(stop.get_token(), &fileops::deleteFile);
+    const fileops::UnlessStopped move(stop.get_token(), &fileops::moveFile);
+    const fileops::UnlessStopped copy(stop.get_token(), &fileops::copyFile);
+    QVERIFY(remove(path(u"a.mp3"_qs)));
+
+    stop.request_stop();
+    QVERIFY(!remove(path(u"b.mp3"_qs)));
+    QVERIFY(!move({path(u"b.mp3"_qs), path(u"c.mp3"_qs)}));
+    QVERIFY(!copy({path(u"b.mp3"_qs), path(u"c.mp3"_qs)}));
+    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"b.mp3"_qs));
+
+    const fileops::UnlessStopped unaffected(std::stop_source().get_token(), &fileops::deleteFile);
+    QVERIFY(unaffected(path(u"b.mp3"_qs)));
+}
+
+QTEST_GUILESS_MAIN(FileWorkersTest)
+#include "tst_fileworkers.moc"

@@ -1,0 +1,451 @@
+#include "filefixture.h"
+#include "tracedrun.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+
+using filefixture::entries;
+using filefixture::read;
+using filefixture::write;
+
+namespace {
+
+// Landmarks in the trace of a move between file systems.
+constexpr auto kFirstRename = "renameat2(AT_FDCWD";
+constexpr auto kTargetOpened = "O_PATH";
+constexpr auto kSourceOpened = "O_NONBLOCK|O_NOFOLLOW";
+constexpr auto kCopyCreated = "\".quorvel-";
+constexpr auto kFlushed = "fsync(";
+constexpr auto kNamed = "\".quorvel-";
+constexpr auto kDirectoryOpened = "\".\", O_RDONLY";
+
+constexpr qsizetype kSize = 300'000; // three blocks
+constexpr mode_t kMode = 0640;
+constexpr time_t kModified = 1'234'567'890;
+
+} // namespace
+
+/**
+ * Moves and copies whose system calls fail, or that are killed, at every step: whatever happens,
+ * the source is whole under one of its names, and what is reported is so. Each case makes sure that
+ * its fault really struck.
+ */
+class MoveFaultsTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void faultBetweenFileSystemsLeavesAllAsItWas_data();
+    void faultBetweenFileSystemsLeavesAllAsItWas();
+    void failedRenameIsNotAnsweredByCopying_data();
+    void failedRenameIsNotAnsweredByCopying();
+    void writeThatLiesIsFoundOut();
+    void failureThatDoesNotMatterIsNone_data();
+    void failureThatDoesNotMatterIsNone();
+
+    void withoutExclusiveRenameTheFileIsLinked_data();
+    void withoutExclusiveRenameTheFileIsLinked();
+    void withoutLinksTheFileIsCopied();
+    void withoutLinksNothingIsOverwritten();
+    void withoutLinksAFaultLeavesAllAsItWas_data();
+    void withoutLinksAFaultLeavesAllAsItWas();
+    void targetWithoutExclusiveRenameGetsALink();
+    void targetWithoutLinksGetsACopyUnderItsName();
+    void mountOfTheSameFileSystemIsCopiedTo();
+
+    void killedMoveLosesNothing_data();
+    void killedMoveLosesNothing();
+    void copyUnderFaultsIsWholeOrAbsent_data();
+    void copyUnderFaultsIsWholeOrAbsent();
+
+private:
+    QString source() const
+    {
+        return m_here->filePath(u"a.mp3"_qs);
+    }
+    QString nearby() const
+    {
+        return m_here->filePath(u"b.mp3"_qs);
+    }
+    QString faraway() const
+    {
+        return m_other->filePath(u"b.mp3"_qs);
+    }
+    tracedrun::Result move(const QString& destination, const QStringList& faults) const
+    {
+        return tracedrun::run({u"move"_qs, source(), destination}, faults);
+    }
+    /** One fault at a call that a run without faults made. */
+    QString fault(const QByteArray& systemCall, const QByteArray& landmark, int offset,
+                  const QString& effect) const;
+    void verifyAsItWas() const;
+    void verifyMovedTo(const QString& destination) const;
+
+    std::unique_ptr<filefixture::OpenFolder> m_here;
+    std::unique_ptr<filefixture::SecondFileSystem> m_other;
+    tracedrun::Result m_without; ///< A move between file systems without any fault.
+    const QByteArray m_content = filefixture::noise(kSize);
+};
+
+void MoveFaultsTest::initTestCase()
+{
+    QString reason;
+    if (!tracedrun::isPossible(&reason)) {
+        QSKIP(qPrintable(reason));
+    }
+    init();
+    if (!m_other->isAvailable()) {
+        QSKIP(filefixture::kNoSecondFileSystem);
+    }
+    m_without = move(faraway(), {});
+    QCOMPARE(m_without.output, "true\n");
+    QCOMPARE(m_without.injected, 0);
+    verifyMovedTo(faraway());
+    cleanup();
+}
+
+void MoveFaultsTest::init()
+{
+    m_here = std::make_unique<filefixture::OpenFolder>();
+    m_other = std::make_unique<filefixture::SecondFileSystem>();
+    QVERIFY(write(source(), m_content));
+    const QByteArray name = QFile::encodeName(source());
+    QCOMPARE(::chmod(name.constData(), kMode), 0);
+    const timespec times[2] = {{kModified, 1}, {kModified, 123'456'789}};
+    QCOMPARE(::utimensat(AT_FDCWD, name.constData(), times, 0), 0);
+}
+
+void MoveFaultsTest::cleanup()
+{
+    m_here.reset();
+    m_other.reset();
+}
+
+QString MoveFaultsTest::fault(const QByteArray& systemCall, const QByteArray& landmark, int offset,
+                              const QString& effect) const
+{
+    const int number = m_without.numberOfCall(systemCall, landmark);
+    if (number == 0) {
+        qWarning("%s is never called", systemCall.constData());
+        return {};
+    }
+    return QStringLiteral("%1:%2:when=%3")
+        .arg(QString::fromLatin1(systemCall), effect)
+        .arg(number + offset);
+}
+
+void MoveFaultsTest::verifyAsItWas() const
+{
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
+    QCOMPARE(entries(m_other->path()), QStringList());
+    QCOMPARE(read(source()), m_content);
+}
+
+void MoveFaultsTest::verifyMovedTo(const QString& destination) const
+{
+    QVERIFY(!QFile::exists(source()));
+    QCOMPARE(entries(QFileInfo(destination).path()), QStringList(u"b.mp3"_qs));
+    QCOMPARE(read(destination), m_content);
+    struct stat moved = {};
+    QCOMPARE(::stat(QFile::encodeName(destination).constData(), &moved), 0);
+    QCOMPARE(moved.st_mode & 07777U, kMode);
+    QCOMPARE(moved.st_mtim.tv_sec, kModified);
+    QCOMPARE(moved.st_mtim.tv_nsec, 123'456'789);
+}
+
+void MoveFaultsTest::faultBetweenFileSystemsLeavesAllAsItWas_data()
+{
+    QTest::addColumn<QByteArray>("systemCall");
+    QTest::addColumn<QByteArray>("landmark");
+    QTest::addColumn<int>("offset");
+    QTest::addColumn<QString>("error");
+
+    const auto row = [](const char* title, const char* call, const char* landmark, int offset,
+                        std::initializer_list<const char*> errors) {
+        for (const char* error : errors) {
+            QTest::addRow("%s: %s", title, error)
+                << QByteArray(call) << QByteArray(landmark) << offset << QString::fromLatin1(error);
+        }
+    };
+    row("target folder is opened", "openat", kTargetOpened, 0, {"EACCES", "EMFILE"});
+    row("source is opened", "openat", kSourceOpened, 0, {"EACCES", "EMFILE", "EIO"});
+    row("copy is created", "openat", kCopyCreated, 0, {"ENOSPC", "EROFS", "EACCES", "EMFILE"});
+    row("first read", "read", kSourceOpened, 0, {"EIO"});
+    row("second read", "read", kSourceOpened, 1, {"EIO"});
+    row("read at the end", "read", kSourceOpened, 3, {"EIO"});
+    row("first write", "write", kCopyCreated, 0, {"ENOSPC", "EIO", "EDQUOT"});
+    row("second write", "write", kCopyCreated, 1, {"ENOSPC", "EIO"});
+    row("last write", "write", kCopyCreated, 2, {"ENOSPC", "EIO"});
+    row("mode is set", "fchmod", kCopyCreated, 0, {"EIO", "EPERM"});
+    row("times are set", "utimensat", kCopyCreated, 0, {"EIO", "EPERM"});
+    row("copy is flushed", "fsync", kCopyCreated, 0, {"EIO", "ENOSPC"});
+    row("size is checked", "newfstatat", kFlushed, 0, {"EIO"});
+    row("source is checked", "newfstatat", kFlushed, 1, {"EIO"});
+    row("copy is closed", "close", kFlushed, 0, {"EIO", "ENOSPC"});
+    row("copy is named", "renameat2", kNamed, 0, {"EACCES", "EEXIST", "ENOSPC", "EIO", "EROFS"});
+    row("source is removed", "unlinkat", kNamed, 0, {"EACCES", "EPERM", "EROFS", "EBUSY", "EIO"});
+}
+
+void MoveFaultsTest::faultBetweenFileSystemsLeavesAllAsItWas()
+{
+    QFETCH(const QByteArray, systemCall);
+    QFETCH(const QByteArray, landmark);
+    QFETCH(const int, offset);
+    QFETCH(const QString, error);
+    const tracedrun::Result result =
+        move(faraway(), {fault(systemCall, landmark, offset, u"error="_qs + error)});
+    QCOMPARE(result.injected, 1);
+    QCOMPARE(result.output, "false\n");
+    verifyAsItWas();
+}
+
+void MoveFaultsTest::failedRenameIsNotAnsweredByCopying_data()
+{
+    QTest::addColumn<QString>("error");
+    for (const char* error : {"EACCES", "EPERM", "EROFS", "EBUSY", "EIO", "ENOSPC", "ENAMETOOLONG",
+                              "EMFILE", "EEXIST", "ENOENT", "ENOMEM", "EDQUOT"}) {
+        QTest::addRow("%s", error) << QString::fromLatin1(error);
+    }
+}
+
+void MoveFaultsTest::failedRenameIsNotAnsweredByCopying()
+{
+    QFETCH(const QString, error);
+    const tracedrun::Result result = move(nearby(), {u"renameat2:error="_qs + error});
+    QCOMPARE(result.injected, 1);
+    QCOMPARE(result.output, "false\n");
+    QVERIFY(!result.trace.contains("O_CREAT"));
+    QVERIFY(!result.trace.contains("unlink"));
+    verifyAsItWas();
+}
+
+void MoveFaultsTest::writeThatLiesIsFoundOut()
+{
+    // The call answers that the last block was written and writes nothing.
+    const QString lie = fault("write", kCopyCreated, 2, u"retval=%1"_qs.arg(kSize % (128 * 1024)));
+    const tracedrun::Result result = move(faraway(), {lie});
+    QCOMPARE(result.injected, 1);
+    QCOMPARE(result.output, "false\n");
+    verifyAsItWas();
+}
+
+void MoveFaultsTest::failureThatDoesNotMatterIsNone_data()
+{
+    QTest::addColumn<QByteArray>("systemCall");
+    QTest::addColumn<QByteArray>("landmark");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("interrupted write")
+        << QByteArray("write") << QByteArray(kCopyCreated) << u"EINTR"_qs;
+    QTest::newRow("interrupted read")
+        << QByteArray("read") << QByteArray(kSourceOpened) << u"EINTR"_qs;
+    QTest::newRow("no modes") << QByteArray("fchmod") << QByteArray(kCopyCreated)
+                              << u"EOPNOTSUPP"_qs;
+    QTest::newRow("no times") << QByteArray("utimensat") << QByteArray(kCopyCreated)
+                              << u"ENOSYS"_qs;
+    QTest::newRow("folder cannot be opened")
+        << QByteArray("openat") << QByteArray(kDirectoryOpened) << u"EACCES"_qs;
+    QTest::newRow("folder cannot be flushed")
+        << QByteArray("fsync") << QByteArray(kDirectoryOpened) << u"EINVAL"_qs;
+}
+
+void MoveFaultsTest::failureThatDoesNotMatterIsNone()
+{
+    QFETCH(const QByteArray, systemCall);
+    QFETCH(const QByteArray, landmark);
+    QFETCH(const QString, error);
+    const tracedrun::Result result =
+        move(faraway(), {fault(systemCall, landmark, 0, u"error="_qs + error)});
+    QCOMPARE(result.injected, 1);
+    QCOMPARE(result.output, "true\n");
+    QVERIFY(!QFile::exists(source()));
+    QCOMPARE(read(faraway()), m_content);
+    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_qs));
+}
+
+void MoveFaultsTest::withoutExclusiveRenameTheFileIsLinked_data()
+{
+    QTest::addColumn<QString>("error");
+    QTest::newRow("the file system lacks it") << u"EINVAL"_qs;
+    QTest::newRow("the kernel lacks it") << u"ENOSYS"_qs;
+}
+
+void MoveFaultsTest::withoutExclusiveRenameTheFileIsLinked()
+{
+    QFETCH(const QString, error);
+    const QString lacking = u"renameat2:error="_qs + error;
+    tracedrun::Result result = move(nearby(), {lacking, u"unlinkat:error=EACCES"_qs});
+    QCOMPARE(result.injected, 3); // the removal of the link that was made fails, too
+    QCOMPARE(result.output, "false\n");
+    QCOMPARE(read(source()), m_content);
+    QVERIFY(QFile::remove(nearby()));
+
+    result = move(nearby(), {lacking, u"unlinkat:error=EACCES:when=1"_qs});
+    QCOMPARE(result.injected, 2);
+    QCOMPARE(result.output, "false\n");
+    verifyAsItWas();
+
+    QVERIFY(write(nearby(), "old"));
+    result = move(nearby(), {lacking});
+    QCOMPARE(result.injected, 1);
+    QCOMPARE(result.output, "false\n");
+    QCOMPARE(read(nearby()), "old");
+    QCOMPARE(read(source()), m_content);
+    QVERIFY(QFile::remove(nearby()));
+
+    result = move(nearby(), {lacking});
+    QCOMPARE(result.injected, 1);
+    QCOMPARE(result.output, "true\n");
+    QVERIFY(!result.trace.contains("O_CREAT"));
+    verifyMovedTo(nearby());
+}
+
+void MoveFaultsTest::withoutLinksTheFileIsCopied()
+{
+    const tracedrun::Result result =
+        move(nearby(), {u"renameat2:error=EINVAL"_qs, u"linkat:error=EPERM"_qs});
+    QCOMPARE(result.injected, 2);
+    QCOMPARE(result.output, "true\n");
+    QVERIFY(result.trace.contains("O_EXCL"));
+    verifyMovedTo(nearby());
+}
+
+void MoveFaultsTest::withoutLinksNothingIsOverwritten()
+{
+    QVERIFY(write(nearby(), "old"));
+    const tracedrun::Result result =
+        move(nearby(), {u"renameat2:error=EINVAL"_qs, u"linkat:error=EPERM"_qs});
+    QCOMPARE(result.injected, 2);
+    QCOMPARE(result.output, "false\n");
+    QCOMPARE(read(nearby()), "old");
+    QCOMPARE(read(source()), m_content);
+    QCOMPARE(entries(m_here->path()), QStringList({u"a.mp3"_qs, u"b.mp3"_qs}));
+}
+
+void MoveFaultsTest::withoutLinksAFaultLeavesAllAsItWas_data()
+{
+    QTest::addColumn<QString>("third");
+    QTest::newRow("write") << u"write:error=ENOSPC:when=2"_qs;
+    QTest::newRow("flush") << u"fsync:error=EIO:when=1"_qs;
+    QTest::newRow("removal") << u"unlinkat:error=EACCES:when=1"_qs;
+}
+
+void MoveFaultsTest::withoutLinksAFaultLeavesAllAsItWas()
+{
+    QFETCH(const QString, third);
+    const tracedrun::Result result =
+        move(nearby(), {u"renameat2:error=EINVAL"_qs, u"linkat:error=EPERM"_qs, third});
+    QCOMPARE(result.injected, 3);
+    QCOMPARE(result.output, "false\n");
+    verifyAsItWas();
+}
+
+void MoveFaultsTest::targetWithoutExclusiveRenameGetsALink()
+{
+    const tracedrun::Result result =
+        move(faraway(), {fault("renameat2", kNamed, 0, u"error=EINVAL"_qs)});
+    QCOMPARE(result.injected, 1);
+    QCOMPARE(result.output, "true\n");
+    verifyMovedTo(faraway());
+}
+
+void MoveFaultsTest::targetWithoutLinksGetsACopyUnderItsName()
+{
+    const tracedrun::Result result =
+        move(faraway(),
+             {fault("renameat2", kNamed, 0, u"error=EINVAL"_qs), u"linkat:error=EOPNOTSUPP"_qs});
+    QCOMPARE(result.injected, 2);
+    QCOMPARE(result.output, "true\n");
+    verifyMovedTo(faraway());
+}
+
+void MoveFaultsTest::mountOfTheSameFileSystemIsCopiedTo()
+{
+    // What the kernel answers for two mounts, or two subvolumes, of one file system.
+    const tracedrun::Result result = move(nearby(), {u"renameat2:error=EXDEV:when=1"_qs});
+    QCOMPARE(result.injected, 1);
+    QCOMPARE(result.output, "true\n");
+    verifyMovedTo(nearby());
+}
+
+void MoveFaultsTest::killedMoveLosesNothing_data()
+{
+    QTest::addColumn<QByteArray>("systemCall");
+    QTest::addColumn<QByteArray>("landmark");
+    QTest::addColumn<int>("offset");
+    const auto row = [](const char* title, const char* call, const char* landmark, int offset) {
+        QTest::addRow("%s", title) << QByteArray(call) << QByteArray(landmark) << offset;
+    };
+    row("rename", "renameat2", kFirstRename, 0);
+    row("copy is created", "openat", kCopyCreated, 0);
+    row("first write", "write", kCopyCreated, 0);
+    row("second write", "write", kCopyCreated, 1);
+    row("last write", "write", kCopyCreated, 2);
+    row("mode is set", "fchmod", kCopyCreated, 0);
+    row("times are set", "utimensat", kCopyCreated, 0);
+    row("copy is flushed", "fsync", kCopyCreated, 0);
+    row("copy is closed", "close", kFlushed, 0);
+    row("copy is named", "renameat2", kNamed, 0);
+    row("folder is flushed", "fsync", kDirectoryOpened, 0);
+    row("source is removed", "unlinkat", kNamed, 0);
+}
+
+void MoveFaultsTest::killedMoveLosesNothing()
+{
+    QFETCH(const QByteArray, systemCall);
+    QFETCH(const QByteArray, landmark);
+    QFETCH(const int, offset);
+    const tracedrun::Result result =
+        move(faraway(), {fault(systemCall, landmark, offset, u"signal=KILL"_qs)});
+    QVERIFY(result.killed);
+    QCOMPARE(result.output, QByteArray());
+
+    const bool atSource = QFile::exists(source());
+    const bool atDestination = QFile::exists(faraway());
+    QVERIFY(atSource || atDestination);
+    if (atSource) {
+        QCOMPARE(read(source()), m_content);
+    }
+    if (atDestination) {
+        QCOMPARE(read(faraway()), m_content);
+    }
+    for (const QString& name : entries(m_other->path())) {
+        QVERIFY2(name == u"b.mp3" || name.startsWith(u".quorvel-"), qPrintable(name));
+    }
+}
+
+void MoveFaultsTest::copyUnderFaultsIsWholeOrAbsent_data()
+{
+    QTest::addColumn<QString>("fault");
+    for (const char* fault :
+         {"sendfile:error=ENOSPC:when=1", "sendfile:error=EIO:when=1", "sendfile:error=EIO:when=2",
+          "sendfile:retval=0:when=1", "sendfile:retval=131072:when=1",
+          "sendfile:signal=KILL:when=1", "fdatasync:signal=KILL:when=1", "linkat:error=ENOSPC",
+          "linkat:error=EACCES", "linkat:signal=KILL:when=1"}) {
+        QTest::addRow("%s", fault) << QString::fromLatin1(fault);
+    }
+}
+
+void MoveFaultsTest::copyUnderFaultsIsWholeOrAbsent()
+{
+    QFETCH(const QString, fault);
+    const tracedrun::Result result = tracedrun::run({u"copy"_qs, source(), faraway()}, {fault});
+    QVERIFY(result.killed || result.injected > 0);
+    QCOMPARE(read(source()), m_content);
+    if (QFile::exists(faraway())) {
+        QCOMPARE(read(faraway()), m_content);
+    } else {
+        QVERIFY(result.output != "true\n");
+    }
+}
+
+QTEST_GUILESS_MAIN(MoveFaultsTest)
+#include "tst_movefaults.moc"

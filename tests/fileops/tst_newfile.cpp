@@ -1,0 +1,100 @@
+#include "fileops/newfile.h"
+
+#include "filefixture.h"
+
+#include <QFile>
+#include <QTest>
+
+#include <fcntl.h>
+#include <memory>
+
+using filefixture::entries;
+using filefixture::read;
+using filefixture::write;
+
+/** Files that must not have existed before, and that go again unless they are kept. */
+class NewFileTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_directory = std::make_unique<filefixture::OpenFolder>();
+    }
+    void cleanup()
+    {
+        m_directory.reset();
+    }
+
+    void takenNameIsNeitherOpenedNorRemoved();
+    void linkToAFileIsATakenName();
+    void fileGoesUnlessItIsKept();
+    void fileThatTookTheNameIsNotRemoved();
+    void incompleteFileIsItsOwnersOnly();
+
+private:
+    fileops::NameIn name() const
+    {
+        return {AT_FDCWD, QFile::encodeName(m_directory->filePath(u"new"_qs))};
+    }
+    std::unique_ptr<filefixture::OpenFolder> m_directory;
+};
+
+void NewFileTest::takenNameIsNeitherOpenedNorRemoved()
+{
+    QVERIFY(write(m_directory->filePath(u"new"_qs), "old"));
+    {
+        const fileops::NewFile file(name());
+        QVERIFY(!file.isOpen());
+    }
+    QCOMPARE(read(m_directory->filePath(u"new"_qs)), "old");
+}
+
+void NewFileTest::linkToAFileIsATakenName()
+{
+    QVERIFY(QFile::link(m_directory->filePath(u"absent"_qs), m_directory->filePath(u"new"_qs)));
+    {
+        const fileops::NewFile file(name());
+        QVERIFY(!file.isOpen());
+    }
+    QCOMPARE(entries(m_directory->path()), QStringList(u"new"_qs));
+}
+
+void NewFileTest::fileGoesUnlessItIsKept()
+{
+    {
+        const fileops::NewFile file(name());
+        QVERIFY(file.isOpen());
+        QCOMPARE(entries(m_directory->path()), QStringList(u"new"_qs));
+    }
+    QCOMPARE(entries(m_directory->path()), QStringList());
+    {
+        fileops::NewFile file(name());
+        QVERIFY(file.close());
+        file.keep();
+    }
+    QCOMPARE(entries(m_directory->path()), QStringList(u"new"_qs));
+}
+
+void NewFileTest::fileThatTookTheNameIsNotRemoved()
+{
+    {
+        const fileops::NewFile file(name());
+        QVERIFY(file.isOpen());
+        QVERIFY(write(m_directory->filePath(u"other"_qs), "foreign"));
+        QCOMPARE(::rename(QFile::encodeName(m_directory->filePath(u"other"_qs)).constData(),
+                          name().name.constData()),
+                 0);
+    }
+    QCOMPARE(read(m_directory->filePath(u"new"_qs)), "foreign");
+}
+
+void NewFileTest::incompleteFileIsItsOwnersOnly()
+{
+    const fileops::NewFile file(name());
+    QCOMPARE(file.status().st_mode & 07777U, 0600U);
+}
+
+QTEST_GUILESS_MAIN(NewFileTest)
+#include "tst_newfile.moc"

@@ -1,0 +1,514 @@
+#include "fileops/fileworkers.h"
+
+#include "filefixture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+
+#include <atomic>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+using filefixture::entries;
+using filefixture::noise;
+using filefixture::read;
+using filefixture::write;
+
+namespace {
+
+constexpr int kSizeOfOneMiB = 1024 * 1024;
+
+struct stat statusOf(const QString& path)
+{
+    struct stat status = {};
+    if (::lstat(QFile::encodeName(path).constData(), &status) != 0) {
+        qWarning("no %s", qPrintable(path));
+    }
+    return status;
+}
+
+void chmodPath(const QString& path, mode_t mode)
+{
+    QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode), 0);
+}
+
+} // namespace
+
+/**
+ * Moving one file, on one file system and between two. Every data-driven case runs on both: the
+ * folder `here` holds the source, `there` is the target.
+ */
+class SafeMoveTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void contentArrivesWhole_data();
+    void contentArrivesWhole();
+    void modeAndModificationTimeGoAlong_data()
+    {
+        bothTargets();
+    }
+    void modeAndModificationTimeGoAlong();
+    void ownerGoesAlongAcrossFileSystems();
+    void namesOfEveryKindAreMoved_data();
+    void namesOfEveryKindAreMoved();
+    void neverOverwrites_data();
+    void neverOverwrites();
+    void hardLinkOfTheDestinationIsNotMoved_data()
+    {
+        bothTargets();
+    }
+    void hardLinkOfTheDestinationIsNotMoved();
+    void failureLeavesBothFoldersAsTheyWere_data();
+    void failureLeavesBothFoldersAsTheyWere();
+
+    void symbolicLinkIsMovedItself_data()
+    {
+        bothTargets();
+    }
+    void symbolicLinkIsMovedItself();
+    void deadLinkCountsAsMissing_data()
+    {
+        bothTargets();
+    }
+    void deadLinkCountsAsMissing();
+    void folderIsMovedWithinOneFileSystemOnly();
+    void namedPipeIsNotWaitedFor();
+
+    void fullTargetLeavesTheSourceAlone_data();
+    void fullTargetLeavesTheSourceAlone();
+    void targetWithoutWriteRightsLeavesTheSourceAlone_data()
+    {
+        bothTargets();
+    }
+    void targetWithoutWriteRightsLeavesTheSourceAlone();
+    void sourceThatCannotBeRemovedIsNotDoubled_data()
+    {
+        bothTargets();
+    }
+    void sourceThatCannotBeRemovedIsNotDoubled();
+    void unreadableSourceLeavesNothingBehind();
+    void sourceThatKeepsChangingIsNotMovedTorn();
+    void incompleteFileIsNeverSeenUnderItsFinalName();
+
+private:
+    static void bothTargets();
+    QString here(const QString& name) const
+    {
+        return m_here->filePath(name);
+    }
+    QString there(const QString& name) const
+    {
+        return m_there + u'/' + name;
+    }
+    void chooseTarget();
+
+    std::unique_ptr<filefixture::SecondFileSystem> m_other;
+    std::unique_ptr<filefixture::OpenFolder> m_here;
+    std::unique_ptr<filefixture::OpenFolder> m_same;
+    QString m_there;
+};
+
+void SafeMoveTest::init()
+{
+    m_here = std::make_unique<filefixture::OpenFolder>();
+    m_same = std::make_unique<filefixture::OpenFolder>();
+    m_other = std::make_unique<filefixture::SecondFileSystem>();
+    m_there.clear();
+    if (m_other->isAvailable()) {
+        QVERIFY(statusOf(m_here->path()).st_dev != statusOf(m_other->path()).st_dev);
+    }
+}
+
+void SafeMoveTest::cleanup()
+{
+    m_here.reset();
+    m_same.reset();
+    m_other.reset();
+}
+
+void SafeMoveTest::bothTargets()
+{
+    QTest::addColumn<bool>("otherFileSystem");
+    QTest::newRow("one file system") << false;
+    QTest::newRow("two file systems") << true;
+}
+
+void SafeMoveTest::chooseTarget()
+{
+    QFETCH(const bool, otherFileSystem);
+    if (otherFileSystem && !m_other->isAvailable()) {
+        QSKIP(filefixture::kNoSecondFileSystem);
+    }
+    m_there = otherFileSystem ? m_other->path() : m_same->path();
+}
+
+/** Stops the test function, too, where chooseTarget() skipped. */
+#define CHOOSE_TARGET()                                                                            \
+    chooseTarget();                                                                                \
+    if (QTest::currentTestFailed() || m_there.isEmpty()) {                                         \
+        return;                                                                                    \
+    }
+
+void SafeMoveTest::contentArrivesWhole_data()
+{
+    QTest::addColumn<bool>("otherFileSystem");
+    QTest::addColumn<int>("size");
+    for (const int size : {0, 1, 4096, 128 * 1024 - 1, 128 * 1024, 128 * 1024 + 1, 5'000'011}) {
+        QTest::addRow("%d bytes on one file system", size) << false << size;
+        QTest::addRow("%d bytes on two file systems", size) << true << size;
+    }
+}
+
+void SafeMoveTest::contentArrivesWhole()
+{
+    CHOOSE_TARGET();
+    QFETCH(const int, size);
+    const QByteArray content = noise(size);
+    QVERIFY(write(here(u"a.mp3"_qs), content));
+    QVERIFY(fileops::moveFile({here(u"a.mp3"_qs), there(u"b.mp3"_qs)}));
+    QCOMPARE(read(there(u"b.mp3"_qs)), content);
+    QCOMPARE(entries(m_here->path()), QStringList());
+    QCOMPARE(entries(m_there), QStringList(u"b.mp3"_qs));
+}
+
+void SafeMoveTest::modeAndModificationTimeGoAlong()
+{
+    CHOOSE_TARGET();
+    for (const mode_t mode : {0640U, 0444U, 0755U, 0600U, 0666U}) {
+        QVERIFY(write(here(u"a.mp3"_qs), "x"));
+        const timespec times[2] = {{1'000'000'000, 5}, {1'234'567'890, 123'456'789}};
+        QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(here(u"a.mp3"_qs)).constData(), times, 0),
+                 0);
+        chmodPath(here(u"a.mp3"_qs), mode);
+        QVERIFY(fileops::moveFile({here(u"a.mp3"_qs), there(u"b.mp3"_qs)}));
+
+        const struct stat moved = statusOf(there(u"b.mp3"_qs));
+        QCOMPARE(moved.st_mode & 07777U, mode);
+        QCOMPARE(moved.st_mtim.tv_sec, times[1].tv_sec);
+        QCOMPARE(moved.st_mtim.tv_nsec, times[1].tv_nsec);
+        QVERIFY(QFile::remove(there(u"b.mp3"_qs)));
+    }
+}
+
+void SafeMoveTest::ownerGoesAlongAcrossFileSystems()
+{
+    if (!m_other->isAvailable()) {
+        QSKIP(filefixture::kNoSecondFileSystem);
+    }
+    if (::geteuid() != 0) {
+        QSKIP("only the administrator gives files away");
+    }
+    QVERIFY(write(here(u"a.mp3"_qs), "x"));
+    QCOMPARE(::chown(QFile::encodeName(here(u"a.mp3"_qs)).constData(), 1234, 4321), 0);
+    chmodPath(here(u"a.mp3"_qs), 0640);
+    QVERIFY(fileops::moveFile({here(u"a.mp3"_qs), m_other->filePath(u"b.mp3"_qs)}));
+    const struct stat moved = statusOf(m_other->filePath(u"b.mp3"_qs));
+    QCOMPARE(moved.st_uid, 1234U);
+    QCOMPARE(moved.st_gid, 4321U);
+    QCOMPARE(moved.st_mode & 07777U, 0640U);
+}
+
+void SafeMoveTest::namesOfEveryKindAreMoved_data()
+{
+    QTest::addColumn<bool>("otherFileSystem");
+    QTest::addColumn<QString>("name");
+    for (const bool other : {false, true}) {
+        const char* where = other ? "two file systems" : "one file system";
+        QTest::addRow("255 bytes, %s", where) << other << QString(255, u'n');
+        QTest::addRow("255 bytes of letters of 3, %s", where) << other << QString(85, u'\u97f3');
+        QTest::addRow("emoji, %s", where)
+            << other << u"\U0001F3B5\U0001F468\u200D\U0001F3A4.mp3"_qs;
+        QTest::addRow("newline and quotes, %s", where) << other << u"a\nb\t\"'\\.mp3"_qs;
+        QTest::addRow("leading dash and space, %s", where) << other << u"-rf .mp3"_qs;
+        QTest::addRow("one letter, %s", where) << other << u"a"_qs;
+    }
+}
+
+void SafeMoveTest::namesOfEveryKindAreMoved()
+{
+    CHOOSE_TARGET();
+    QFETCH(const QString, name);
+    QVERIFY(write(here(name), "x"));
+    QVERIFY(fileops::moveFile({here(name), there(name)}));
+    QCOMPARE(entries(m_there), QStringList(name));
+    QCOMPARE(read(there(name)), "x");
+    QCOMPARE(entries(m_here->path()), QStringList());
+}
+
+void SafeMoveTest::neverOverwrites_data()
+{
+    QTest::addColumn<bool>("otherFileSystem");
+    QTest::addColumn<QString>("obstacle");
+    for (const bool other : {false, true}) {
+        const char* where = other ? "two file systems" : "one file system";
+        for (const char* obstacle : {"file", "empty file", "folder", "dead link"}) {
+            QTest::addRow("%s, %s", obstacle, where) << other << QString::fromLatin1(obstacle);
+        }
+    }
+}
+
+void SafeMoveTest::neverOverwrites()
+{
+    CHOOSE_TARGET();
+    QFETCH(const QString, obstacle);
+    const QString destination = there(u"b.mp3"_qs);
+    QVERIFY(write(here(u"a.mp3"_qs), "new"));
+    if (obstacle == u"folder"_qs) {
+        QVERIFY(QDir().mkpath(destination));
+    } else if (obstacle == u"dead link"_qs) {
+        QVERIFY(QFile::link(there(u"absent"_qs), destination));
+    } else {
+        QVERIFY(write(destination, obstacle == u"file"_qs ? "old" : ""));
+    }
+    const ino_t before = statusOf(destination).st_ino;
+
+    QVERIFY(!fileops::moveFile({here(u"a.mp3"_qs), destination}));
+    QCOMPARE(read(here(u"a.mp3"_qs)), "new");
+    QCOMPARE(statusOf(destination).st_ino, before);
+    QCOMPARE(entries(m_there), QStringList(u"b.mp3"_qs));
+    if (obstacle == u"file"_qs) {
+        QCOMPARE(read(destination), "old");
+    }
+}
+
+void SafeMoveTest::hardLinkOfTheDestinationIsNotMoved()
+{
+    CHOOSE_TARGET();
+    // A plain rename of one name of a file to another does nothing and reports success.
+    QVERIFY(write(there(u"a.mp3"_qs), "x"));
+    QCOMPARE(::link(QFile::encodeName(there(u"a.mp3"_qs)).constData(),
+                    QFile::encodeName(there(u"b.mp3"_qs)).constData()),
+             0);
+    QVERIFY(!fileops::moveFile({there(u"a.mp3"_qs), there(u"b.mp3"_qs)}));
+    QVERIFY(!fileops::moveFile({there(u"a.mp3"_qs), there(u"a.mp3"_qs)}));
+    QCOMPARE(entries(m_there), QStringList({u"a.mp3"_qs, u"b.mp3"_qs}));
+}
+
+void SafeMoveTest::failureLeavesBothFoldersAsTheyWere_data()
+{
+    QTest::addColumn<bool>("otherFileSystem");
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("destination");
+    for (const bool other : {false, true}) {
+        const char* where = other ? "two file systems" : "one file system";
+        QTest::addRow("missing source, %s", where) << other << u"absent"_qs << u"b"_qs;
+        QTest::addRow("missing folder, %s", where) << other << u"a.mp3"_qs << u"absent/b"_qs;
+        QTest::addRow("folder is a file, %s", where) << other << u"a.mp3"_qs << u"c.mp3/b"_qs;
+        QTest::addRow("name too long, %s", where) << other << u"a.mp3"_qs << QString(256, u'n');
+        QTest::addRow("only a folder given, %s", where) << other << u"a.mp3"_qs << u""_qs;
+        QTest::addRow("name is a dot, %s", where) << other << u"a.mp3"_qs << u"."_qs;
+        QTest::addRow("null character, %s", where)
+            << other << u"a.mp3"_qs << QString::fromUtf16(u"b\0c", 3);
+        QTest::addRow("null character in source, %s", where)
+            << other << QString::fromUtf16(u"a.mp3\0c", 7) << u"b"_qs;
+    }
+}
+
+void SafeMoveTest::failureLeavesBothFoldersAsTheyWere()
+{
+    CHOOSE_TARGET();
+    QFETCH(const QString, source);
+    QFETCH(const QString, destination);
+    QVERIFY(write(here(u"a.mp3"_qs), "a"));
+    QVERIFY(write(there(u"c.mp3"_qs), "c"));
+    QVERIFY(!fileops::moveFile({here(source), there(destination)}));
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
+    QCOMPARE(entries(m_there), QStringList(u"c.mp3"_qs));
+    QCOMPARE(read(here(u"a.mp3"_qs)), "a");
+    QCOMPARE(read(there(u"c.mp3"_qs)), "c");
+    QVERIFY(!fileops::moveFile({here(u"a.mp3"_qs), QString()}));
+    QVERIFY(!fileops::moveFile({QString(), there(u"b"_qs)}));
+}
+
+void SafeMoveTest::symbolicLinkIsMovedItself()
+{
+    CHOOSE_TARGET();
+    QVERIFY(write(here(u"a.mp3"_qs), "x"));
+    QCOMPARE(::symlink("a.mp3", QFile::encodeName(here(u"relative.mp3"_qs)).constData()), 0);
+    QVERIFY(QFile::link(here(u"a.mp3"_qs), here(u"absolute.mp3"_qs)));
+
+    QVERIFY(fileops::moveFile({here(u"absolute.mp3"_qs), there(u"absolute.mp3"_qs)}));
+    QVERIFY(fileops::moveFile({here(u"relative.mp3"_qs), there(u"relative.mp3"_qs)}));
+    QCOMPARE(QFileInfo(there(u"absolute.mp3"_qs)).symLinkTarget(), here(u"a.mp3"_qs));
+    QCOMPARE(read(there(u"absolute.mp3"_qs)), "x");
+    QByteArray text(100, '\0');
+    const ssize_t length = ::readlink(QFile::encodeName(there(u"relative.mp3"_qs)).constData(),
+                                      text.data(), static_cast<size_t>(text.size()));
+    QCOMPARE(text.left(length), "a.mp3");
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
+}
+
+void SafeMoveTest::deadLinkCountsAsMissing()
+{
+    CHOOSE_TARGET();
+    QVERIFY(QFile::link(here(u"absent"_qs), here(u"dead.mp3"_qs)));
+    QVERIFY(!fileops::moveFile({here(u"dead.mp3"_qs), there(u"b.mp3"_qs)}));
+    QCOMPARE(entries(m_here->path()), QStringList(u"dead.mp3"_qs));
+    QCOMPARE(entries(m_there), QStringList());
+}
+
+void SafeMoveTest::folderIsMovedWithinOneFileSystemOnly()
+{
+    QVERIFY(QDir().mkpath(here(u"folder"_qs)));
+    QVERIFY(write(here(u"folder/a.mp3"_qs), "x"));
+    if (m_other->isAvailable()) {
+        QVERIFY(!fileops::moveFile({here(u"folder"_qs), m_other->filePath(u"b"_qs)}));
+        QCOMPARE(entries(m_other->path()), QStringList());
+        QCOMPARE(read(here(u"folder/a.mp3"_qs)), "x");
+    }
+    QVERIFY(!fileops::moveFile({here(u"folder"_qs), here(u"folder/b"_qs)}));
+    QVERIFY(fileops::moveFile({here(u"folder"_qs), here(u"b"_qs)}));
+    QCOMPARE(read(here(u"b/a.mp3"_qs)), "x");
+}
+
+void SafeMoveTest::namedPipeIsNotWaitedFor()
+{
+    QCOMPARE(::mkfifo(QFile::encodeName(here(u"pipe.mp3"_qs)).constData(), 0600), 0);
+    if (m_other->isAvailable()) {
+        QVERIFY(!fileops::moveFile({here(u"pipe.mp3"_qs), m_other->filePath(u"b.mp3"_qs)}));
+        QCOMPARE(entries(m_other->path()), QStringList());
+        QCOMPARE(entries(m_here->path()), QStringList(u"pipe.mp3"_qs));
+    }
+    QVERIFY(fileops::moveFile({here(u"pipe.mp3"_qs), here(u"b.mp3"_qs)}));
+}
+
+void SafeMoveTest::fullTargetLeavesTheSourceAlone_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::newRow("far too large") << 4 * kSizeOfOneMiB;
+    QTest::newRow("one byte too large") << kSizeOfOneMiB + 1;
+    // The folder itself takes room, so that the last block no longer fits.
+    QTest::newRow("hardly too large") << kSizeOfOneMiB + 11'520;
+}
+
+void SafeMoveTest::fullTargetLeavesTheSourceAlone()
+{
+    QFETCH(const int, size);
+    const filefixture::SecondFileSystem full("1m");
+    if (!full.isAvailable()) {
+        QSKIP(filefixture::kNoSecondFileSystem);
+    }
+    const QByteArray content = noise(size);
+    QVERIFY(write(here(u"a.mp3"_qs), content));
+    QVERIFY(!fileops::moveFile({here(u"a.mp3"_qs), full.filePath(u"b.mp3"_qs)}));
+    QCOMPARE(read(here(u"a.mp3"_qs)), content);
+    QCOMPARE(entries(full.path()), QStringList());
+
+    // The room taken by the attempt is free again.
+    QVERIFY(write(here(u"small.mp3"_qs), noise(kSizeOfOneMiB)));
+    QVERIFY(fileops::moveFile({here(u"small.mp3"_qs), full.filePath(u"b.mp3"_qs)}));
+    QCOMPARE(read(full.filePath(u"b.mp3"_qs)), noise(kSizeOfOneMiB));
+}
+
+void SafeMoveTest::targetWithoutWriteRightsLeavesTheSourceAlone()
+{
+    CHOOSE_TARGET();
+    QVERIFY(QDir().mkpath(there(u"locked"_qs)));
+    chmodPath(there(u"locked"_qs), 0555);
+    const filefixture::OrdinaryUser user;
+    QVERIFY(write(here(u"a.mp3"_qs), "x"));
+    QVERIFY(!fileops::moveFile({here(u"a.mp3"_qs), there(u"locked/b.mp3"_qs)}));
+    QCOMPARE(read(here(u"a.mp3"_qs)), "x");
+    QCOMPARE(entries(there(u"locked"_qs)), QStringList());
+}
+
+void SafeMoveTest::sourceThatCannotBeRemovedIsNotDoubled()
+{
+    CHOOSE_TARGET();
+    QVERIFY(QDir().mkpath(here(u"locked"_qs)));
+    QVERIFY(write(here(u"locked/a.mp3"_qs), "x"));
+    chmodPath(here(u"locked"_qs), 0555);
+    chmodPath(here(u"locked/a.mp3"_qs), 0444);
+    {
+        const filefixture::OrdinaryUser user;
+        QVERIFY(!fileops::moveFile({here(u"locked/a.mp3"_qs), there(u"b.mp3"_qs)}));
+        QCOMPARE(read(here(u"locked/a.mp3"_qs)), "x");
+        QCOMPARE(entries(m_there), QStringList());
+    }
+    chmodPath(here(u"locked"_qs), 0755);
+}
+
+void SafeMoveTest::unreadableSourceLeavesNothingBehind()
+{
+    if (!m_other->isAvailable()) {
+        QSKIP(filefixture::kNoSecondFileSystem);
+    }
+    QVERIFY(write(here(u"a.mp3"_qs), "x"));
+    chmodPath(here(u"a.mp3"_qs), 0200);
+    {
+        const filefixture::OrdinaryUser user;
+        QVERIFY(!fileops::moveFile({here(u"a.mp3"_qs), m_other->filePath(u"b.mp3"_qs)}));
+    }
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
+    QCOMPARE(entries(m_other->path()), QStringList());
+}
+
+void SafeMoveTest::sourceThatKeepsChangingIsNotMovedTorn()
+{
+    if (!m_other->isAvailable()) {
+        QSKIP(filefixture::kNoSecondFileSystem);
+    }
+    QVERIFY(write(here(u"a.mp3"_qs), noise(8 * kSizeOfOneMiB)));
+    std::atomic<bool> stop = false;
+    std::atomic<int> writes = 0;
+    std::thread writer([&] {
+        QFile file(here(u"a.mp3"_qs));
+        if (!file.open(QFile::ReadWrite | QFile::Unbuffered | QFile::ExistingOnly)) {
+            return;
+        }
+        while (!stop) {
+            file.seek(0);
+            writes += file.write("changed") == 7 ? 1 : 0;
+        }
+    });
+    while (writes == 0) {
+        std::this_thread::yield();
+    }
+    const bool moved = fileops::moveFile({here(u"a.mp3"_qs), m_other->filePath(u"b.mp3"_qs)});
+    stop = true;
+    writer.join();
+    QVERIFY(!moved);
+    QCOMPARE(QFileInfo(here(u"a.mp3"_qs)).size(), 8 * kSizeOfOneMiB);
+    QCOMPARE(entries(m_other->path()), QStringList());
+}
+
+void SafeMoveTest::incompleteFileIsNeverSeenUnderItsFinalName()
+{
+    if (!m_other->isAvailable()) {
+        QSKIP(filefixture::kNoSecondFileSystem);
+    }
+    constexpr int size = 32 * kSizeOfOneMiB;
+    QVERIFY(write(here(u"a.mp3"_qs), noise(size)));
+    const QString destination = m_other->filePath(u"b.mp3"_qs);
+    std::atomic<bool> done = false;
+    bool moved = false;
+    std::thread mover([&] {
+        moved = fileops::moveFile({here(u"a.mp3"_qs), destination});
+        done = true;
+    });
+    qint64 firstSize = -1;
+    bool sawTemporary = false;
+    while (firstSize < 0 && !done) {
+        const QStringList names = entries(m_other->path());
+        sawTemporary = sawTemporary || names.join(u' ').contains(u".quorvel-"_qs);
+        firstSize = QFileInfo::exists(destination) ? QFileInfo(destination).size() : -1;
+    }
+    mover.join();
+    QVERIFY(moved);
+    QVERIFY(sawTemporary);
+    QVERIFY(firstSize == -1 || firstSize == size);
+    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_qs));
+}
+
+QTEST_GUILESS_MAIN(SafeMoveTest)
+#include "tst_safemove.moc"
