@@ -19,7 +19,6 @@ struct Options
     QString folderA;
     QString folderB;
     QDir pictures;
-    bool tour = false;
 };
 
 Options parseOptions(const QCoreApplication& application)
@@ -27,11 +26,9 @@ Options parseOptions(const QCoreApplication& application)
     const QCommandLineOption pictures(QStringLiteral("pictures"),
                                       QStringLiteral("Save the pictures in <folder>."),
                                       QStringLiteral("folder"), QStringLiteral("."));
-    const QCommandLineOption tour(
-        QStringLiteral("tour"), QStringLiteral("Play a duplicate and open every dialog as well."));
     QCommandLineParser parser;
     parser.addHelpOption();
-    parser.addOptions({pictures, tour});
+    parser.addOption(pictures);
     parser.addPositionalArgument(QStringLiteral("groupA"), QStringLiteral("Folder of Group A."));
     parser.addPositionalArgument(QStringLiteral("groupB"), QStringLiteral("Folder of Group B."));
     parser.process(application);
@@ -39,19 +36,16 @@ Options parseOptions(const QCoreApplication& application)
         parser.showHelp(EXIT_FAILURE);
     }
     return {parser.positionalArguments().at(0), parser.positionalArguments().at(1),
-            QDir(parser.value(pictures)), parser.isSet(tour)};
+            QDir(parser.value(pictures))};
 }
 
 QList<Step> stepsFor(const Options& options, QWidget* window)
 {
-    QList<Step> steps =
-        demonstration::findDuplicates(window, options.folderA, options.folderB, options.pictures);
-    if (options.tour) {
-        steps += demonstration::playDuplicate(window, options.pictures);
-        steps += demonstration::showFileOperations(window, options.pictures);
-        steps += demonstration::showInformation(window, options.pictures);
-    }
-    return steps;
+    return demonstration::findDuplicates(window, options.folderA, options.folderB,
+                                         options.pictures) +
+           demonstration::playDuplicate(window, options.pictures) +
+           demonstration::showFileOperations(window, options.pictures) +
+           demonstration::showInformation(window, options.pictures);
 }
 
 } // namespace
