@@ -5,20 +5,46 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QProgressBar>
+#include <QSemaphore>
 #include <QTest>
 
-#include <random>
+#include <memory>
 
 namespace {
 
 constexpr double kTuneSeconds = 5;
-/** A run over the small collection passes all its boundaries within this many event loop turns. */
-constexpr int kTurns = 60;
+constexpr int kRounds = 4;
 
 /** Raw 16-bit samples for more than a day, which take no room on the disk. */
 constexpr qint64 kEndlessBytes = qint64(8) << 30;
 
+/** Keeps a pool busy, so that nothing begins, ends and speaks while events are delivered. */
+class OccupiedPool
+{
+public:
+    explicit OccupiedPool(QThreadPool* pool)
+        : m_threads(pool->maxThreadCount())
+    {
+        for (int i = 0; i < m_threads; ++i) {
+            pool->start([gate = m_gate] { gate->acquire(); });
+        }
+    }
+    ~OccupiedPool()
+    {
+        m_gate->release(m_threads);
+    }
+    OccupiedPool(const OccupiedPool&) = delete;
+    OccupiedPool& operator=(const OccupiedPool&) = delete;
+
+private:
+    std::shared_ptr<QSemaphore> m_gate = std::make_shared<QSemaphore>();
+    int m_threads;
+};
+
 enum class Action { FindAgain, NewComparison, ChangeMode, Destroy };
+
+/** What a run has begun with, in the order of a run. */
+enum Stage { Listing, Fingerprints, WorkList, Comparison, Results, kStageCount };
 
 } // namespace
 
@@ -46,6 +72,7 @@ private Q_SLOTS:
 private:
     void listBothGroups();
     void startRun(int threads);
+    void advanceTo(Stage stage);
     void perform(Action action);
     void checkNothingIsShown();
     void checkFullRun();
@@ -87,6 +114,19 @@ void TestMainWindowCancel::startRun(int threads)
     fixture->pool()->setMaxThreadCount(threads);
 }
 
+/** Lets the stages before \a stage run and speak, one after the other, and \a stage begin. */
+void TestMainWindowCancel::advanceTo(Stage stage)
+{
+    for (int passed = 0; passed < stage; ++passed) {
+        fixture->pool()->waitForDone();
+        const OccupiedPool occupied(fixture->pool());
+        QCoreApplication::processEvents();
+    }
+    // The records are there from the building of the work list to the showing of the results.
+    QCOMPARE(!MainWindow::fingerprintsFirst.isEmpty(), stage == WorkList || stage == Comparison);
+    QCOMPARE(!fixture->countText().isEmpty(), stage == Results);
+}
+
 void TestMainWindowCancel::perform(Action action)
 {
     switch (action) {
@@ -114,6 +154,8 @@ void TestMainWindowCancel::checkNothingIsShown()
     QCOMPARE(fixture->countText(), QString());
     QCOMPARE(fixture->find<QProgressBar>("progressBar")->value(), 0);
     QVERIFY(!fixture->find<QProgressBar>("progressBar")->isTextVisible());
+    QVERIFY(MainWindow::fingerprintsFirst.isEmpty());
+    QVERIFY(MainWindow::fingerprintsSecond.isEmpty());
 }
 
 void TestMainWindowCancel::checkFullRun()
@@ -146,14 +188,15 @@ void TestMainWindowCancel::nothingStaleReachesTheNextRun()
 {
     QFETCH(Action, action);
     QFETCH(int, threads);
-    for (int turn = 0; turn < kTurns; ++turn) {
+    for (int round = 0; round < kRounds * kStageCount; ++round) {
         // With the pool idle, what the stage has to say is queued and not yet delivered.
         for (const bool letTheStageFinish : {true, false}) {
             fixture->choose("actionNew_Comparison");
             listBothGroups();
             startRun(threads);
-            for (int i = 0; i < turn; ++i) {
-                QCoreApplication::processEvents();
+            advanceTo(static_cast<Stage>(round % kStageCount));
+            if (QTest::currentTestFailed()) {
+                return;
             }
             if (letTheStageFinish) {
                 fixture->pool()->waitForDone();
@@ -163,9 +206,8 @@ void TestMainWindowCancel::nothingStaleReachesTheNextRun()
                 QVERIFY(fixture->waitForResult());
                 QCOMPARE(fixture->countText(), QStringLiteral("1 duplicate audio file found."));
             } else {
-                for (int i = 0; i < 10; ++i) {
-                    QCoreApplication::processEvents();
-                }
+                fixture->pool()->waitForDone();
+                QCoreApplication::processEvents();
                 checkNothingIsShown();
             }
         }
