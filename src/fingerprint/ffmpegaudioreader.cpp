@@ -22,6 +22,10 @@ extern "C" {
 #include <cerrno>
 #include <utility>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
 namespace chromaprint {
 
 namespace {
@@ -53,6 +57,9 @@ void closeDecoder(AVCodecContext* context)
     av_freep(&context->extradata);
     context->extradata_size = 0;
     av_channel_layout_uninit(&context->ch_layout);
+#if defined(__SANITIZE_ADDRESS__)
+    __lsan_ignore_object(context); // left behind on purpose, see Close()
+#endif
 }
 
 AudioFormat formatOf(const AVCodecContext& decoder)
@@ -292,6 +299,9 @@ bool FFmpegAudioReader::deliverFrame(int receiveResult, const std::int16_t** sam
     }
     if (!reserveConversionBuffer(frame->nb_samples, resampler->source().channels)) {
         return false;
+    }
+    if (!resampler->accepts(frame->nb_samples)) {
+        return fail("Couldn't convert audio", receiveResult);
     }
     return convert(const_cast<const std::uint8_t**>(frame->extended_data), frame->nb_samples,
                    receiveResult, samples, frameCount);

@@ -8,7 +8,9 @@ extern "C" {
 #include <libswresample/swresample.h>
 }
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 
 namespace chromaprint {
 
@@ -24,6 +26,15 @@ constexpr int kLinearInterpolation = 1;
 constexpr double kCutoff = 0.8;
 
 constexpr int kNoSearchFlags = 0;
+
+/**
+ * The most input that a converter may hold back, in bytes. It grows where the header claims a rate
+ * of a few hertz: each sample is thousands in the output, of which one buffer is taken per frame.
+ * The library doubles its store, at worst to four times what it holds, and loses all of it when an
+ * allocation fails; this keeps it a good way below the limit on one allocation.
+ */
+constexpr std::int64_t kLargestBacklog = std::int64_t{24} << 20;
+constexpr int kSmallestSample = 2; // bytes; 8-bit samples are held as 16-bit ones
 
 } // namespace
 
@@ -66,6 +77,14 @@ int SampleConverter::initialise(const AVChannelLayout& sourceLayout)
     av_channel_layout_uninit(&targetLayout);
 
     return swr_init(context);
+}
+
+bool SampleConverter::accepts(int samples) const
+{
+    const std::int64_t held = swr_get_delay(converter.get(), from.sampleRateHz);
+    const int sampleSize = std::max(
+        av_get_bytes_per_sample(static_cast<AVSampleFormat>(from.sampleFormat)), kSmallestSample);
+    return (held + samples) * from.channels * sampleSize <= kLargestBacklog;
 }
 
 } // namespace chromaprint

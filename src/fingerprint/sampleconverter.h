@@ -31,6 +31,12 @@ public:
      */
     int initialise(const AVChannelLayout& sourceLayout);
 
+    /**
+     * False when the converter holds back so much input already, for want of room in its output,
+     * that it must not be given \a samples more. Requires: initialised.
+     */
+    bool accepts(int samples) const;
+
     const AudioFormat& source() const
     {
         return from;

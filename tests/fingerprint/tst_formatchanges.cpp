@@ -29,6 +29,7 @@ private Q_SLOTS:
     void converterOfAnEarlierFileDoesNotTouchAnotherFormat();
     void bufferOfAnEarlierFileGrowsForMoreChannels();
     void oneHertzHeaderGivesBlocksOfTheBuffersSize();
+    void oneHertzHeaderOfALargeFileGivesTheFingerprintOfAPart();
     void ratesThatMakeNoSenseFailOrGiveLittle_data();
     void ratesThatMakeNoSenseFailOrGiveLittle();
 
@@ -242,6 +243,17 @@ void TestFormatChanges::oneHertzHeaderGivesBlocksOfTheBuffersSize()
         largest = std::max(largest, frames);
     }
     QCOMPARE(largest, std::size_t{8192});
+}
+
+void TestFormatChanges::oneHertzHeaderOfALargeFileGivesTheFingerprintOfAPart()
+{
+    QByteArray header = testmedia::wavFile({}, 1, 1);
+    header.replace(40, 4, QByteArray::fromHex("00E1F505")); // says 100 MB
+    const QString path =
+        media.writeSparse(QStringLiteral("slow.wav"), header, header.size() + 100000000);
+    QByteArrayList messages;
+    QVERIFY(!fingerprintOf(path, &messages).isEmpty());
+    QCOMPARE(messages, QByteArrayList{"Couldn't convert audio"});
 }
 
 void TestFormatChanges::ratesThatMakeNoSenseFailOrGiveLittle_data()

@@ -135,7 +135,8 @@ QByteArray wavFile(const QByteArray& samples, int sampleRateHz, int channels)
     appendLittleEndian(file, quint16{1}); // linear PCM
     appendLittleEndian(file, static_cast<quint16>(channels));
     appendLittleEndian(file, static_cast<quint32>(sampleRateHz));
-    appendLittleEndian(file, static_cast<quint32>(sampleRateHz * bytesPerFrame));
+    appendLittleEndian(file,
+                       static_cast<quint32>(sampleRateHz) * static_cast<quint32>(bytesPerFrame));
     appendLittleEndian(file, static_cast<quint16>(bytesPerFrame));
     appendLittleEndian(file, quint16{16}); // bits per sample
     file.append("data");
