@@ -8,6 +8,7 @@
 #include <QSemaphore>
 #include <QTest>
 
+#include <ctime>
 #include <memory>
 
 namespace {
@@ -40,6 +41,15 @@ private:
     std::shared_ptr<QSemaphore> m_gate = std::make_shared<QSemaphore>();
     int m_threads;
 };
+
+/** Waits until the workers have been at work for a while; this thread sleeps meanwhile. */
+bool waitUntilWorkersAreBusy()
+{
+    constexpr std::clock_t kWhile = CLOCKS_PER_SEC / 5;
+    constexpr int kHangGuardMs = 60000;
+    const std::clock_t begin = std::clock();
+    return QTest::qWaitFor([begin] { return std::clock() - begin > kWhile; }, kHangGuardMs);
+}
 
 enum class Action { FindAgain, NewComparison, ChangeMode, Destroy };
 
@@ -254,7 +264,7 @@ void TestMainWindowCancel::closingTheWindowLeavesTheRunToTheDestructor()
     fixture->setMode(1);
     fixture->listFolder('A', longFile.path());
     startRun(2);
-    QTRY_VERIFY(fixture->pool()->activeThreadCount() > 0);
+    QVERIFY(waitUntilWorkersAreBusy());
     QVERIFY(fixture->window().close());
     QVERIFY(!fixture->window().isVisible());
     QVERIFY(fixture->pool()->activeThreadCount() > 0);
@@ -269,7 +279,8 @@ void TestMainWindowCancel::resetReturnsOnlyWhenEverythingHasStopped()
     fixture->listFolder('A', longFile.path());
     for (int round = 0; round < 10; ++round) {
         startRun(2);
-        QTRY_VERIFY(fixture->pool()->activeThreadCount() > 0);
+        QVERIFY(waitUntilWorkersAreBusy());
+        QVERIFY(fixture->pool()->activeThreadCount() > 0);
         fixture->window().resetAll();
         QCOMPARE(fixture->pool()->activeThreadCount(), 0);
     }
@@ -284,7 +295,8 @@ void TestMainWindowCancel::cancelStopsALongFileInTheMiddle()
     fixture->setMode(1);
     fixture->listFolder('A', longFile.path());
     startRun(2);
-    QTRY_VERIFY(fixture->pool()->activeThreadCount() > 0);
+    QVERIFY(waitUntilWorkersAreBusy());
+    QVERIFY(fixture->pool()->activeThreadCount() > 0);
     // Hours of audio: without the stop flag this would not return before the hang guard.
     fixture->choose("actionNew_Comparison");
     checkNothingIsShown();
@@ -303,7 +315,8 @@ void TestMainWindowCancel::cancelStopsAHugeListing()
         fixture->listFolder('A', huge.path());
     }
     startRun(1);
-    QTRY_COMPARE(fixture->pool()->activeThreadCount(), 1);
+    QVERIFY(waitUntilWorkersAreBusy());
+    QCOMPARE(fixture->pool()->activeThreadCount(), 1);
     // Four hundred million entries: it would take many minutes.
     fixture->choose("actionNew_Comparison");
     checkNothingIsShown();
