@@ -40,7 +40,8 @@ void sendMouse(QWidget* target, QEvent::Type type, QPoint position)
 void clickButton(QAbstractButton* button)
 {
     if (!button->isVisible() || !button->isEnabled()) {
-        qFatal("%s cannot be pressed", qPrintable(button->objectName()));
+        qFatal("the button %s \"%s\" cannot be pressed", qPrintable(button->objectName()),
+               qPrintable(button->text()));
     }
     const QPoint middle = button->rect().center();
     sendMouse(button, QEvent::MouseButtonPress, middle);
