@@ -55,8 +55,9 @@ public:
     void SetOutputChannels(int channels);
 
     /**
-     * Makes Open() and ReadBlock() fail soon after a stop is requested, also inside FFmpeg where it
-     * waits for input. Requires: not yet open.
+     * Makes Open() and ReadBlock() fail soon after a stop is requested: between two packets, and
+     * wherever FFmpeg asks whether to go on. A read that the system blocks in is not interrupted.
+     * Requires: not yet open.
      */
     void SetStopToken(std::stop_token stop);
 

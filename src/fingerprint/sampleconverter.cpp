@@ -31,9 +31,9 @@ constexpr int kNoSearchFlags = 0;
  * The most input that a converter may hold back, in bytes. It grows where the header claims a rate
  * of a few hertz: each sample is thousands in the output, of which one buffer is taken per frame.
  * The library doubles its store, at worst to four times what it holds, and loses all of it when an
- * allocation fails; this keeps it a good way below the limit on one allocation.
+ * allocation fails; this keeps it below the limit on one allocation.
  */
-constexpr std::int64_t kLargestBacklog = std::int64_t{24} << 20;
+constexpr std::int64_t kLargestBacklog = std::int64_t{30} << 20;
 constexpr int kSmallestSample = 2; // bytes; 8-bit samples are held as 16-bit ones
 
 } // namespace

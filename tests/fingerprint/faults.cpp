@@ -6,6 +6,7 @@
 #include <chromaprint.h>
 
 extern "C" {
+#include <libavcodec/packet.h>
 #include <libavutil/frame.h>
 #include <libavutil/samplefmt.h>
 }
@@ -36,6 +37,8 @@ struct State
     int bufferChannels = 0;
     int bufferSamples = 0;
     QSet<const void*> decoders;
+    bool emptyPacketNext = false;
+    int packetsNotReleased = 0;
     int actionAt = 0;
     std::function<void()> action;
     bool dropFeed = false;
@@ -127,7 +130,7 @@ void av_log_set_level(int level)
     original<decltype(av_log_set_level)>("av_log_set_level")(level);
 }
 
-void* av_packet_alloc()
+AVPacket* av_packet_alloc()
 {
     return enter("av_packet_alloc") ? nullptr
                                     : original<decltype(av_packet_alloc)>("av_packet_alloc")();
@@ -146,6 +149,19 @@ int avcodec_parameters_to_context(void* context, const void* parameters)
     }
     return original<decltype(avcodec_parameters_to_context)>("avcodec_parameters_to_context")(
         context, parameters);
+}
+
+int av_read_frame(void* context, AVPacket* packet)
+{
+    if (packet->side_data_elems != 0 || packet->buf) {
+        ++state.packetsNotReleased;
+    }
+    if (state.emptyPacketNext) {
+        state.emptyPacketNext = false;
+        av_packet_new_side_data(packet, AV_PKT_DATA_SKIP_SAMPLES, 10);
+        return 0;
+    }
+    return original<decltype(av_read_frame)>("av_read_frame")(context, packet);
 }
 
 int avcodec_send_packet(void* context, const void* packet)
@@ -318,6 +334,16 @@ int lastBufferSamples()
 int decodersUsed()
 {
     return static_cast<int>(state.decoders.size());
+}
+
+void deliverEmptyPacket()
+{
+    state.emptyPacketNext = true;
+}
+
+int packetsNotReleased()
+{
+    return state.packetsNotReleased;
 }
 
 void onFeed(int call, std::function<void()> action)

@@ -47,6 +47,12 @@ int lastBufferSamples();
 /** How many different decoders packets were sent to. */
 int decodersUsed();
 
+/** Lets the demuxer deliver a packet of the first stream next that has side data and no data. */
+void deliverEmptyPacket();
+
+/** How often a packet was to be filled that still owned something. */
+int packetsNotReleased();
+
 /** Calls \a action in the given call of chromaprint_feed(), counted from 1. */
 void onFeed(int call, std::function<void()> action);
 

@@ -41,6 +41,7 @@ private Q_SLOTS:
     void bufferIsSizedByTheDecodersChannelsAndAllocatedOnce();
     void converterIsDrainedExactlyOnce();
     void packetsOfOtherStreamsAreNeverDecoded();
+    void emptyPacketWithSideDataIsReleased();
     void sampleFormatThatChangesIsFollowed();
     void fileIsOpenedTwice();
     void failureOfChromaprintIsPrintedAndThrown_data();
@@ -252,6 +253,17 @@ void TestFingerprintFaults::packetsOfOtherStreamsAreNeverDecoded()
     QVERIFY(readToEnd(reader).completed);
     QVERIFY(faults::calls("avcodec_send_packet") > 10);
     QCOMPARE(faults::decodersUsed(), 1);
+}
+
+void TestFingerprintFaults::emptyPacketWithSideDataIsReleased()
+{
+    FFmpegAudioReader reader;
+    QVERIFY(reader.Open(plain.toStdString()));
+    faults::deliverEmptyPacket();
+    const Decoded decoded = readToEnd(reader);
+    QVERIFY(decoded.completed);
+    QCOMPARE(decoded.frames, 6 * 11025);
+    QCOMPARE(faults::packetsNotReleased(), 0);
 }
 
 void TestFingerprintFaults::sampleFormatThatChangesIsFollowed()
