@@ -1,9 +1,5 @@
 #include "fileops/copyingmove.h"
 
-#include <QtGlobal>
-
-#ifdef Q_OS_LINUX
-
 #include "fileops/exclusiverename.h"
 #include "fileops/fileattributes.h"
 #include "fileops/filedescriptor.h"
@@ -21,7 +17,7 @@ namespace fileops {
 
 namespace {
 
-constexpr size_t kBlockSize = 128 * 1024;
+constexpr size_t kBlockSize = 128UL * 1024;
 
 /** A path taken apart into an opened directory and a name in it, so that no later step can be led
  *  elsewhere by a directory that is renamed meanwhile. */
@@ -145,14 +141,9 @@ bool removeMoved(const NameIn& from, int source, const struct stat& sourceFile, 
                  const struct stat& copiedFile)
 {
     flushDirectory(to.directory);
-    if (isUnchanged(source, sourceFile)) {
-        return removeSourceOrDestination(from, sourceFile, to, copiedFile);
-    }
-    // Changed at the last moment. If it was removed by somebody, the copy is all there is.
-    if (standsFor(from, sourceFile) && standsFor(to, copiedFile)) {
-        ::unlinkat(to.directory, to.name.constData(), 0);
-    }
-    return false;
+    return isUnchanged(source, sourceFile)
+               ? removeSourceOrDestination(from, sourceFile, to, copiedFile)
+               : withdraw(from, to, copiedFile);
 }
 
 bool moveRegularFile(const NameIn& from, const NameIn& to, CopyName copyName)
@@ -230,5 +221,3 @@ bool moveByCopying(const QByteArray& source, const QByteArray& destination, Copy
 }
 
 } // namespace fileops
-
-#endif

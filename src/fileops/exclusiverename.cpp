@@ -1,9 +1,5 @@
 #include "fileops/exclusiverename.h"
 
-#include <QtGlobal>
-
-#ifdef Q_OS_LINUX
-
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
@@ -72,10 +68,13 @@ bool standsFor(const NameIn& name, const struct stat& file)
 bool removeSourceOrDestination(const NameIn& source, const struct stat& sourceFile,
                                const NameIn& destination, const struct stat& destinationFile)
 {
-    if (standsFor(source, sourceFile) &&
-        ::unlinkat(source.directory, source.name.constData(), 0) == 0) {
-        return true;
-    }
+    return (standsFor(source, sourceFile) &&
+            ::unlinkat(source.directory, source.name.constData(), 0) == 0) ||
+           withdraw(source, destination, destinationFile);
+}
+
+bool withdraw(const NameIn& source, const NameIn& destination, const struct stat& destinationFile)
+{
     struct stat left = {};
     if (!describe(source, left)) {
         // A removal can be carried out and its answer get lost (network file systems): then the
@@ -89,5 +88,3 @@ bool removeSourceOrDestination(const NameIn& source, const struct stat& sourceFi
 }
 
 } // namespace fileops
-
-#endif

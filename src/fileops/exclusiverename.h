@@ -41,6 +41,14 @@ RenameOutcome renameExclusively(const NameIn& from, const NameIn& to);
 bool removeSourceOrDestination(const NameIn& source, const struct stat& sourceFile,
                                const NameIn& destination, const struct stat& destinationFile);
 
+/**
+ * Takes \a destination, if it still is \a destinationFile, away again after a move that cannot be
+ * ended. The destination stays when \a source is gone or cannot be told to be there, as above.
+ *
+ * True if the source is gone.
+ */
+bool withdraw(const NameIn& source, const NameIn& destination, const struct stat& destinationFile);
+
 /** Whether \a name stands for the very file that \a file describes; no symbolic link is followed.
  */
 bool standsFor(const NameIn& name, const struct stat& file);

@@ -1,7 +1,5 @@
 #include "fileops/fileattributes.h"
 
-#ifdef Q_OS_LINUX
-
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
@@ -79,5 +77,3 @@ void keepLinkTimes(const NameIn& name, const struct stat& source)
 }
 
 } // namespace fileops
-
-#endif

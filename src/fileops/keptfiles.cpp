@@ -12,7 +12,7 @@ QString KeptFiles::otherNameOf(const QString& reference, const QString& path)
     if (identity == m_referenceIdentity) {
         return reference;
     }
-    const QString kept = m_kept.value(*identity);
+    QString kept = m_kept.value(*identity);
     if (!kept.isEmpty() && kept != path) {
         return kept;
     }

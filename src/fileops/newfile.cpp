@@ -1,7 +1,5 @@
 #include "fileops/newfile.h"
 
-#ifdef Q_OS_LINUX
-
 #include <fcntl.h>
 
 namespace fileops {
@@ -47,5 +45,3 @@ bool NewFile::refresh()
 }
 
 } // namespace fileops
-
-#endif

@@ -1,13 +1,16 @@
 #include "filefixture.h"
 #include "tracedrun.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QTest>
 
 #include <fcntl.h>
+#include <functional>
 #include <memory>
 #include <sys/stat.h>
+#include <thread>
 
 using filefixture::entries;
 using filefixture::read;
@@ -24,6 +27,9 @@ constexpr auto kFlushed = "fsync(";
 constexpr auto kNamed = "\".quorvel-";
 constexpr auto kDirectoryOpened = "\".\", O_RDONLY";
 
+constexpr int kGuardMs = 60'000;
+/** Far longer than it takes to notice that the copy has its size and to change the source. */
+constexpr int kHeldUpUs = 1'000'000;
 constexpr qsizetype kSize = 300'000; // three blocks
 constexpr mode_t kMode = 0640;
 constexpr time_t kModified = 1'234'567'890;
@@ -62,6 +68,10 @@ private Q_SLOTS:
     void targetWithoutLinksGetsACopyUnderItsName();
     void mountOfTheSameFileSystemIsCopiedTo();
 
+    void sourceChangedMeanwhileStaysAndTheCopyGoes_data();
+    void sourceChangedMeanwhileStaysAndTheCopyGoes();
+    void sourceRemovedMeanwhileIsNotLostTwice();
+
     void killedMoveLosesNothing_data();
     void killedMoveLosesNothing();
     void copyUnderFaultsIsWholeOrAbsent_data();
@@ -87,6 +97,10 @@ private:
     /** One fault at a call that a run without faults made. */
     QString fault(const QByteArray& systemCall, const QByteArray& landmark, int offset,
                   const QString& effect) const;
+    /** Moves between file systems and, while the flush after \a landmark is held up, calls \a
+     * meanwhile. */
+    tracedrun::Result moveHeldUp(const QByteArray& landmark,
+                                 const std::function<void()>& meanwhile) const;
     void verifyAsItWas() const;
     void verifyMovedTo(const QString& destination) const;
 
@@ -141,6 +155,33 @@ QString MoveFaultsTest::fault(const QByteArray& systemCall, const QByteArray& la
     return QStringLiteral("%1:%2:when=%3")
         .arg(QString::fromLatin1(systemCall), effect)
         .arg(number + offset);
+}
+
+tracedrun::Result MoveFaultsTest::moveHeldUp(const QByteArray& landmark,
+                                             const std::function<void()>& meanwhile) const
+{
+    const QString delay = fault("fsync", landmark, 0, u"delay_enter=%1"_qs.arg(kHeldUpUs));
+    tracedrun::Result result;
+    std::thread mover([&] { result = move(faraway(), {delay}); });
+    // The file in the target directory has its size when the flush that is held up comes next; the
+    // name that it has by then tells which flush.
+    const bool named = landmark == kDirectoryOpened;
+    QElapsedTimer guard;
+    guard.start();
+    bool heldUp = false;
+    while (!heldUp && guard.elapsed() < kGuardMs) {
+        const QStringList names = entries(m_other->path());
+        heldUp = names.size() == 1 && (names.constFirst() == u"b.mp3") == named &&
+                 QFileInfo(m_other->filePath(names.constFirst())).size() == kSize;
+    }
+    if (heldUp) {
+        meanwhile();
+    }
+    mover.join();
+    if (!heldUp || !result.trace.contains("(DELAYED)")) {
+        result.output = "the move was not held up";
+    }
+    return result;
 }
 
 void MoveFaultsTest::verifyAsItWas() const
@@ -374,6 +415,66 @@ void MoveFaultsTest::mountOfTheSameFileSystemIsCopiedTo()
     QCOMPARE(result.injected, 1);
     QCOMPARE(result.output, "true\n");
     verifyMovedTo(nearby());
+}
+
+void MoveFaultsTest::sourceChangedMeanwhileStaysAndTheCopyGoes_data()
+{
+    QTest::addColumn<QByteArray>("landmark");
+    QTest::addColumn<QString>("change");
+    for (const char* change :
+         {"write", "write and set the time back", "append", "truncate", "replace"}) {
+        QTest::addRow("%s, before the copy is named", change)
+            << QByteArray(kCopyCreated) << QString::fromLatin1(change);
+        QTest::addRow("%s, after the copy is named", change)
+            << QByteArray(kDirectoryOpened) << QString::fromLatin1(change);
+    }
+}
+
+void MoveFaultsTest::sourceChangedMeanwhileStaysAndTheCopyGoes()
+{
+    QFETCH(const QByteArray, landmark);
+    QFETCH(const QString, change);
+    QByteArray expected = m_content;
+    const tracedrun::Result result = moveHeldUp(landmark, [&] {
+        QFile file(source());
+        if (change == u"replace") {
+            expected = "replaced";
+            QVERIFY(write(m_here->filePath(u"new"_qs), expected));
+            QCOMPARE(::rename(QFile::encodeName(m_here->filePath(u"new"_qs)).constData(),
+                              QFile::encodeName(source()).constData()),
+                     0);
+            return;
+        }
+        QVERIFY(file.open(QFile::ReadWrite | QFile::ExistingOnly));
+        if (change == u"append") {
+            expected += "more";
+            QVERIFY(file.seek(kSize) && file.write("more") == 4);
+        } else if (change == u"truncate") {
+            expected.truncate(kSize / 2);
+            QVERIFY(file.resize(kSize / 2));
+        } else {
+            expected.replace(0, 7, "changed");
+            QCOMPARE(file.write("changed"), 7);
+        }
+        QVERIFY(file.flush());
+        if (change == u"write and set the time back") {
+            const timespec times[2] = {{kModified, 1}, {kModified, 123'456'789}};
+            QCOMPARE(::futimens(file.handle(), times), 0);
+        }
+    });
+    QCOMPARE(result.output, "false\n");
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
+    QCOMPARE(entries(m_other->path()), QStringList());
+    QCOMPARE(read(source()), expected);
+}
+
+void MoveFaultsTest::sourceRemovedMeanwhileIsNotLostTwice()
+{
+    // Once the copy has its name it is whole, and now the only one.
+    const tracedrun::Result result =
+        moveHeldUp(kDirectoryOpened, [this] { QVERIFY(QFile::remove(source())); });
+    QCOMPARE(result.output, "true\n");
+    verifyMovedTo(faraway());
 }
 
 void MoveFaultsTest::killedMoveLosesNothing_data()
