@@ -1,14 +1,18 @@
 #include "compare/similarity.h"
 
+#include "support/fingerprintwords.h"
+
 #include <QTest>
 
 #include <algorithm>
 #include <limits>
 #include <random>
 
-namespace {
+using support::randomWords;
+using support::withErrors;
+using support::Words;
 
-using Words = QList<unsigned int>;
+namespace {
 
 constexpr unsigned kSeed = 20260101;
 
@@ -41,27 +45,6 @@ int naiveSimilarity(const Words& first, const Words& second)
         best = std::max(best, value);
     }
     return best;
-}
-
-Words randomWords(std::mt19937& random, qsizetype count)
-{
-    Words words(count);
-    std::generate(words.begin(), words.end(),
-                  [&random] { return static_cast<unsigned int>(random()); });
-    return words;
-}
-
-/** \a words with each bit flipped at the given probability, in 1/256. */
-Words withErrors(std::mt19937& random, Words words, unsigned probability)
-{
-    for (unsigned int& word : words) {
-        for (int bit = 0; bit < 32; ++bit) {
-            if ((random() & 0xFFU) < probability) {
-                word ^= 1U << bit;
-            }
-        }
-    }
-    return words;
 }
 
 } // namespace

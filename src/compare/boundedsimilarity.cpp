@@ -1,0 +1,105 @@
+#include "compare/boundedsimilarity.h"
+
+#include "compare/similarity.h"
+#include "compare/similaritykernels.h"
+#include "compare/similaritypercentage.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace compare {
+
+namespace {
+
+constexpr int kLargestSimilarity = 100;
+constexpr std::size_t kBitsPerWord = 32;
+/** What unrelated recordings have: half of the bits. */
+constexpr std::size_t kUnrelatedErrorsPerWord = kBitsPerWord / 2;
+/** Runs of words are made of as many as a kernel takes at a time ... */
+constexpr std::size_t kStepWords = 32;
+/** ... and end where a cache line of the second fingerprint does, since kernels like that best. */
+constexpr std::size_t kCacheLineBytes = 64;
+
+/**
+ * The most errors with which \a wordCount words are still \a threshold percent alike. The measure
+ * itself decides: what solving it for the errors gives is off by rounding, but a good first guess.
+ */
+int largestErrorCount(int wordCount, int threshold)
+{
+    const double bits = static_cast<double>(wordCount) * static_cast<double>(kBitsPerWord);
+    auto errors = static_cast<int>(bits * (kLargestSimilarity - threshold) / 200.0);
+    while (errors > 0 && similarityPercentage(errors, wordCount) < threshold) {
+        --errors;
+    }
+    while (similarityPercentage(errors + 1, wordCount) >= threshold) {
+        ++errors;
+    }
+    return errors;
+}
+
+/** The number of words before \a words reaches the next cache line. */
+std::size_t wordsToCacheLine(const std::uint32_t* words)
+{
+    const std::size_t bytesBeyond = reinterpret_cast<std::uintptr_t>(words) % kCacheLineBytes;
+    return (kCacheLineBytes - bytesBeyond) % kCacheLineBytes / sizeof(std::uint32_t);
+}
+
+/** How many words from \a second on to count until unrelated ones have made \a errors errors. */
+std::size_t runLength(const std::uint32_t* second, std::size_t errors)
+{
+    // A sixteenth more, so that the luckiest of the alignments is ruled out as well.
+    const std::size_t words = errors / kUnrelatedErrorsPerWord;
+    const std::size_t wanted = words + words / 16 + 1;
+    return wordsToCacheLine(second) + (wanted + kStepWords - 1) / kStepWords * kStepWords;
+}
+
+/** The larger of the values of all offsets, from the \a errors at each of them. */
+int bestPercentage(const std::uint32_t* errors, std::size_t firstCount, std::size_t secondCount)
+{
+    int best = 0;
+    for (std::size_t offset = 0; offset < std::min(firstCount, kOffsetCount); ++offset) {
+        const auto count = static_cast<int>(std::min(firstCount - offset, secondCount));
+        best = std::max(best, similarityPercentage(static_cast<int>(errors[offset]), count));
+    }
+    return best;
+}
+
+} // namespace
+
+int getSimilarityAtLeast(const QList<unsigned int>& first, const QList<unsigned int>& second,
+                         int threshold)
+{
+    const auto firstCount = static_cast<std::size_t>(first.size());
+    const auto secondCount = static_cast<std::size_t>(second.size());
+    const std::size_t longest = std::min(firstCount, secondCount);
+    if (longest == 0 || threshold > kLargestSimilarity) {
+        return 0;
+    }
+    // Sums that wrap around may fall again and rule nothing out.
+    constexpr std::size_t kMostWords = std::numeric_limits<int>::max() / kBitsPerWord;
+    if (threshold <= 0 || longest > kMostWords) {
+        return getSimilarity(first, second);
+    }
+
+    // Fewer words allow fewer errors, so what offset 0 allows with the most words holds for all.
+    const auto allowed =
+        static_cast<std::uint32_t>(largestErrorCount(static_cast<int>(longest), threshold));
+    const SimilarityKernel& kernel = similarityKernel();
+    std::uint32_t errors[kOffsetCount] = {};
+    std::uint32_t fewest = 0;
+    for (std::size_t done = 0; done < longest;) {
+        const std::uint32_t* secondWords = second.constData() + done;
+        const std::size_t run = std::min(runLength(secondWords, allowed - fewest), longest - done);
+        kernel.addErrors(first.constData() + done,
+                         std::min(firstCount - done, run + kOffsetCount - 1), secondWords, run,
+                         errors);
+        done += run;
+        fewest = *std::min_element(errors, errors + std::min(firstCount, kOffsetCount));
+        if (fewest > allowed) {
+            return 0;
+        }
+    }
+    return bestPercentage(errors, firstCount, secondCount);
+}
+
+} // namespace compare

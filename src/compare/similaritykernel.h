@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/**
+ * What a kernel of the similarity measure is: the function that counts the differing bits of two
+ * fingerprints at every offset. There is one for each kind of processor; similaritykernels.h
+ * chooses.
+ *
+ * The sources of the kernels for wide registers are compiled for processors that not every machine
+ * has. Nothing that they share with the rest of the program may be inline: the linker keeps one
+ * copy of such a function, and it could be theirs. So this header declares and nothing more.
+ */
+namespace compare {
+
+/** Offsets 0 to 39 of the first fingerprint are tried: about five seconds of audio. */
+inline constexpr std::size_t kOffsetCount = 40;
+
+struct SimilarityKernel
+{
+    /** "table", "popcount", "avx2" or "avx512". */
+    const char* name;
+
+    /** Whether this processor, and the operating system on it, can run addErrors(). */
+    bool (*supported)();
+
+    /**
+     * For every offset below kOffsetCount and below \a firstCount: adds to errors[offset] the
+     * number of differing bits of the pairs (first[offset + k], second[k]), for all k for which
+     * both have a word. The other elements are left alone. Sums wrap around at 32 bits.
+     *
+     * The alignments of a long fingerprint can be counted a run of words at a time: the words from
+     * p to p + n of \a second are called with first + p and at most n + kOffsetCount - 1 words.
+     *
+     * Requires: kOffsetCount \a errors; supported(). No alignment beyond that of a word.
+     * Thread: any thread. Reentrant: allocates nothing.
+     */
+    void (*addErrors)(const std::uint32_t* first, std::size_t firstCount,
+                      const std::uint32_t* second, std::size_t secondCount, std::uint32_t* errors);
+};
+
+/** Four lookups in popcnt_table_8bit a word: the definition, and what every processor runs. */
+extern const SimilarityKernel kTableKernel;
+
+/** std::popcount() word by word: what the compiler makes of it, a vector instruction on Arm. */
+extern const SimilarityKernel kPopcountKernel;
+
+#ifdef QUORVEL_X86_KERNELS
+/** 256-bit registers: carry-save adders, with nibble lookups for what they leave. */
+extern const SimilarityKernel kAvx2Kernel;
+
+/** 512-bit registers and VPOPCNTDQ. */
+extern const SimilarityKernel kAvx512Kernel;
+#endif
+
+} // namespace compare

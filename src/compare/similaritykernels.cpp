@@ -1,0 +1,63 @@
+#include "compare/similaritykernels.h"
+
+#include <atomic>
+
+namespace compare {
+
+namespace {
+
+/**
+ * The slowest first. Without a vector instruction to count bits the compiler's popcount is slower
+ * than the table, so it stands before it everywhere but on Arm.
+ */
+constexpr const SimilarityKernel* kKernels[] = {
+#ifdef __aarch64__
+    &kTableKernel,
+    &kPopcountKernel,
+#else
+    &kPopcountKernel,
+    &kTableKernel,
+#endif
+#ifdef QUORVEL_X86_KERNELS
+    &kAvx2Kernel,
+    &kAvx512Kernel,
+#endif
+};
+
+std::atomic<const SimilarityKernel*> chosenKernel = nullptr;
+
+const SimilarityKernel* fastestSupportedKernel()
+{
+    const SimilarityKernel* fastest = &kTableKernel;
+    for (const SimilarityKernel* kernel : kKernels) {
+        if (kernel->supported()) {
+            fastest = kernel;
+        }
+    }
+    return fastest;
+}
+
+} // namespace
+
+std::span<const SimilarityKernel* const> allSimilarityKernels()
+{
+    return kKernels;
+}
+
+const SimilarityKernel& similarityKernel()
+{
+    const SimilarityKernel* kernel = chosenKernel.load(std::memory_order_relaxed);
+    if (!kernel) {
+        // Threads that meet here choose alike.
+        kernel = fastestSupportedKernel();
+        chosenKernel.store(kernel, std::memory_order_relaxed);
+    }
+    return *kernel;
+}
+
+void setSimilarityKernelForTests(const SimilarityKernel* kernel)
+{
+    chosenKernel.store(kernel, std::memory_order_relaxed);
+}
+
+} // namespace compare
