@@ -125,10 +125,12 @@ void MainWindow::connectPlayer()
     connect(player, &QMediaPlayer::positionChanged, this, &MainWindow::positionChanged);
     connect(player, &QMediaPlayer::durationChanged, this, &MainWindow::durationChanged);
     connect(player, &QMediaPlayer::playbackStateChanged, this, &MainWindow::setState);
+    connect(player, &QMediaPlayer::mediaStatusChanged, this, &MainWindow::mediaStatusChanged);
     // What a double-click does, for those who use the keyboard.
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
         auto* shortcut = new QShortcut(key, ui->treeWidget);
         shortcut->setContext(Qt::WidgetShortcut);
+        shortcut->setAutoRepeat(false); // a held key would load the file over and over
         connect(shortcut, &QShortcut::activated, this, [this] {
             if (QTreeWidgetItem* item = ui->treeWidget->currentItem()) {
                 on_treeWidget_itemDoubleClicked(item, kNameColumn);

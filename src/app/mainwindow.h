@@ -18,6 +18,7 @@
 #include "compare/duplicatemap.h"
 #include "fingerprint/fingerprintrecord.h"
 
+#include <QElapsedTimer>
 #include <QFuture>
 #include <QFutureWatcher>
 #include <QIcon>
@@ -165,6 +166,7 @@ private:
 
     // Preview player (mainwindow_player.cpp)
     void updateDurationInfo(qint64 positionSeconds);
+    void mediaStatusChanged(QMediaPlayer::MediaStatus status);
     void showPlayIcon(const QIcon& icon);
 
     // The members, in the order in which they are destroyed from the end.
@@ -202,6 +204,9 @@ private:
     quint64 runNumber = 0;
     /** How many of the two fingerprint runs are still to finish before the comparison starts. */
     int pendingFingerprintRuns = 0;
+    /** How often a file that was just loaded may still be started; 0 once it is heard. */
+    int startsLeft = 0;
+    QElapsedTimer sinceStart;
     /** The work list of a comparison while it is built. */
     QFuture<QList<compare::IndexPair>> pairsFuture;
     /**

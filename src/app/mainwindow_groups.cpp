@@ -123,6 +123,7 @@ void MainWindow::stopRun()
 void MainWindow::resetPlayer()
 {
     playbackState = QMediaPlayer::StoppedState;
+    startsLeft = 0;
     player->stop();
     ui->stopButton->setEnabled(false);
     showPlayIcon(playIcon);

@@ -7,6 +7,7 @@
 namespace {
 
 constexpr QSize kPlayIconSize(22, 22);
+constexpr int kMostStarts = 10;
 constexpr qint64 kMsPerSecond = 1000;
 constexpr qint64 kSecondsPerMinute = 60;
 constexpr qint64 kSecondsPerHour = 3600;
@@ -28,13 +29,19 @@ QTime timeOfDay(qint64 seconds)
 void MainWindow::on_treeWidget_itemDoubleClicked(QTreeWidgetItem* item, int /*column*/)
 {
     player->setSource(QUrl());
+    // A file that cannot be played never reports a position, and would keep the time of the one
+    // before.
+    ui->audioDurationLabel->clear();
     player->setSource(QUrl::fromLocalFile(item->text(0)));
     ui->audioDurationLabel->show();
     player->play();
+    startsLeft = kMostStarts;
+    sinceStart.start();
 }
 
 void MainWindow::on_playButton_clicked()
 {
+    startsLeft = 0;
     if (player->mediaStatus() == QMediaPlayer::NoMedia) {
         return;
     }
@@ -54,6 +61,7 @@ void MainWindow::on_playButton_clicked()
 
 void MainWindow::on_stopButton_clicked()
 {
+    startsLeft = 0;
     playbackState = QMediaPlayer::StoppedState;
     player->stop();
     ui->stopButton->setEnabled(false);
@@ -70,6 +78,9 @@ void MainWindow::positionChanged(qint64 progress)
 {
     if (!ui->audioSlider->isSliderDown()) {
         ui->audioSlider->setValue(static_cast<int>(progress));
+    }
+    if (progress > 0 && progress < player->duration()) {
+        startsLeft = 0;
     }
     updateDurationInfo(progress / kMsPerSecond);
 }
@@ -101,6 +112,21 @@ void MainWindow::setState(QMediaPlayer::PlaybackState newState)
         ui->audioSlider->setValue(0);
         updateDurationInfo(0);
         break;
+    }
+}
+
+/**
+ * Starts a file again that was ended before anything of it was heard. Playing one file after the
+ * other quickly, the end of one before can reach the player only when the next is loaded, and end
+ * that one.
+ */
+void MainWindow::mediaStatusChanged(QMediaPlayer::MediaStatus status)
+{
+    const bool heard = player->duration() > 0 && sinceStart.hasExpired(player->duration());
+    if (status == QMediaPlayer::EndOfMedia && startsLeft > 0 && !heard) {
+        --startsLeft;
+        sinceStart.start();
+        player->play();
     }
 }
 

@@ -1,0 +1,280 @@
+#include "settings/settingsstore.h"
+#include "support/playablemedia.h"
+#include "support/previewcontrols.h"
+#include "support/soundserver.h"
+#include "support/windowfixture.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+// The preview plays real files, through the real media backend, into a real sound server.
+
+using testmedia::PlayableMedia;
+
+namespace {
+
+constexpr int kHangGuardMs = 60000;
+/** Positions are told ten times a second: none within this time means that none will come. */
+constexpr int kSilenceMs = 500;
+
+} // namespace
+
+class TestMainWindowPlayback : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void everyFormatPlaysPausesSeeksAndStops_data();
+    void everyFormatPlaysPausesSeeksAndStops();
+    void everyFormatPlaysToItsEnd_data();
+    void everyFormatPlaysToItsEnd();
+    void whatPlaysIsHeardUntilItIsPausedOrStopped();
+    void doubleClickOnASimilarityCellPlaysThatDuplicate();
+    void playStartsOverAfterTheEnd();
+    void playStartsOverAfterStop();
+    void anotherRowReplacesAPausedFile();
+    void aHeldSliderStaysWhilePlaybackGoesOn();
+    void aSliderDrawnWhileStoppedDecidesTheStart();
+    void pressingPlayManyTimesKeepsIconAndPlayerTogether();
+    void closingTheWindowLeavesItPlaying();
+
+private:
+    /** Nothing moves any more. */
+    bool isSilent() const;
+
+    std::unique_ptr<PlayableMedia> m_media;
+    std::unique_ptr<WindowFixture> fixture;
+    std::unique_ptr<PreviewControls> preview;
+};
+
+void TestMainWindowPlayback::initTestCase()
+{
+    REQUIRE_SOUND_SERVER();
+    m_media = std::make_unique<PlayableMedia>();
+}
+
+void TestMainWindowPlayback::init()
+{
+    fixture = std::make_unique<WindowFixture>();
+    fixture->open();
+    preview = std::make_unique<PreviewControls>(*fixture);
+}
+
+void TestMainWindowPlayback::cleanup()
+{
+    preview.reset();
+    fixture.reset();
+}
+
+bool TestMainWindowPlayback::isSilent() const
+{
+    QSignalSpy positions(preview->player, &QMediaPlayer::positionChanged);
+    return !positions.wait(kSilenceMs);
+}
+
+void TestMainWindowPlayback::everyFormatPlaysPausesSeeksAndStops_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const QString& name : PlayableMedia::names()) {
+        QTest::newRow(qPrintable(name)) << name;
+    }
+}
+
+void TestMainWindowPlayback::everyFormatPlaysPausesSeeksAndStops()
+{
+    QFETCH(QString, name);
+
+    QVERIFY(preview->play(m_media->path(name)));
+    QVERIFY(preview->hasButtons("pause", true));
+    QVERIFY(preview->label->isVisible());
+    QVERIFY2(PlayableMedia::isNear(preview->slider->maximum(), PlayableMedia::kTuneMs),
+             qPrintable(QString::number(preview->slider->maximum())));
+    QVERIFY(preview->plays(preview->slider->value()));
+    QVERIFY(preview->label->text().startsWith(QStringLiteral("00:0")));
+    QVERIFY(preview->label->text().contains(QStringLiteral(" / 00:0")));
+
+    QVERIFY(fixture->click("playButton"));
+    QCOMPARE(preview->player->playbackState(), QMediaPlayer::PausedState);
+    QVERIFY(preview->hasButtons("play", true));
+    QVERIFY(isSilent());
+
+    QVERIFY(preview->takeHandle());
+    preview->drawHandleTo(0.5);
+    const int target = preview->slider->value();
+    preview->releaseHandle();
+    QVERIFY(PlayableMedia::isNear(target, PlayableMedia::kTuneMs / 2));
+    QTRY_VERIFY_WITH_TIMEOUT(PlayableMedia::isNear(preview->player->position(), target),
+                             kHangGuardMs);
+    QCOMPARE(preview->player->playbackState(), QMediaPlayer::PausedState);
+
+    QVERIFY(fixture->click("playButton"));
+    QCOMPARE(preview->player->playbackState(), QMediaPlayer::PlayingState);
+    QVERIFY(preview->hasButtons("pause", true));
+    QVERIFY(preview->plays(target + 100));
+
+    QVERIFY(fixture->click("stopButton"));
+    QCOMPARE(preview->player->playbackState(), QMediaPlayer::StoppedState);
+    QVERIFY(preview->hasButtons("play", false));
+    QCOMPARE(preview->slider->value(), 0);
+    QCOMPARE(preview->player->position(), 0);
+    QVERIFY(isSilent());
+}
+
+void TestMainWindowPlayback::everyFormatPlaysToItsEnd_data()
+{
+    everyFormatPlaysPausesSeeksAndStops_data();
+}
+
+void TestMainWindowPlayback::everyFormatPlaysToItsEnd()
+{
+    QFETCH(QString, name);
+    QVERIFY(preview->play(m_media->path(name)));
+    QTRY_COMPARE_WITH_TIMEOUT(preview->player->mediaStatus(), QMediaPlayer::EndOfMedia,
+                              kHangGuardMs);
+    QVERIFY2(PlayableMedia::isNear(preview->player->position(), PlayableMedia::kTuneMs),
+             qPrintable(QString::number(preview->player->position())));
+    QCOMPARE(preview->player->playbackState(), QMediaPlayer::StoppedState);
+    QVERIFY(preview->hasButtons("play", false));
+    QCOMPARE(preview->slider->value(), 0);
+    QVERIFY(preview->label->text().startsWith(QStringLiteral("00:00 / 00:0")));
+}
+
+void TestMainWindowPlayback::whatPlaysIsHeardUntilItIsPausedOrStopped()
+{
+    constexpr int audible = 1000;
+    testmedia::Listener listener;
+    QVERIFY(listener.loudest() < audible);
+    QVERIFY(preview->play(m_media->longTune()));
+    QTRY_VERIFY_WITH_TIMEOUT(listener.loudest() > audible, kHangGuardMs);
+    QVERIFY(fixture->click("playButton"));
+    QTRY_VERIFY_WITH_TIMEOUT(listener.loudest() < audible, kHangGuardMs);
+    QVERIFY(preview->play(m_media->longTune()));
+    QTRY_VERIFY_WITH_TIMEOUT(listener.loudest() > audible, kHangGuardMs);
+    QVERIFY(fixture->click("stopButton"));
+    QTRY_VERIFY_WITH_TIMEOUT(listener.loudest() < audible, kHangGuardMs);
+}
+
+void TestMainWindowPlayback::doubleClickOnASimilarityCellPlaysThatDuplicate()
+{
+    // The duplicate is cut shorter, so that its duration tells which file plays.
+    constexpr int cutMs = PlayableMedia::kLongTuneMs - 2000;
+    const QString first =
+        m_media->cutLongTune(QStringLiteral("music/a.flac"), PlayableMedia::kLongTuneMs);
+    const QString second = m_media->cutLongTune(QStringLiteral("music/b.flac"), cutMs);
+    fixture->setMode(1);
+    fixture->listFolder('A', QFileInfo(first).path());
+    settings::write({70, false}); // on one thread, the order of the rows is certain
+    QVERIFY(fixture->findDuplicates());
+    QCOMPARE(preview->tree->topLevelItemCount(), 1);
+    QTreeWidgetItem* reference = preview->tree->topLevelItem(0);
+    QCOMPARE(reference->text(0), first);
+    QCOMPARE(reference->childCount(), 1);
+    QVERIFY(reference->child(0)->text(1).endsWith(u'%'));
+
+    preview->doubleClick(reference->child(0), 1);
+    QVERIFY(preview->plays(0));
+    QCOMPARE(preview->loadedPath(), second);
+    QVERIFY(PlayableMedia::isNear(preview->slider->maximum(), cutMs));
+
+    preview->tree->setFocus();
+    preview->tree->setCurrentItem(reference);
+    QTest::keyClick(preview->tree, Qt::Key_Return);
+    QCOMPARE(preview->loadedPath(), first);
+    QVERIFY(preview->plays(0));
+    QVERIFY(PlayableMedia::isNear(preview->slider->maximum(), PlayableMedia::kLongTuneMs));
+}
+
+void TestMainWindowPlayback::playStartsOverAfterTheEnd()
+{
+    QVERIFY(preview->play(m_media->path(QStringLiteral("FLAC.flac"))));
+    QTRY_COMPARE_WITH_TIMEOUT(preview->player->mediaStatus(), QMediaPlayer::EndOfMedia,
+                              kHangGuardMs);
+    QVERIFY(fixture->click("playButton"));
+    QVERIFY(preview->hasButtons("pause", true));
+    QVERIFY(preview->plays(0));
+    QVERIFY(preview->slider->value() < PlayableMedia::kTuneMs - PlayableMedia::kToleranceMs);
+}
+
+void TestMainWindowPlayback::playStartsOverAfterStop()
+{
+    QVERIFY(preview->play(m_media->longTune()));
+    QVERIFY(preview->plays(1000));
+    QVERIFY(fixture->click("stopButton"));
+    QVERIFY(isSilent());
+    QCOMPARE(preview->loadedPath(), m_media->longTune());
+    QVERIFY(fixture->click("playButton"));
+    QVERIFY(preview->hasButtons("pause", true));
+    QVERIFY(preview->player->position() < 1000);
+    QVERIFY(preview->plays(0));
+}
+
+void TestMainWindowPlayback::anotherRowReplacesAPausedFile()
+{
+    QVERIFY(preview->play(m_media->longTune()));
+    QVERIFY(fixture->click("playButton"));
+    QVERIFY(preview->hasButtons("play", true));
+    QVERIFY(preview->play(m_media->path(QStringLiteral("MP3.mp3"))));
+    QVERIFY(preview->hasButtons("pause", true));
+    QVERIFY(PlayableMedia::isNear(preview->slider->maximum(), PlayableMedia::kTuneMs));
+}
+
+void TestMainWindowPlayback::aHeldSliderStaysWhilePlaybackGoesOn()
+{
+    QVERIFY(preview->play(m_media->longTune()));
+    QVERIFY(preview->takeHandle());
+    const int held = preview->slider->value();
+    QVERIFY(preview->plays(held + 300));
+    QCOMPARE(preview->slider->value(), held);
+
+    preview->drawHandleTo(0.6);
+    const int target = preview->slider->value();
+    QVERIFY(PlayableMedia::isNear(target, PlayableMedia::kLongTuneMs * 6 / 10));
+    // It goes on from there while the handle is still held.
+    QVERIFY(preview->plays(target + 100));
+    QVERIFY(preview->player->position() < PlayableMedia::kLongTuneMs - PlayableMedia::kToleranceMs);
+    QCOMPARE(preview->slider->value(), target);
+    preview->releaseHandle();
+    QVERIFY(preview->plays(target + 300));
+    QVERIFY(preview->slider->value() > target + 100);
+}
+
+void TestMainWindowPlayback::aSliderDrawnWhileStoppedDecidesTheStart()
+{
+    QVERIFY(preview->play(m_media->longTune()));
+    QVERIFY(fixture->click("stopButton"));
+    QVERIFY(preview->takeHandle());
+    preview->drawHandleTo(0.5);
+    const int target = preview->slider->value();
+    preview->releaseHandle();
+    QVERIFY(preview->hasButtons("play", false));
+    QVERIFY(fixture->click("playButton"));
+    QVERIFY(preview->hasButtons("pause", true));
+    QVERIFY(preview->plays(target + 100));
+}
+
+void TestMainWindowPlayback::pressingPlayManyTimesKeepsIconAndPlayerTogether()
+{
+    QVERIFY(preview->play(m_media->longTune()));
+    for (int press = 1; press <= 21; ++press) {
+        QVERIFY(fixture->click("playButton"));
+        QCoreApplication::processEvents();
+        const bool paused = press % 2 == 1;
+        QCOMPARE(preview->player->playbackState(),
+                 paused ? QMediaPlayer::PausedState : QMediaPlayer::PlayingState);
+        QVERIFY(preview->hasButtons(paused ? "play" : "pause", true));
+    }
+}
+
+void TestMainWindowPlayback::closingTheWindowLeavesItPlaying()
+{
+    QVERIFY(preview->play(m_media->longTune()));
+    QVERIFY(fixture->window().close());
+    QVERIFY(preview->plays(preview->player->position()));
+}
+
+QTEST_MAIN(TestMainWindowPlayback)
+#include "tst_mainwindow_playback.moc"
