@@ -30,6 +30,7 @@
 #include <QThreadPool>
 
 #include <memory>
+#include <optional>
 #include <stop_token>
 #include <tuple>
 #include <utility>
@@ -207,8 +208,8 @@ private:
     /** How often a file that was just loaded may still be started; 0 once it is heard. */
     int startsLeft = 0;
     QElapsedTimer sinceStart;
-    /** The work list of a comparison while it is built. */
-    QFuture<QList<compare::IndexPair>> pairsFuture;
+    /** The work list of a comparison while it is built; no value if there is no memory for it. */
+    QFuture<std::optional<QList<compare::IndexPair>>> pairsFuture;
     /**
      * The continuations of the three futures, kept only to be alive: a future that is cancelled
      * writes to its continuation without owning it, also long after both have finished.

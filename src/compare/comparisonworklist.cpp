@@ -4,6 +4,7 @@
 
 #include <limits>
 #include <mutex>
+#include <new>
 
 namespace compare {
 
@@ -32,6 +33,22 @@ std::optional<qint64> readAvailableMemory()
     return std::nullopt;
 }
 
+/** An empty list with room for \a count pairs; no value when there is no such room. */
+std::optional<QList<IndexPair>> roomFor(qint64 count)
+{
+    QList<IndexPair> pairs;
+    try {
+        pairs.reserve(static_cast<qsizetype>(count));
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+    // Some versions of the list do not tell, and would grow pair by pair until nothing is left.
+    if (pairs.capacity() < count) {
+        return std::nullopt;
+    }
+    return pairs;
+}
+
 } // namespace
 
 qint64 betweenGroupsPairCount(qint64 firstCount, qint64 secondCount)
@@ -44,25 +61,24 @@ qint64 withinGroupPairCount(qint64 count)
     return count * (count - 1) / 2;
 }
 
-QList<IndexPair> betweenGroupsPairs(int firstCount, int secondCount, const std::stop_token& stop)
+std::optional<QList<IndexPair>> betweenGroupsPairs(int firstCount, int secondCount,
+                                                   const std::stop_token& stop)
 {
-    QList<IndexPair> pairs;
-    pairs.reserve(static_cast<qsizetype>(betweenGroupsPairCount(firstCount, secondCount)));
-    for (int i = 0; i < firstCount && !stop.stop_requested(); ++i) {
+    auto pairs = roomFor(betweenGroupsPairCount(firstCount, secondCount));
+    for (int i = 0; pairs && i < firstCount && !stop.stop_requested(); ++i) {
         for (int j = 0; j < secondCount; ++j) {
-            pairs.emplace_back(i, j);
+            pairs->emplace_back(i, j);
         }
     }
     return pairs;
 }
 
-QList<IndexPair> withinGroupPairs(int count, const std::stop_token& stop)
+std::optional<QList<IndexPair>> withinGroupPairs(int count, const std::stop_token& stop)
 {
-    QList<IndexPair> pairs;
-    pairs.reserve(static_cast<qsizetype>(withinGroupPairCount(count)));
-    for (int i = 0; i < count && !stop.stop_requested(); ++i) {
+    auto pairs = roomFor(withinGroupPairCount(count));
+    for (int i = 0; pairs && i < count && !stop.stop_requested(); ++i) {
         for (int j = i + 1; j < count; ++j) {
-            pairs.emplace_back(i, j);
+            pairs->emplace_back(i, j);
         }
     }
     return pairs;

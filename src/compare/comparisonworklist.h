@@ -21,17 +21,19 @@ qint64 withinGroupPairCount(qint64 count);
 /**
  * Every (i, j) with i < \a firstCount and j < \a secondCount, i ascending, then j.
  * Requires: comparisonFits() for their number. A requested stop returns early with a part of them.
+ * Errors: no value when the memory for the list cannot be had after all.
  * Thread: any thread, blocking. Reentrant.
  */
-QList<IndexPair> betweenGroupsPairs(int firstCount, int secondCount,
-                                    const std::stop_token& stop = {});
+std::optional<QList<IndexPair>> betweenGroupsPairs(int firstCount, int secondCount,
+                                                   const std::stop_token& stop = {});
 
 /**
  * Every (i, j) with i < j < \a count, i ascending, then j.
  * Requires: comparisonFits() for their number. A requested stop returns early with a part of them.
+ * Errors: no value when the memory for the list cannot be had after all.
  * Thread: any thread, blocking. Reentrant.
  */
-QList<IndexPair> withinGroupPairs(int count, const std::stop_token& stop = {});
+std::optional<QList<IndexPair>> withinGroupPairs(int count, const std::stop_token& stop = {});
 
 /**
  * Whether a work list of \a pairCount pairs can be run: the concurrent framework counts items in

@@ -57,8 +57,9 @@ void MainWindow::compareAudioParallel()
     const qint64 pairCount = betweenGroups
                                  ? compare::betweenGroupsPairCount(firstCount, secondCount)
                                  : compare::withinGroupPairCount(firstCount);
+    const qsizetype fileCount = betweenGroups ? firstCount + secondCount : firstCount;
     if (!compare::comparisonFits(pairCount, compare::availableMemoryBytes())) {
-        refuseComparison(betweenGroups ? firstCount + secondCount : firstCount);
+        refuseComparison(fileCount);
         return;
     }
 
@@ -71,10 +72,16 @@ void MainWindow::compareAudioParallel()
     });
     pairsFuture = building;
     // Asked of the local future: the continuation replaces the member, and may run at once.
-    pairsContinuation =
-        building.then(this, [this, run = runNumber](const QList<compare::IndexPair>& pairs) {
-            if (run == runNumber) {
-                startComparison(pairs);
+    pairsContinuation = building.then(
+        this,
+        [this, fileCount, run = runNumber](const std::optional<QList<compare::IndexPair>>& pairs) {
+            if (run != runNumber) {
+                return;
+            }
+            if (pairs) {
+                startComparison(*pairs);
+            } else {
+                refuseComparison(fileCount);
             }
         });
 }

@@ -1,11 +1,14 @@
 #include "app/mainwindow.h"
 #include "settings/settingsstore.h"
+#include "support/media.h"
+#include "support/standardstreams.h"
 #include "support/windowfixture.h"
 
 #include <QSettings>
 #include <QTest>
 #include <QtConcurrent/QtConcurrentMap>
 
+#include <algorithm>
 #include <random>
 
 namespace {
@@ -52,6 +55,14 @@ QStringList pairsOf(const DuplicateMap& map)
     return pairs;
 }
 
+void addRowsOfThreads()
+{
+    QTest::addColumn<int>("threads");
+    QTest::newRow("1 thread") << 1;
+    QTest::newRow("2 threads") << 2;
+    QTest::newRow("8 threads") << 8;
+}
+
 DuplicateMap compareSerially(const QList<compare::IndexPair>& pairs)
 {
     DuplicateMap map;
@@ -80,6 +91,8 @@ private Q_SLOTS:
     void parallelComparisonEqualsTheSerialOne_data();
     void parallelComparisonEqualsTheSerialOne();
     void parallelListingKeepsTheGroupsInOrder();
+    void parallelFingerprintsEqualTheSerialOnes_data();
+    void parallelFingerprintsEqualTheSerialOnes();
 
 private:
     std::unique_ptr<WindowFixture> fixture;
@@ -163,10 +176,7 @@ void TestMainWindowStages::absentThresholdEntersEveryPair()
 
 void TestMainWindowStages::parallelComparisonEqualsTheSerialOne_data()
 {
-    QTest::addColumn<int>("threads");
-    QTest::newRow("1 thread") << 1;
-    QTest::newRow("2 threads") << 2;
-    QTest::newRow("8 threads") << 8;
+    addRowsOfThreads();
 }
 
 void TestMainWindowStages::parallelComparisonEqualsTheSerialOne()
@@ -177,7 +187,7 @@ void TestMainWindowStages::parallelComparisonEqualsTheSerialOne()
     for (unsigned seed = 1; seed <= 3; ++seed) {
         MainWindow::fingerprintsFirst = seededRecords(seed, 60);
         MainWindow::fingerprintsSecond = MainWindow::fingerprintsFirst;
-        const QList<compare::IndexPair> pairs = compare::withinGroupPairs(60);
+        const QList<compare::IndexPair> pairs = compare::withinGroupPairs(60).value();
         const QStringList expected = pairsOf(compareSerially(pairs));
         QVERIFY(expected.size() > 20);
         const DuplicateMap parallel =
@@ -211,6 +221,42 @@ void TestMainWindowStages::parallelListingKeepsTheGroupsInOrder()
     QCOMPARE(result.size(), 2);
     QCOMPARE(result.at(0).size(), 500);
     QCOMPARE(result.at(1), QStringList{few.filePath(QStringLiteral("0.mp3"))});
+}
+
+void TestMainWindowStages::parallelFingerprintsEqualTheSerialOnes_data()
+{
+    addRowsOfThreads();
+}
+
+void TestMainWindowStages::parallelFingerprintsEqualTheSerialOnes()
+{
+    QFETCH(int, threads);
+    const testmedia::MediaFolder media;
+    testmedia::Tune tune;
+    tune.seconds = 4;
+    QStringList paths;
+    for (unsigned seed = 1; seed <= 6; ++seed) {
+        tune.seed = seed;
+        paths << media.makeTune(QStringLiteral("%1.flac").arg(seed), tune)
+              << media.write(QStringLiteral("%1.mp3").arg(seed), "not music");
+    }
+    const testmedia::StandardErrorCapture capture;
+    QList<FingerprintRecord> expected;
+    for (const QString& path : std::as_const(paths)) {
+        MainWindow::collectFingerprint(expected, MainWindow::calcSingleFingerprint(path));
+    }
+    std::sort(expected.begin(), expected.end());
+    QThreadPool pool;
+    pool.setMaxThreadCount(threads);
+    for (int round = 0; round < 3; ++round) {
+        QList<FingerprintRecord> parallel =
+            QtConcurrent::mappedReduced(
+                &pool, paths, &MainWindow::calcSingleFingerprint, &MainWindow::collectFingerprint,
+                QtConcurrent::UnorderedReduce | QtConcurrent::SequentialReduce)
+                .result();
+        std::sort(parallel.begin(), parallel.end());
+        QCOMPARE(parallel, expected);
+    }
 }
 
 QTEST_MAIN(TestMainWindowStages)

@@ -16,6 +16,7 @@ private Q_SLOTS:
     void smallListsHaveNoPairs();
     void countsMatchTheLists();
     void requestedStopEndsTheBuilding();
+    void listThatNoMemoryHoldsIsNotBuilt();
     void countBeyondTheFrameworksIntDoesNotFit();
     void listLargerThanTheMemoryDoesNotFit();
     void unknownMemoryIsTakenAsEnough();
@@ -30,28 +31,28 @@ private Q_SLOTS:
 void TestComparisonWorkList::betweenGroupsPairsEveryFirstWithEverySecondInOrder()
 {
     const QList<IndexPair> expected{{0, 0}, {0, 1}, {0, 2}, {1, 0}, {1, 1}, {1, 2}};
-    QCOMPARE(compare::betweenGroupsPairs(2, 3), expected);
+    QCOMPARE(compare::betweenGroupsPairs(2, 3).value(), expected);
 }
 
 void TestComparisonWorkList::withinGroupPairsEachUnorderedPairOnceLowerFirst()
 {
     const QList<IndexPair> expected{{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}};
-    QCOMPARE(compare::withinGroupPairs(4), expected);
+    QCOMPARE(compare::withinGroupPairs(4).value(), expected);
 }
 
 void TestComparisonWorkList::smallListsHaveNoPairs()
 {
-    QVERIFY(compare::withinGroupPairs(0).isEmpty());
-    QVERIFY(compare::withinGroupPairs(1).isEmpty());
-    QVERIFY(compare::betweenGroupsPairs(0, 5).isEmpty());
-    QVERIFY(compare::betweenGroupsPairs(5, 0).isEmpty());
+    QVERIFY(compare::withinGroupPairs(0)->isEmpty());
+    QVERIFY(compare::withinGroupPairs(1)->isEmpty());
+    QVERIFY(compare::betweenGroupsPairs(0, 5)->isEmpty());
+    QVERIFY(compare::betweenGroupsPairs(5, 0)->isEmpty());
 }
 
 void TestComparisonWorkList::countsMatchTheLists()
 {
     for (int n = 0; n < 30; ++n) {
-        QCOMPARE(compare::withinGroupPairCount(n), compare::withinGroupPairs(n).size());
-        QCOMPARE(compare::betweenGroupsPairCount(n, 7), compare::betweenGroupsPairs(n, 7).size());
+        QCOMPARE(compare::withinGroupPairCount(n), compare::withinGroupPairs(n)->size());
+        QCOMPARE(compare::betweenGroupsPairCount(n, 7), compare::betweenGroupsPairs(n, 7)->size());
     }
     QCOMPARE(compare::withinGroupPairCount(1000000), qint64(499999500000));
     QCOMPARE(compare::betweenGroupsPairCount(1000000, 1000000), qint64(1000000000000));
@@ -61,8 +62,15 @@ void TestComparisonWorkList::requestedStopEndsTheBuilding()
 {
     std::stop_source source;
     source.request_stop();
-    QVERIFY(compare::withinGroupPairs(100, source.get_token()).isEmpty());
-    QVERIFY(compare::betweenGroupsPairs(100, 100, source.get_token()).isEmpty());
+    QVERIFY(compare::withinGroupPairs(100, source.get_token())->isEmpty());
+    QVERIFY(compare::betweenGroupsPairs(100, 100, source.get_token())->isEmpty());
+}
+
+void TestComparisonWorkList::listThatNoMemoryHoldsIsNotBuilt()
+{
+    const int largest = std::numeric_limits<int>::max();
+    QVERIFY(!compare::betweenGroupsPairs(largest, largest).has_value());
+    QVERIFY(!compare::withinGroupPairs(largest).has_value());
 }
 
 void TestComparisonWorkList::countBeyondTheFrameworksIntDoesNotFit()
