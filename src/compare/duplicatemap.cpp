@@ -6,13 +6,6 @@
 
 namespace compare {
 
-namespace {
-
-/** Recordings of the same piece that differ by more than this are taken as different. */
-constexpr int kLargestDurationDifferenceMs = 5000;
-
-} // namespace
-
 bool durationsComparable(int firstMs, int secondMs)
 {
     // Durations are claims of other people's files, so the difference may leave the range of int:

@@ -17,9 +17,12 @@ using DuplicateMap = QMap<QString, QList<std::tuple<QString, int>>>;
 
 namespace compare {
 
+/** Recordings of the same piece that differ by more than this are taken as different. */
+inline constexpr int kLargestDurationDifferenceMs = 5000;
+
 /**
- * Whether two lengths in milliseconds are close enough for two files to be compared: at most 5,000
- * apart. The difference is taken in 32 bits and wraps around.
+ * Whether two lengths in milliseconds are close enough for two files to be compared: at most
+ * kLargestDurationDifferenceMs apart. The difference is taken in 32 bits and wraps around.
  * Reentrant.
  */
 bool durationsComparable(int firstMs, int secondMs);

@@ -1,7 +1,5 @@
 #include "fingerprint/fingerprintrecord.h"
 
-#include "fingerprint/fingerprintcalculation.h"
-
 #include <QByteArray>
 #include <QDebug>
 
@@ -33,36 +31,43 @@ bool survivesEncoding(const QString& path, const QByteArray& encoded)
 
 } // namespace
 
-FingerprintRecord recordForFile(const QString& path, const std::stop_token& stop)
+FingerprintOutcome fingerprintFile(const QString& path, const std::stop_token& stop)
 {
     const QByteArray fileName = path.toUtf8();
     if (!survivesEncoding(path, fileName)) {
-        print("Could not open the input file (Invalid argument)");
-        qDebug("ERROR");
-        return failedRecord(path);
+        CalculationReport report;
+        report.messages.append("Could not open the input file (Invalid argument)");
+        return {failedRecord(path), report};
     }
     QList<quint32> words;
     int durationMs = 0;
     int sampleRateHz = 0;
     int channels = 0;
+    const CalculationReport report =
+        calculate(fileName.constData(), words, durationMs, sampleRateHz, channels, stop);
+    if (!report.succeeded) {
+        return {failedRecord(path), report};
+    }
+    return {{path, words, durationMs, sampleRateHz, channels}, report};
+}
+
+FingerprintRecord recordForFile(const QString& path, const std::stop_token& stop)
+{
     try {
-        const CalculationReport report =
-            calculate(fileName.constData(), words, durationMs, sampleRateHz, channels, stop);
-        if (report.stopped) {
-            return failedRecord(path);
+        const FingerprintOutcome outcome = fingerprintFile(path, stop);
+        if (!outcome.report.stopped) {
+            for (const QByteArray& message : outcome.report.messages) {
+                print(message);
+            }
+            if (!outcome.report.succeeded) {
+                qDebug("ERROR");
+            }
         }
-        for (const QByteArray& message : report.messages) {
-            print(message);
-        }
-        if (!report.succeeded) {
-            qDebug("ERROR");
-            return failedRecord(path);
-        }
+        return outcome.record;
     } catch (const std::exception& error) {
         qDebug("%s", error.what());
         return failedRecord(path);
     }
-    return {path, words, durationMs, sampleRateHz, channels};
 }
 
 } // namespace fingerprint

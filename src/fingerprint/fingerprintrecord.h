@@ -1,5 +1,7 @@
 #pragma once
 
+#include "fingerprint/fingerprintcalculation.h"
+
 #include <QList>
 #include <QString>
 
@@ -18,8 +20,25 @@ using FingerprintRecord = std::tuple<QString, QList<quint32>, int, int, int>;
 
 namespace fingerprint {
 
+/** A record with how its calculation ended. */
+struct FingerprintOutcome
+{
+    FingerprintRecord record;
+    CalculationReport report;
+};
+
 /**
- * Fingerprints the file at \a path.
+ * Fingerprints the file at \a path and prints nothing.
+ *
+ * Errors: a file that cannot be opened, decoded or fingerprinted gives the record
+ * (path, empty, 0, 0, 0), with the reason in the report, as does a stop requested through \a stop
+ * before the end. Throws std::bad_alloc.
+ * Thread: any thread, blocking. Reentrant.
+ */
+FingerprintOutcome fingerprintFile(const QString& path, const std::stop_token& stop = {});
+
+/**
+ * The record of the file at \a path, for callers that want the command-line manner.
  *
  * Errors: a file that cannot be opened, decoded or fingerprinted gives the record
  * (path, empty, 0, 0, 0); the reason goes to standard error and "ERROR" to the debug log.
