@@ -1,9 +1,9 @@
 # Finds what the project is built on. What is missing is named by the Debian package that has it.
 
-find_package(Qt6 6.4 QUIET COMPONENTS Core Gui Widgets Concurrent)
+find_package(Qt6 6.4 QUIET COMPONENTS Core Gui Widgets Concurrent Sql)
 if(NOT Qt6_FOUND)
     message(FATAL_ERROR
-        "Qt 6.4 or newer (Core, Gui, Widgets, Concurrent) was not found. "
+        "Qt 6.4 or newer (Core, Gui, Widgets, Concurrent, Sql) was not found. "
         "Install the package qt6-base-dev.")
 endif()
 find_package(Qt6 6.4 QUIET COMPONENTS Multimedia)
@@ -19,6 +19,9 @@ if(QUORVEL_BUILD_TESTS)
             "or configure with -DQUORVEL_BUILD_TESTS=OFF.")
     endif()
 endif()
+
+set(THREADS_PREFER_PTHREAD_FLAG ON)
+find_package(Threads REQUIRED)
 
 find_package(PkgConfig QUIET)
 if(NOT PkgConfig_FOUND)

@@ -22,11 +22,16 @@ packages_for_running=(
     gstreamer1.0-libav gstreamer1.0-plugins-ugly
     fonts-dejavu-core
 )
+# Qt's driver for the store of fingerprints.
+packages_for_cli=(libqt6sql6-sqlite)
 packages_for_demo=(ffmpeg xauth xvfb)
-packages_for_testing=(ffmpeg pulseaudio pulseaudio-utils strace)
+# jsonschema holds what is written against its schema; the benchmarks are built with the tests.
+packages_for_testing=(
+    ffmpeg pulseaudio pulseaudio-utils strace python3-jsonschema libbenchmark-dev
+)
 
-# install_missing PURPOSE...: installs what is missing of the packages for building, running, demo
-# or testing. Touches neither the package tools nor the network where nothing is missing.
+# install_missing PURPOSE...: installs what is missing of the packages for building, running, cli,
+# demo or testing. Touches neither the package tools nor the network where nothing is missing.
 install_missing() {
     local purpose wanted=() missing=()
     for purpose; do

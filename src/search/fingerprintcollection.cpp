@@ -1,0 +1,208 @@
+#include "search/fingerprintcollection.h"
+
+#include "search/fingerprintstore.h"
+#include "search/workerthreads.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace search {
+
+namespace {
+
+constexpr std::chrono::milliseconds kProgressInterval(200);
+
+/** A file that a thread has fingerprinted. */
+struct MadeFile
+{
+    qsizetype position = 0;
+    StoredFile file;
+    /** False where what was found says nothing about the file as it lies there now. */
+    bool keep = false;
+};
+
+/** The file at \a path, fingerprinted; no value when stopped. */
+std::optional<MadeFile> make(qsizetype position, const QString& path, const std::stop_token& stop)
+{
+    MadeFile made{position, {path, {}, {path, {}, 0, 0, 0}, {}}, false};
+    const std::optional<FileState> before = FileState::of(path);
+    try {
+        const fingerprint::FingerprintOutcome outcome = fingerprint::fingerprintFile(path, stop);
+        if (outcome.report.stopped) {
+            return std::nullopt;
+        }
+        made.file.record = outcome.record;
+        if (!outcome.report.succeeded) {
+            made.file.failure = QString::fromUtf8(outcome.report.messages.value(
+                outcome.report.messages.size() - 1, QByteArray("Unknown error")));
+        }
+        made.keep = before && before == FileState::of(path);
+        made.file.state = before.value_or(FileState());
+    } catch (const std::bad_alloc&) {
+        made.file.failure = QStringLiteral("Not enough memory");
+    } catch (const std::exception& error) {
+        made.file.failure = QString::fromLocal8Bit(error.what());
+    }
+    return made;
+}
+
+/** One call of fingerprintFiles(). */
+class FileFingerprinting
+{
+public:
+    FileFingerprinting(const QStringList& files, const CollectionOptions& options)
+        : m_files(files)
+        , m_options(options)
+        , m_store(options.store)
+        , m_failures(files.size())
+    {
+        m_progress.allFiles = files.size();
+        m_collection.records.resize(files.size());
+    }
+
+    Collection run()
+    {
+        takeFromStore();
+        WorkerThreads threads(m_options.threadCount,
+                              [this](WorkerThreads& workers) { work(workers); });
+        while (!threads.waitFor(kProgressInterval)) {
+            takeMade();
+            report();
+        }
+        takeMade();
+        report();
+        gatherFailures();
+        return std::move(m_collection);
+    }
+
+private:
+    /** Finds what is known already, and lists what has to be made. */
+    void takeFromStore()
+    {
+        for (qsizetype i = 0; i < m_files.size() && !m_options.stop.stop_requested(); ++i) {
+            std::optional<StoredFile> known = find(m_files.at(i));
+            if (known) {
+                take(i, *known);
+            } else {
+                m_missing.push_back(i);
+            }
+            report();
+        }
+    }
+
+    std::optional<StoredFile> find(const QString& path)
+    {
+        const std::optional<FileState> state = m_store ? FileState::of(path) : std::nullopt;
+        std::optional<StoredFile> known;
+        if (state) {
+            withStore([&] { known = m_store->find(path, *state); });
+        }
+        return known;
+    }
+
+    void work(WorkerThreads& workers)
+    {
+        for (std::size_t next = m_next++;
+             next < m_missing.size() && !m_options.stop.stop_requested(); next = m_next++) {
+            const qsizetype position = m_missing[next];
+            std::optional<MadeFile> made = make(position, m_files.at(position), m_options.stop);
+            if (!made) {
+                break;
+            }
+            {
+                const std::scoped_lock lock(m_madeMutex);
+                m_made.push_back(std::move(*made));
+            }
+            workers.wake();
+        }
+    }
+
+    /** Takes what the threads have made since the last time, and keeps it all in one go. */
+    void takeMade()
+    {
+        std::vector<MadeFile> made;
+        {
+            const std::scoped_lock lock(m_madeMutex);
+            made.swap(m_made);
+        }
+        QList<StoredFile> kept;
+        for (const MadeFile& entry : made) {
+            if (entry.keep) {
+                kept.append(entry.file);
+            }
+        }
+        if (!kept.isEmpty()) {
+            withStore([&] { m_store->save(kept); });
+        }
+        for (const MadeFile& entry : made) {
+            take(entry.position, entry.file);
+            ++m_progress.filesDecoded;
+            m_progress.secondsOfAudioDecoded +=
+                std::max(std::get<2>(entry.file.record), 0) / 1000.0;
+        }
+    }
+
+    void take(qsizetype position, const StoredFile& file)
+    {
+        m_collection.records[position] = file.record;
+        m_failures[position] = file.failure;
+        ++m_progress.filesDone;
+    }
+
+    template <typename Function> void withStore(const Function& function)
+    {
+        if (!m_store) {
+            return;
+        }
+        try {
+            function();
+        } catch (const StoreError& error) {
+            // What has been made is still worth a result.
+            m_collection.storeFailure = error.message();
+            m_store = nullptr;
+        }
+    }
+
+    void report() const
+    {
+        if (m_options.progress) {
+            m_options.progress(m_progress);
+        }
+    }
+
+    void gatherFailures()
+    {
+        for (qsizetype i = 0; i < m_files.size(); ++i) {
+            if (!m_failures.at(i).isNull()) {
+                m_collection.failures.append({m_files.at(i), m_failures.at(i)});
+            }
+        }
+    }
+
+    const QStringList& m_files;
+    const CollectionOptions& m_options;
+    FingerprintStore* m_store;
+    Collection m_collection;
+    CollectionProgress m_progress;
+    /** For each file; null where it did not fail. */
+    QStringList m_failures;
+    /** Positions of the files that no store knew. */
+    std::vector<qsizetype> m_missing;
+    std::atomic<std::size_t> m_next = 0;
+    std::mutex m_madeMutex;
+    std::vector<MadeFile> m_made;
+};
+
+} // namespace
+
+Collection fingerprintFiles(const QStringList& files, const CollectionOptions& options)
+{
+    return FileFingerprinting(files, options).run();
+}
+
+} // namespace search

@@ -1,0 +1,297 @@
+#include "search/fingerprintstore.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QUuid>
+#include <QVariant>
+#include <QtEndian>
+
+namespace search {
+
+namespace {
+
+/** "QrvF": tells this program's stores from other SQLite databases. */
+constexpr quint32 kApplicationId = 0x51727646;
+constexpr quint32 kVersion = 1;
+
+/** The parts of SQLite's file header that are looked at, and where they stand. */
+constexpr char kMagic[] = "SQLite format 3";
+constexpr qsizetype kVersionOffset = 60;
+constexpr qsizetype kApplicationIdOffset = 68;
+constexpr qsizetype kHeaderBytes = 100;
+
+constexpr auto kSchema = R"(CREATE TABLE files (
+    path TEXT NOT NULL PRIMARY KEY,
+    size_bytes INTEGER NOT NULL,
+    modified_ms INTEGER NOT NULL,
+    changed_ms INTEGER NOT NULL,
+    duration_ms INTEGER NOT NULL,
+    sample_rate_hz INTEGER NOT NULL,
+    channels INTEGER NOT NULL,
+    fingerprint BLOB NOT NULL,
+    failure TEXT,
+    CHECK (length(fingerprint) % 4 = 0),
+    CHECK ((failure IS NULL) = (length(fingerprint) > 0))
+))";
+
+QByteArray toBlob(const QList<quint32>& words)
+{
+    QByteArray blob(words.size() * static_cast<qsizetype>(sizeof(quint32)), Qt::Uninitialized);
+    qToLittleEndian<quint32>(words.constData(), words.size(), blob.data());
+    return blob;
+}
+
+QList<quint32> fromBlob(const QByteArray& blob)
+{
+    QList<quint32> words(blob.size() / static_cast<qsizetype>(sizeof(quint32)));
+    qFromLittleEndian<quint32>(blob.constData(), words.size(), words.data());
+    return words;
+}
+
+QString reasonOf(const QSqlError& error)
+{
+    constexpr int kCorrupt = 11;
+    constexpr int kPrimaryCode = 0xFF;
+    const bool damaged = (error.nativeErrorCode().toInt() & kPrimaryCode) == kCorrupt;
+    return damaged ? QStringLiteral("it is damaged (%1)").arg(error.databaseText())
+                   : error.databaseText();
+}
+
+} // namespace
+
+StoreError::StoreError(const QString& message)
+    : std::runtime_error(message.toUtf8().toStdString())
+{
+}
+
+QString StoreError::message() const
+{
+    return QString::fromUtf8(what());
+}
+
+std::optional<FileState> FileState::of(const QString& path)
+{
+    const QFileInfo file(path);
+    if (!file.exists()) {
+        return std::nullopt;
+    }
+    return FileState{file.size(), file.lastModified().toMSecsSinceEpoch(),
+                     file.metadataChangeTime().toMSecsSinceEpoch()};
+}
+
+FingerprintStore::FingerprintStore(const QString& fileName)
+    : m_fileName(fileName)
+    , m_connectionName(QUuid::createUuid().toString())
+{
+    if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QSQLITE"))) {
+        fail(QStringLiteral("Qt's SQLite driver is missing (Debian: libqt6sql6-sqlite)"));
+    }
+    try {
+        open(fileName);
+        createOrCheck();
+        m_find = std::make_unique<QSqlQuery>(m_database);
+        m_find->setForwardOnly(true);
+        m_find->prepare(QStringLiteral(
+            "SELECT size_bytes, modified_ms, changed_ms, duration_ms, sample_rate_hz, channels, "
+            "fingerprint, failure FROM files WHERE path = ?"));
+        m_save = std::make_unique<QSqlQuery>(m_database);
+        m_save->prepare(
+            QStringLiteral("INSERT OR REPLACE INTO files VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+    } catch (...) {
+        m_database = {};
+        QSqlDatabase::removeDatabase(m_connectionName);
+        throw;
+    }
+}
+
+FingerprintStore::~FingerprintStore()
+{
+    m_find.reset();
+    m_save.reset();
+    m_database = {};
+    QSqlDatabase::removeDatabase(m_connectionName);
+}
+
+/** Opens the database, unless the file's first bytes tell that it is none of ours. */
+void FingerprintStore::open(const QString& fileName)
+{
+    const QFileInfo info(fileName);
+    if (info.exists() && !info.isFile()) {
+        fail(QStringLiteral("it is no ordinary file"));
+    }
+    if (info.size() > 0) {
+        // Before the database is opened, and closed again: closing a file drops all the locks that
+        // a process holds on it, whoever took them.
+        QFile file(fileName);
+        if (!file.open(QIODevice::ReadOnly)) {
+            fail(file.errorString());
+        }
+        const QByteArray header = file.read(kHeaderBytes);
+        const auto number = [&header](qsizetype offset) {
+            return qFromBigEndian<quint32>(header.constData() + offset);
+        };
+        if (header.size() < kHeaderBytes || !header.startsWith(kMagic) ||
+            number(kApplicationIdOffset) != kApplicationId) {
+            fail(QStringLiteral("it is not a store of fingerprints, or it is damaged"));
+        }
+        if (number(kVersionOffset) > kVersion) {
+            fail(QStringLiteral("it was made by a newer version of this program"));
+        }
+    }
+    if (info.exists() && !info.isWritable()) {
+        fail(QStringLiteral("it cannot be written"));
+    }
+    m_database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
+    // In milliseconds: the time that other programs have to end what they are writing.
+    m_database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=60000"));
+    // Absolute, so that no name means a database in memory.
+    m_database.setDatabaseName(info.absoluteFilePath());
+    if (!m_database.open()) {
+        fail(reasonOf(m_database.lastError()));
+    }
+}
+
+void FingerprintStore::createOrCheck()
+{
+    // With a rollback journal, unlike a write-ahead log, a store is one file when it is at rest and
+    // works on network file systems; "extra" makes a commit last through a power cut.
+    execute(QStringLiteral("PRAGMA synchronous = EXTRA"));
+    // Another program may be about to create the same store.
+    execute(QStringLiteral("BEGIN IMMEDIATE"));
+    if (value(QStringLiteral("SELECT count(*) FROM sqlite_master")).toInt() == 0) {
+        create();
+        execute(QStringLiteral("COMMIT"));
+        return;
+    }
+    execute(QStringLiteral("ROLLBACK"));
+    checkDamage();
+}
+
+void FingerprintStore::create()
+{
+    if (value(QStringLiteral("PRAGMA page_count")).toInt() > 1) {
+        fail(QStringLiteral("it is damaged"));
+    }
+    execute(QStringLiteral("PRAGMA application_id = %1").arg(kApplicationId));
+    execute(QStringLiteral("PRAGMA user_version = %1").arg(kVersion));
+    execute(QString::fromLatin1(kSchema));
+}
+
+void FingerprintStore::checkDamage()
+{
+    const QString answer = value(QStringLiteral("PRAGMA quick_check(1)")).toString();
+    if (answer != QLatin1String("ok")) {
+        fail(QStringLiteral("it is damaged (%1)").arg(answer.simplified()));
+    }
+    const QString schema =
+        value(QStringLiteral("SELECT sql FROM sqlite_master WHERE name = 'files'")).toString();
+    if (schema != QLatin1String(kSchema)) {
+        fail(QStringLiteral("it is damaged (its table is not as it was made)"));
+    }
+}
+
+std::optional<StoredFile> FingerprintStore::find(const QString& path, const FileState& state)
+{
+    m_find->bindValue(0, keyOf(path));
+    execute(*m_find);
+    std::optional<StoredFile> file;
+    if (m_find->next()) {
+        const auto number = [this](int column) { return m_find->value(column).toLongLong(); };
+        const auto integer = [this](int column) { return m_find->value(column).toInt(); };
+        const FileState stored{number(0), number(1), number(2)};
+        const QVariant failure = m_find->value(7);
+        const bool same = failure.isNull() ? stored.sizeBytes == state.sizeBytes &&
+                                                 stored.modifiedMs == state.modifiedMs
+                                           : stored == state;
+        if (same) {
+            file = {path,
+                    stored,
+                    {path, fromBlob(m_find->value(6).toByteArray()), integer(3), integer(4),
+                     integer(5)},
+                    failure.toString()};
+        }
+    }
+    m_find->finish();
+    return file;
+}
+
+void FingerprintStore::save(const QList<StoredFile>& files)
+{
+    // Immediate, so that a wait for another program stands at the beginning, where nothing is lost.
+    execute(QStringLiteral("BEGIN IMMEDIATE"));
+    try {
+        for (const StoredFile& file : files) {
+            const auto& [path, words, durationMs, sampleRateHz, channels] = file.record;
+            int column = 0;
+            for (const QVariant& bound :
+                 {QVariant(keyOf(file.path)), QVariant(file.state.sizeBytes),
+                  QVariant(file.state.modifiedMs), QVariant(file.state.changedMs),
+                  QVariant(durationMs), QVariant(sampleRateHz), QVariant(channels),
+                  QVariant(toBlob(words)),
+                  file.failure.isNull() ? QVariant(QMetaType::fromType<QString>())
+                                        : QVariant(file.failure)}) {
+                m_save->bindValue(column++, bound);
+            }
+            execute(*m_save);
+        }
+        execute(QStringLiteral("COMMIT"));
+    } catch (const StoreError&) {
+        // Some errors have ended the transaction already; then this fails and is of no interest.
+        QSqlQuery(m_database).exec(QStringLiteral("ROLLBACK"));
+        throw;
+    }
+}
+
+/**
+ * The name that a file is kept under. Its folder is resolved, so that a search that is started
+ * elsewhere or comes through a link finds it again; its own name stays, even that of a link, since
+ * some formats are recognised by nothing else.
+ */
+QString FingerprintStore::keyOf(const QString& path)
+{
+    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
+    const QString folder = path.left(slash + 1);
+    QString& resolved = m_folders[folder];
+    if (resolved.isEmpty()) {
+        const QString canonical = QFileInfo(path).canonicalPath();
+        // The folder may have gone in the meantime.
+        resolved = canonical.isEmpty() ? QFileInfo(path).absolutePath() : canonical;
+    }
+    return (resolved.endsWith(QLatin1Char('/')) ? resolved : resolved + QLatin1Char('/')) +
+           path.mid(slash + 1);
+}
+
+void FingerprintStore::execute(const QString& statement)
+{
+    QSqlQuery query(m_database);
+    if (!query.exec(statement)) {
+        fail(reasonOf(query.lastError()));
+    }
+}
+
+QVariant FingerprintStore::value(const QString& statement)
+{
+    QSqlQuery query(m_database);
+    if (!query.exec(statement)) {
+        fail(reasonOf(query.lastError()));
+    }
+    return query.next() ? query.value(0) : QVariant();
+}
+
+void FingerprintStore::execute(QSqlQuery& query)
+{
+    if (!query.exec()) {
+        fail(reasonOf(query.lastError()));
+    }
+}
+
+void FingerprintStore::fail(const QString& reason) const
+{
+    throw StoreError(QStringLiteral("The store %1 cannot be used: %2").arg(m_fileName, reason));
+}
+
+} // namespace search

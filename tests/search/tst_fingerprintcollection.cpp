@@ -1,0 +1,230 @@
+#include "search/fingerprintcollection.h"
+#include "search/fingerprintstore.h"
+#include "support/media.h"
+#include "support/standardstreams.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTest>
+
+#include <algorithm>
+#include <memory>
+
+using search::Collection;
+using search::CollectionOptions;
+using search::CollectionProgress;
+using search::fingerprintFiles;
+using search::FingerprintStore;
+using testmedia::MediaFolder;
+
+namespace {
+
+QStringList failuresOf(const Collection& collection)
+{
+    QStringList texts;
+    for (const search::FailedFile& failure : collection.failures) {
+        texts.append(failure.path.section(QLatin1Char('/'), -1) + QLatin1String(": ") +
+                     failure.reason);
+    }
+    return texts;
+}
+
+} // namespace
+
+class TestFingerprintCollection : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void recordsStandInTheOrderOfTheFiles_data();
+    void recordsStandInTheOrderOfTheFiles();
+    void failuresCarryTheReadersOwnMessage();
+    void nothingIsPrinted();
+    void secondRunDecodesNothing();
+    void changedFileIsDecodedAgain();
+    void vanishedFileIsNotKept();
+    void storeThatFailsCostsNoResult();
+    void progressCountsFilesAndSeconds();
+    void stopEndsInTheMiddleOfAFile();
+    void stoppedRunIsContinuedFromTheStore();
+
+private:
+    /** What a run with \a store has to decode. */
+    qsizetype decoded(FingerprintStore& store, Collection* collection = nullptr) const;
+
+    std::unique_ptr<MediaFolder> media;
+    QStringList files;
+    QList<FingerprintRecord> expected;
+};
+
+void TestFingerprintCollection::initTestCase()
+{
+    media = std::make_unique<MediaFolder>();
+    for (unsigned seed = 1; seed <= 6; ++seed) {
+        files.append(media->makeTune(QStringLiteral("%1.ogg").arg(seed),
+                                     {.seed = seed, .seconds = 2.0 + seed}));
+    }
+    files.insert(2, media->write(QStringLiteral("noise.mp3"), "no audio at all"));
+    files.insert(4, media->filePath(QStringLiteral("missing.mp3")));
+    for (const QString& file : std::as_const(files)) {
+        expected.append(fingerprint::fingerprintFile(file).record);
+    }
+    QVERIFY(!std::get<1>(expected.at(0)).isEmpty());
+}
+
+qsizetype TestFingerprintCollection::decoded(FingerprintStore& store, Collection* collection) const
+{
+    qsizetype count = 0;
+    const auto progress = [&count](const CollectionProgress& now) { count = now.filesDecoded; };
+    const Collection result = fingerprintFiles(files, {2, &store, progress, {}});
+    if (collection != nullptr) {
+        *collection = result;
+    }
+    return count;
+}
+
+void TestFingerprintCollection::recordsStandInTheOrderOfTheFiles_data()
+{
+    QTest::addColumn<int>("threadCount");
+    for (const int threadCount : {1, 2, 8, 64}) {
+        QTest::addRow("%d threads", threadCount) << threadCount;
+    }
+}
+
+void TestFingerprintCollection::recordsStandInTheOrderOfTheFiles()
+{
+    QFETCH(const int, threadCount);
+    QCOMPARE(fingerprintFiles(files, {threadCount, nullptr, {}, {}}).records, expected);
+}
+
+void TestFingerprintCollection::failuresCarryTheReadersOwnMessage()
+{
+    const QStringList failures = {
+        QStringLiteral("noise.mp3: Could not open the input file (Invalid argument)"),
+        QStringLiteral("missing.mp3: Could not open the input file (No such file or directory)")};
+    QCOMPARE(failuresOf(fingerprintFiles(files, {2, nullptr, {}, {}})), failures);
+}
+
+void TestFingerprintCollection::nothingIsPrinted()
+{
+    testmedia::StandardErrorCapture capture;
+    fingerprintFiles(files, {2, nullptr, {}, {}});
+    QCOMPARE(capture.take(), QByteArray());
+}
+
+void TestFingerprintCollection::secondRunDecodesNothing()
+{
+    const QTemporaryDir folder;
+    FingerprintStore store(folder.filePath(QStringLiteral("store.db")));
+    Collection first;
+    QCOMPARE(decoded(store, &first), files.size());
+    Collection second;
+    // The missing file has no state that could be kept.
+    QCOMPARE(decoded(store, &second), 1);
+    QCOMPARE(second.records, expected);
+    QCOMPARE(failuresOf(second), failuresOf(first));
+    QVERIFY(second.storeFailure.isEmpty());
+}
+
+void TestFingerprintCollection::changedFileIsDecodedAgain()
+{
+    const QTemporaryDir folder;
+    FingerprintStore store(folder.filePath(QStringLiteral("store.db")));
+    QCOMPARE(decoded(store), files.size());
+    QFile file(files.at(0));
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    const QDateTime modified = file.fileTime(QFileDevice::FileModificationTime);
+    QVERIFY(file.setFileTime(modified.addMSecs(1500), QFileDevice::FileModificationTime));
+    QCOMPARE(decoded(store), 2);
+    QCOMPARE(decoded(store), 1);
+    QVERIFY(QFile::setPermissions(media->filePath(QStringLiteral("noise.mp3")), QFile::ReadOwner));
+    QCOMPARE(decoded(store), 2);
+}
+
+void TestFingerprintCollection::vanishedFileIsNotKept()
+{
+    const QTemporaryDir folder;
+    FingerprintStore store(folder.filePath(QStringLiteral("store.db")));
+    fingerprintFiles({files.at(4)}, {1, &store, {}, {}});
+    QVERIFY(!store.find(files.at(4), {}));
+}
+
+void TestFingerprintCollection::storeThatFailsCostsNoResult()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("store.db"));
+    FingerprintStore store(path);
+    {
+        QSqlDatabase other =
+            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
+        other.setDatabaseName(path);
+        QVERIFY(other.open());
+        QVERIFY(QSqlQuery(other).exec(QStringLiteral("DROP TABLE files")));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("other"));
+    Collection collection;
+    QCOMPARE(decoded(store, &collection), files.size());
+    QCOMPARE(collection.records, expected);
+    QVERIFY(collection.storeFailure.contains(path));
+}
+
+void TestFingerprintCollection::progressCountsFilesAndSeconds()
+{
+    CollectionProgress last;
+    bool inOrder = true;
+    const auto progress = [&](const CollectionProgress& now) {
+        inOrder = inOrder && now.allFiles == 8 && last.filesDone <= now.filesDone &&
+                  now.filesDecoded <= now.filesDone;
+        last = now;
+    };
+    fingerprintFiles(files, {2, nullptr, progress, {}});
+    QVERIFY(inOrder);
+    QCOMPARE(last.filesDone, 8);
+    QCOMPARE(last.filesDecoded, 8);
+    // 3 + 4 + 5 + 6 + 7 + 8 seconds, as the files tell.
+    QVERIFY2(std::abs(last.secondsOfAudioDecoded - 33.0) < 0.5,
+             qPrintable(QString::number(last.secondsOfAudioDecoded)));
+}
+
+void TestFingerprintCollection::stopEndsInTheMiddleOfAFile()
+{
+    // A day of silence, which takes many seconds to decode.
+    const QByteArray header = testmedia::wavFile({}, 8000, 1).left(40) + QByteArray(4, '\x70');
+    const QString path = media->writeSparse(QStringLiteral("long.wav"), header, 2LL * 8000 * 86400);
+    std::stop_source stop;
+    int calls = 0;
+    const auto progress = [&](const CollectionProgress&) {
+        if (++calls == 2) {
+            stop.request_stop();
+        }
+    };
+    const Collection collection =
+        fingerprintFiles({path}, {1, nullptr, progress, stop.get_token()});
+    QVERIFY(stop.stop_requested());
+    QVERIFY(collection.failures.isEmpty());
+    QVERIFY(std::get<1>(collection.records.at(0)).isEmpty());
+}
+
+void TestFingerprintCollection::stoppedRunIsContinuedFromTheStore()
+{
+    const QTemporaryDir folder;
+    FingerprintStore store(folder.filePath(QStringLiteral("store.db")));
+    std::stop_source stop;
+    const auto progress = [&stop](const CollectionProgress& now) {
+        if (now.filesDecoded > 0) {
+            stop.request_stop();
+        }
+    };
+    fingerprintFiles(files, {1, &store, progress, stop.get_token()});
+    QVERIFY(stop.stop_requested());
+    Collection collection;
+    QVERIFY(decoded(store, &collection) < files.size());
+    QCOMPARE(collection.records, expected);
+}
+
+QTEST_GUILESS_MAIN(TestFingerprintCollection)
+#include "tst_fingerprintcollection.moc"
