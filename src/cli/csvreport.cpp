@@ -1,0 +1,79 @@
+#include "cli/report.h"
+
+#include <QStringList>
+
+#include <algorithm>
+
+namespace cli {
+
+namespace {
+
+/** The column names; one row is a duplicate with its reference, or a file that failed. */
+QStringList header()
+{
+    return {QStringLiteral("reference"),           QStringLiteral("path"),
+            QStringLiteral("similarity"),          QStringLiteral("durationMs"),
+            QStringLiteral("sampleRateHz"),        QStringLiteral("channels"),
+            QStringLiteral("referenceDurationMs"), QStringLiteral("referenceSampleRateHz"),
+            QStringLiteral("referenceChannels"),   QStringLiteral("failure")};
+}
+
+/** A field as RFC 4180 has it. */
+QString quoted(QString field)
+{
+    const auto needsQuotes = [](QChar character) {
+        return character == QLatin1Char(',') || character == QLatin1Char('"') ||
+               character == QLatin1Char('\r') || character == QLatin1Char('\n');
+    };
+    if (std::none_of(field.cbegin(), field.cend(), needsQuotes)) {
+        return field;
+    }
+    field.replace(QLatin1Char('"'), QLatin1String("\"\""));
+    return QLatin1Char('"') + field + QLatin1Char('"');
+}
+
+bool writeRow(ReportSink& sink, QStringList fields)
+{
+    for (QString& field : fields) {
+        field = quoted(field);
+    }
+    return sink.write(fields.join(QLatin1Char(',')).toUtf8() + "\r\n");
+}
+
+QStringList properties(const QString& path, const AudioInfoMap& audioInfo)
+{
+    const auto [durationMs, sampleRateHz, channels] = audioInfo.value(path);
+    return {QString::number(durationMs), QString::number(sampleRateHz), QString::number(channels)};
+}
+
+} // namespace
+
+bool writeCsv(ReportSink& sink, const Report& report)
+{
+    if (!writeRow(sink, header())) {
+        return false;
+    }
+    for (auto entry = report.duplicates.cbegin(); entry != report.duplicates.cend(); ++entry) {
+        const QStringList referenceProperties = properties(entry.key(), report.audioInfo);
+        for (const auto& [path, similarity] : entry.value()) {
+            QStringList row = {entry.key(), path, QString::number(similarity)};
+            row += properties(path, report.audioInfo);
+            row += referenceProperties;
+            row += QString();
+            if (!writeRow(sink, row)) {
+                return false;
+            }
+        }
+    }
+    for (const search::FailedFile& failure : report.failures) {
+        QStringList row(header().size());
+        row[1] = failure.path;
+        row.last() = failure.reason;
+        if (!writeRow(sink, row)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace cli

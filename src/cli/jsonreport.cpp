@@ -1,0 +1,87 @@
+#include "cli/report.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace cli {
+
+namespace {
+
+/** Of the form of the document, which docs/quorvel-cli.schema.json describes. */
+constexpr int kFormatVersion = 1;
+
+QJsonObject fileObject(const QString& path, const AudioInfoMap& audioInfo)
+{
+    const auto [durationMs, sampleRateHz, channels] = audioInfo.value(path);
+    return {{QStringLiteral("path"), path},
+            {QStringLiteral("durationMs"), durationMs},
+            {QStringLiteral("sampleRateHz"), sampleRateHz},
+            {QStringLiteral("channels"), channels}};
+}
+
+QJsonObject groupObject(const QString& reference, const DuplicateMap::mapped_type& matches,
+                        const AudioInfoMap& audioInfo)
+{
+    QJsonArray duplicates;
+    for (const auto& [path, similarity] : matches) {
+        QJsonObject duplicate = fileObject(path, audioInfo);
+        duplicate.insert(QStringLiteral("similarity"), similarity);
+        duplicates.append(duplicate);
+    }
+    return {{QStringLiteral("reference"), fileObject(reference, audioInfo)},
+            {QStringLiteral("duplicates"), duplicates}};
+}
+
+QJsonObject headOf(const Report& report)
+{
+    return {{QStringLiteral("version"), kFormatVersion},
+            {QStringLiteral("mode"), report.betweenGroups ? QStringLiteral("Between groups")
+                                                          : QStringLiteral("Within group")},
+            {QStringLiteral("threshold"), report.threshold},
+            {QStringLiteral("counts"),
+             QJsonObject{{QStringLiteral("files"), report.fileCount},
+                         {QStringLiteral("failures"), report.failures.size()},
+                         {QStringLiteral("groups"), report.duplicates.size()},
+                         {QStringLiteral("duplicates"), report.duplicateCount()}}}};
+}
+
+QByteArray text(const QJsonObject& object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+} // namespace
+
+// A document of every pair of a large collection would take many times the memory that the search
+// took. So it is written in pieces, one line for each object of its two lists.
+bool writeJson(ReportSink& sink, const Report& report)
+{
+    QByteArray head = text(headOf(report));
+    head.chop(1);
+    if (!sink.write(head + ",\n\"groups\":[")) {
+        return false;
+    }
+    QByteArray separator = "\n";
+    for (auto entry = report.duplicates.cbegin(); entry != report.duplicates.cend(); ++entry) {
+        if (!sink.write(separator +
+                        text(groupObject(entry.key(), entry.value(), report.audioInfo)))) {
+            return false;
+        }
+        separator = ",\n";
+    }
+    if (!sink.write("],\n\"failures\":[")) {
+        return false;
+    }
+    separator = "\n";
+    for (const search::FailedFile& failure : report.failures) {
+        if (!sink.write(separator + text({{QStringLiteral("path"), failure.path},
+                                          {QStringLiteral("reason"), failure.reason}}))) {
+            return false;
+        }
+        separator = ",\n";
+    }
+    return sink.write("]}\n");
+}
+
+} // namespace cli

@@ -1,0 +1,64 @@
+#include "cli/outputfile.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+#include <cstdio>
+
+namespace cli {
+
+namespace {
+
+QString problem(const QString& fileName, const QString& reason)
+{
+    return QStringLiteral("The result cannot be written to %1: %2").arg(fileName, reason);
+}
+
+QString writeToStandardOutput(const Report& report, Format format, const std::stop_token& stop)
+{
+    QFile output;
+    ReportSink sink(output, stop);
+    if (!output.open(stdout, QIODevice::WriteOnly) || !writeReport(sink, report, format) ||
+        !output.flush()) {
+        return problem(QStringLiteral("standard output"), output.errorString());
+    }
+    return {};
+}
+
+} // namespace
+
+QString outputProblem(const QString& fileName)
+{
+    if (fileName.isEmpty()) {
+        return {};
+    }
+    // What is no ordinary file, such as a device, would be replaced by one.
+    const QFileInfo info(fileName);
+    if (info.exists() && !info.isFile()) {
+        return problem(fileName, QStringLiteral("it is no ordinary file"));
+    }
+    QSaveFile file(fileName);
+    if (!file.open(QIODevice::WriteOnly)) {
+        return problem(fileName, file.errorString());
+    }
+    file.cancelWriting();
+    return {};
+}
+
+QString writeOutput(const QString& fileName, const Report& report, Format format,
+                    const std::stop_token& stop)
+{
+    if (fileName.isEmpty()) {
+        return writeToStandardOutput(report, format, stop);
+    }
+    QSaveFile file(fileName);
+    ReportSink sink(file, stop);
+    if (!file.open(QIODevice::WriteOnly) || !writeReport(sink, report, format) ||
+        stop.stop_requested() || !file.commit()) {
+        return problem(fileName, file.errorString());
+    }
+    return {};
+}
+
+} // namespace cli

@@ -1,0 +1,302 @@
+#include "cli/searchcommand.h"
+
+#include "cli/commandline.h"
+#include "cli/interruption.h"
+#include "cli/outputfile.h"
+#include "cli/progressline.h"
+#include "cli/report.h"
+#include "fingerprint/audiofilediscovery.h"
+#include "fingerprint/filelists.h"
+#include "results/duplicatefilter.h"
+#include "search/duplicatesearch.h"
+#include "search/fingerprintcollection.h"
+#include "search/fingerprintstore.h"
+#include "settings/settingsstore.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <optional>
+
+namespace cli {
+
+namespace {
+
+constexpr int kDefaultThreshold = 70;
+/** So many files make 200 million pairs, which is what memory holds if each is a duplicate. */
+constexpr qsizetype kMostFilesIfAllMatch = 20000;
+
+/** Why there is no result. */
+struct SearchFailure
+{
+    QString reason;
+};
+
+void tell(const QString& message)
+{
+    std::fprintf(stderr, "quorvel-cli: %s\n", qUtf8Printable(printable(message)));
+}
+
+int chosenThreshold(const Options& options)
+{
+    if (options.threshold) {
+        return *options.threshold;
+    }
+    return settings::hasSimilarityThreshold() ? settings::similarityThreshold() : kDefaultThreshold;
+}
+
+/**
+ * \a folder under one name wherever it is searched from, so that a folder that is named twice gives
+ * each file once. What goes through ".." can only be resolved by the file system: the folder above
+ * a link's target is another than the one above the link.
+ */
+QString absoluteFolder(const QString& folder)
+{
+    const QFileInfo info(folder);
+    const bool goesUp = folder.split(QLatin1Char('/')).contains(QLatin1String(".."));
+    return goesUp ? info.canonicalFilePath() : QDir::cleanPath(info.absoluteFilePath());
+}
+
+/** One search, from the folders to the written result. */
+class Search
+{
+public:
+    explicit Search(const Options& options)
+        : m_options(options)
+        , m_stop(m_interruption.token())
+        , m_progress(!options.quiet)
+    {
+        m_report.betweenGroups = !options.against.isEmpty();
+        m_report.threshold = chosenThreshold(options);
+    }
+
+    int run()
+    {
+        int status = Done;
+        try {
+            search();
+            status = m_storeFailed ? Failed : m_folderMissing ? FolderMissing : Done;
+        } catch (const SearchFailure& failure) {
+            m_progress.clear();
+            if (!m_stop.stop_requested()) {
+                tell(failure.reason);
+            }
+            status = Failed;
+        }
+        return m_stop.stop_requested() ? m_interruption.exitStatus() : status;
+    }
+
+private:
+    void search()
+    {
+        requireUsableOutput();
+        const std::unique_ptr<search::FingerprintStore> store = openStore();
+        const fingerprint::FileLists files = listFiles();
+        if (!m_stop.stop_requested() && hasPairs(files)) {
+            compareFiles(files, store.get());
+        }
+        m_progress.clear();
+        if (m_stop.stop_requested()) {
+            return;
+        }
+        const QString problem =
+            writeOutput(m_options.outputFile, m_report, m_options.format, m_stop);
+        if (!problem.isEmpty()) {
+            throw SearchFailure{problem};
+        }
+    }
+
+    void requireUsableOutput() const
+    {
+        const QString problem = outputProblem(m_options.outputFile);
+        if (!problem.isEmpty()) {
+            throw SearchFailure{problem};
+        }
+        if (!m_options.storeFile.isEmpty() && !m_options.outputFile.isEmpty() &&
+            QFileInfo(m_options.storeFile) == QFileInfo(m_options.outputFile)) {
+            throw SearchFailure{QStringLiteral("The result would be written over the store.")};
+        }
+    }
+
+    std::unique_ptr<search::FingerprintStore> openStore() const
+    {
+        if (m_options.storeFile.isEmpty()) {
+            return nullptr;
+        }
+        try {
+            return std::make_unique<search::FingerprintStore>(m_options.storeFile);
+        } catch (const search::StoreError& error) {
+            throw SearchFailure{error.message()};
+        }
+    }
+
+    fingerprint::FileLists listFiles()
+    {
+        const QStringList folders = usableFolders(m_options.folders);
+        const QStringList against = usableFolders(m_options.against);
+        m_progress.show(QStringLiteral("Listing files"));
+        const fingerprint::FileLists files =
+            fingerprint::listsToFingerprint(fingerprint::findAudioFiles(folders, m_stop),
+                                            fingerprint::findAudioFiles(against, m_stop));
+        m_report.fileCount = files.first.size() + files.second.size();
+        if (m_report.threshold <= 0 && m_report.fileCount > kMostFilesIfAllMatch) {
+            throw SearchFailure{
+                QStringLiteral("A threshold of %1 makes every pair of the %2 files a duplicate. "
+                               "It is for %3 files at most; choose one of 1 or more.")
+                    .arg(m_report.threshold)
+                    .arg(m_report.fileCount)
+                    .arg(kMostFilesIfAllMatch)};
+        }
+        return files;
+    }
+
+    QStringList usableFolders(const QStringList& names)
+    {
+        QStringList folders;
+        for (const QString& name : names) {
+            const QFileInfo info(name);
+            QString problem;
+            if (!info.exists()) {
+                problem = QStringLiteral("There is no folder %1");
+            } else if (!info.isDir()) {
+                problem = QStringLiteral("This is no folder: %1");
+            } else if (!info.isReadable() || !info.isExecutable()) {
+                problem = QStringLiteral("The folder %1 cannot be read");
+            }
+            if (problem.isEmpty()) {
+                folders.append(absoluteFolder(name));
+            } else {
+                m_progress.clear();
+                tell(problem.arg(name));
+                m_folderMissing = true;
+            }
+        }
+        return folders;
+    }
+
+    /** As in the window, nothing is read where there is nothing to compare it with. */
+    bool hasPairs(const fingerprint::FileLists& files) const
+    {
+        return !files.first.isEmpty() && (!m_report.betweenGroups || !files.second.isEmpty());
+    }
+
+    void compareFiles(const fingerprint::FileLists& files, search::FingerprintStore* store)
+    {
+        const search::Collection collection = fingerprint(files, store);
+        if (m_stop.stop_requested()) {
+            return;
+        }
+        m_report.failures = collection.failures;
+        const auto first = collection.records.mid(0, files.first.size());
+        const auto second = collection.records.mid(files.first.size());
+        m_report.audioInfo = compare::buildAudioInfoMap(first, second);
+
+        m_progress.show(QStringLiteral("Comparing: 0 of %1 files").arg(m_report.fileCount));
+        const search::ComparisonOptions options{m_report.threshold, m_options.threadCount,
+                                                comparisonProgress(), m_stop};
+        const DuplicateMap found = m_report.betweenGroups
+                                       ? search::compareBetween(first, second, options).duplicates
+                                       : search::compareWithin(first, options).duplicates;
+        m_report.duplicates = m_options.allPairs ? found : results::filterForDisplay(found);
+    }
+
+    search::Collection fingerprint(const fingerprint::FileLists& files,
+                                   search::FingerprintStore* store)
+    {
+        const QStringList all = files.first + files.second;
+        m_progress.show(QStringLiteral("Fingerprinting: 0 of %1 files").arg(all.size()));
+        const search::Collection collection = search::fingerprintFiles(
+            all, {m_options.threadCount, store, fingerprintingProgress(), m_stop});
+        m_progress.clear();
+        if (!collection.storeFailure.isEmpty()) {
+            tell(collection.storeFailure);
+            m_storeFailed = true;
+        }
+        if (m_options.verbose && !m_stop.stop_requested()) {
+            for (const search::FailedFile& failure : collection.failures) {
+                tell(QStringLiteral("%1: %2").arg(failure.path, failure.reason));
+            }
+        }
+        return collection;
+    }
+
+    std::function<void(const search::CollectionProgress&)> fingerprintingProgress()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        return [this, timer](const search::CollectionProgress& progress) {
+            if (!m_progress.isDue()) {
+                return;
+            }
+            QString text = QStringLiteral("Fingerprinting: %1 of %2 files")
+                               .arg(progress.filesDone)
+                               .arg(progress.allFiles);
+            const double seconds = static_cast<double>(timer.elapsed()) / 1000.0;
+            if (progress.filesDecoded > 0 && seconds > 0.0) {
+                const double hoursASecond = progress.secondsOfAudioDecoded / 3600.0 / seconds;
+                const auto left = static_cast<double>(progress.allFiles - progress.filesDone);
+                text +=
+                    QStringLiteral(", %1 hours of audio a second, %2 left")
+                        .arg(hoursASecond, 0, 'f', 2)
+                        .arg(timeText(seconds / static_cast<double>(progress.filesDecoded) * left));
+            }
+            m_progress.show(text);
+        };
+    }
+
+    std::function<void(qsizetype, qsizetype)> comparisonProgress()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        return [this, timer](qsizetype done, qsizetype all) {
+            if (!m_progress.isDue()) {
+                return;
+            }
+            QString text = QStringLiteral("Comparing: %1 of %2 files").arg(done).arg(all);
+            if (done > 0) {
+                const double seconds = static_cast<double>(timer.elapsed()) / 1000.0;
+                text += QStringLiteral(", %1 left")
+                            .arg(timeText(seconds / static_cast<double>(done) *
+                                          static_cast<double>(all - done)));
+            }
+            m_progress.show(text);
+        };
+    }
+
+    const Options& m_options;
+    Interruption m_interruption;
+    const std::stop_token m_stop;
+    ProgressLine m_progress;
+    Report m_report;
+    bool m_folderMissing = false;
+    bool m_storeFailed = false;
+};
+
+} // namespace
+
+int run(const QStringList& arguments)
+{
+    const CommandLine commandLine = parseCommandLine(arguments);
+    switch (commandLine.request) {
+    case CommandLine::Request::ShowText:
+        std::fputs(commandLine.text.toUtf8().constData(), stdout);
+        return Done;
+    case CommandLine::Request::WrongUsage:
+        std::fputs(commandLine.text.toUtf8().constData(), stderr);
+        return WrongUsage;
+    case CommandLine::Request::Search:
+        break;
+    }
+    try {
+        return Search(commandLine.options).run();
+    } catch (const std::exception& error) {
+        tell(QString::fromLocal8Bit(error.what()));
+        return Failed;
+    }
+}
+
+} // namespace cli

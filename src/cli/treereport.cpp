@@ -1,0 +1,38 @@
+#include "cli/report.h"
+#include "results/rowtexts.h"
+
+namespace cli {
+
+namespace {
+
+/** The cells of a row as one line: the name last, since names differ most in length. */
+QByteArray line(const QStringList& cells, const QString& indentation)
+{
+    return QStringLiteral("%1%2  %3  %4 Hz  %5 ch  %6\n")
+        .arg(indentation, cells.at(1).rightJustified(4), cells.at(2), cells.at(3).rightJustified(6),
+             cells.at(4).rightJustified(2), printable(cells.at(0)))
+        .toUtf8();
+}
+
+} // namespace
+
+bool writeTree(ReportSink& sink, const Report& report)
+{
+    AudioInfoMap audioInfo = report.audioInfo;
+    for (auto entry = report.duplicates.cbegin(); entry != report.duplicates.cend(); ++entry) {
+        QByteArray lines = line(results::referenceCells(entry.key(), audioInfo), {});
+        for (const auto& [path, similarity] : entry.value()) {
+            lines +=
+                line(results::duplicateCells(path, similarity, audioInfo), QStringLiteral("    "));
+        }
+        if (!sink.write(lines + '\n')) {
+            return false;
+        }
+    }
+    const QString end = QStringLiteral("%1\nFiles that could not be read as audio: %2\n")
+                            .arg(results::duplicateCountText(report.duplicateCount()))
+                            .arg(report.failures.size());
+    return sink.write(end.toUtf8());
+}
+
+} // namespace cli

@@ -1,0 +1,75 @@
+#include "cliprocess.h"
+
+#include "results/rowtexts.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+QJsonObject CliRun::json() const
+{
+    return QJsonDocument::fromJson(output).object();
+}
+
+QString CliRun::treeText(const QString& prefix) const
+{
+    const auto cells = [&prefix](const QJsonObject& file) {
+        const QString similarity =
+            file.contains(QStringLiteral("similarity"))
+                ? QStringLiteral("%1%").arg(file[QStringLiteral("similarity")].toInt())
+                : QString();
+        return QStringList{file[QStringLiteral("path")].toString().remove(prefix), similarity,
+                           results::durationText(file[QStringLiteral("durationMs")].toInt()),
+                           QString::number(file[QStringLiteral("sampleRateHz")].toInt()),
+                           QString::number(file[QStringLiteral("channels")].toInt())}
+            .join(QStringLiteral(" | "));
+    };
+    QString text;
+    for (const QJsonValue group : json()[QStringLiteral("groups")].toArray()) {
+        text += cells(group[QStringLiteral("reference")].toObject()) + QLatin1Char('\n');
+        for (const QJsonValue duplicate : group[QStringLiteral("duplicates")].toArray()) {
+            text += QLatin1String("    ") + cells(duplicate.toObject()) + QLatin1Char('\n');
+        }
+    }
+    return text;
+}
+
+QStringList CliRun::unorderedPairs(const QString& prefix) const
+{
+    QStringList pairs;
+    for (const QJsonValue group : json()[QStringLiteral("groups")].toArray()) {
+        const QString reference =
+            group[QStringLiteral("reference")][QStringLiteral("path")].toString().remove(prefix);
+        for (const QJsonValue duplicate : group[QStringLiteral("duplicates")].toArray()) {
+            QStringList pair{reference,
+                             duplicate[QStringLiteral("path")].toString().remove(prefix)};
+            pair.sort();
+            pairs.append(pair.join(QStringLiteral(" = ")));
+        }
+    }
+    pairs.sort();
+    return pairs;
+}
+
+CliRun runCli(const QStringList& arguments, const QString& folder,
+              const QProcessEnvironment& environment)
+{
+    QProcess process;
+    process.setWorkingDirectory(folder);
+    process.setProcessEnvironment(environment);
+    startCli(process, arguments);
+    if (!process.waitForFinished(120000)) {
+        process.kill();
+        process.waitForFinished();
+        return {};
+    }
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+void startCli(QProcess& process, const QStringList& arguments)
+{
+    process.start(QStringLiteral(QUORVEL_CLI), arguments);
+    if (!process.waitForStarted()) {
+        qFatal("%s", qPrintable(process.errorString()));
+    }
+}

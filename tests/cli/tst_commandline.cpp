@@ -1,0 +1,183 @@
+#include "cli/commandline.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTest>
+#include <QThread>
+
+using cli::CommandLine;
+using cli::Format;
+using cli::parseCommandLine;
+
+namespace {
+
+CommandLine parse(const QString& arguments)
+{
+    return parseCommandLine(QStringList{QStringLiteral("quorvel-cli")} +
+                            arguments.split(QLatin1Char(' '), arguments.isEmpty()
+                                                                  ? Qt::SkipEmptyParts
+                                                                  : Qt::KeepEmptyParts));
+}
+
+QString contentOf(const char* path)
+{
+    QFile file(QStringLiteral(QUORVEL_SOURCE_DIR "/") + QString::fromLatin1(path));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+/** The long options that the help names. */
+QStringList optionsOfTheHelp()
+{
+    static const QRegularExpression option(QStringLiteral("--[a-z]+"));
+    QStringList options;
+    auto matches = option.globalMatch(parse(QStringLiteral("--help")).text);
+    while (matches.hasNext()) {
+        options.append(matches.next().captured());
+    }
+    options.removeDuplicates();
+    return options;
+}
+
+} // namespace
+
+class TestCommandLine : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void foldersAloneTakeTheDefaults();
+    void everyOptionHasItsShortAndLongName_data();
+    void everyOptionHasItsShortAndLongName();
+    void againstMayBeRepeated();
+    void formatIsChosenByName();
+    void wrongUsageIsToldWithTheUsageLine_data();
+    void wrongUsageIsToldWithTheUsageLine();
+    void helpAndVersionNeedNoFolder();
+    void whatFollowsTwoDashesIsAFolder();
+    void manualPageAndCompletionNameEveryOption();
+};
+
+void TestCommandLine::foldersAloneTakeTheDefaults()
+{
+    const CommandLine line = parse(QStringLiteral("one two"));
+    QCOMPARE(line.request, CommandLine::Request::Search);
+    QCOMPARE(line.options.folders, QStringList({QStringLiteral("one"), QStringLiteral("two")}));
+    QVERIFY(line.options.against.isEmpty());
+    QVERIFY(!line.options.threshold);
+    QCOMPARE(line.options.threadCount, QThread::idealThreadCount());
+    QCOMPARE(line.options.format, Format::Tree);
+    QVERIFY(line.options.outputFile.isEmpty() && line.options.storeFile.isEmpty());
+    QVERIFY(!line.options.allPairs && !line.options.quiet && !line.options.verbose);
+}
+
+void TestCommandLine::everyOptionHasItsShortAndLongName_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::newRow("short") << QStringLiteral(
+        "-b other -t 55 -j 3 -f csv -o out --pairs --store db -q -v one");
+    QTest::newRow("long") << QStringLiteral(
+        "--against other --threshold 55 --jobs 3 --format csv --output out --pairs --store db "
+        "--quiet --verbose one");
+    QTest::newRow("joined") << QStringLiteral(
+        "one -bother -t55 --jobs=3 -fcsv --output=out --pairs --store=db -qv");
+}
+
+void TestCommandLine::everyOptionHasItsShortAndLongName()
+{
+    QFETCH(const QString, arguments);
+    const CommandLine line = parse(arguments);
+    QCOMPARE(line.text, QString());
+    const cli::Options& options = line.options;
+    QCOMPARE(options.folders, QStringList(QStringLiteral("one")));
+    QCOMPARE(options.against, QStringList(QStringLiteral("other")));
+    QCOMPARE(options.threshold, std::optional(55));
+    QCOMPARE(options.threadCount, 3);
+    QCOMPARE(options.format, Format::Csv);
+    QCOMPARE(options.outputFile, QStringLiteral("out"));
+    QCOMPARE(options.storeFile, QStringLiteral("db"));
+    QVERIFY(options.allPairs && options.quiet && options.verbose);
+}
+
+void TestCommandLine::againstMayBeRepeated()
+{
+    QCOMPARE(parse(QStringLiteral("-b x one --against y")).options.against,
+             QStringList({QStringLiteral("x"), QStringLiteral("y")}));
+}
+
+void TestCommandLine::formatIsChosenByName()
+{
+    QCOMPARE(parse(QStringLiteral("-f tree one")).options.format, Format::Tree);
+    QCOMPARE(parse(QStringLiteral("-f json one")).options.format, Format::Json);
+    QCOMPARE(parse(QStringLiteral("-f csv one")).options.format, Format::Csv);
+}
+
+void TestCommandLine::wrongUsageIsToldWithTheUsageLine_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("reason");
+    const QString percent = QStringLiteral("--threshold takes a whole number from 0 to 100.");
+    const QString jobs = QStringLiteral("--jobs takes a whole number from 1 to 512.");
+    QTest::newRow("nothing") << QString() << QStringLiteral("No FOLDER is given.");
+    QTest::newRow("option alone") << QStringLiteral("-q") << QStringLiteral("No FOLDER is given.");
+    QTest::newRow("empty folder") << QStringLiteral("one  two")
+                                  << QStringLiteral("The name of a FOLDER is empty.");
+    QTest::newRow("empty against")
+        << QStringLiteral("one --against=") << QStringLiteral("The name of a FOLDER is empty.");
+    QTest::newRow("unknown") << QStringLiteral("--colour one")
+                             << QStringLiteral("Unknown option 'colour'.");
+    QTest::newRow("no value") << QStringLiteral("one -t")
+                              << QStringLiteral("Missing value after '-t'.");
+    QTest::newRow("above 100") << QStringLiteral("-t 101 one") << percent;
+    QTest::newRow("negative") << QStringLiteral("-t -1 one") << percent;
+    QTest::newRow("fraction") << QStringLiteral("-t 70.5 one") << percent;
+    QTest::newRow("percent sign") << QStringLiteral("-t 70% one") << percent;
+    QTest::newRow("no jobs") << QStringLiteral("-j 0 one") << jobs;
+    QTest::newRow("many jobs") << QStringLiteral("-j 513 one") << jobs;
+    QTest::newRow("format") << QStringLiteral("-f xml one")
+                            << QStringLiteral("--format takes tree, json or csv.");
+    QTest::newRow("output") << QStringLiteral("one --output=")
+                            << QStringLiteral("--output takes a file name.");
+    QTest::newRow("store") << QStringLiteral("one --store=")
+                           << QStringLiteral("--store takes a file name.");
+}
+
+void TestCommandLine::wrongUsageIsToldWithTheUsageLine()
+{
+    QFETCH(const QString, arguments);
+    QFETCH(const QString, reason);
+    const CommandLine line = parse(arguments);
+    QCOMPARE(line.request, CommandLine::Request::WrongUsage);
+    QCOMPARE(line.text, QStringLiteral("quorvel-cli: %1\n"
+                                       "Usage: quorvel-cli [options] FOLDER...\n")
+                            .arg(reason));
+}
+
+void TestCommandLine::helpAndVersionNeedNoFolder()
+{
+    QCOMPARE(parse(QStringLiteral("--help")).request, CommandLine::Request::ShowText);
+    QVERIFY(parse(QStringLiteral("-h")).text.contains(QStringLiteral("[options] FOLDER...")));
+    QCOMPARE(parse(QStringLiteral("--version")).request, CommandLine::Request::ShowText);
+    QVERIFY(parse(QStringLiteral("--version")).text.startsWith(QStringLiteral("quorvel-cli 1.")));
+}
+
+void TestCommandLine::whatFollowsTwoDashesIsAFolder()
+{
+    QCOMPARE(parse(QStringLiteral("-q -- -v")).options.folders, QStringList(QStringLiteral("-v")));
+}
+
+void TestCommandLine::manualPageAndCompletionNameEveryOption()
+{
+    const QString manual = contentOf("docs/quorvel-cli.1");
+    const QString completion = contentOf("packaging/quorvel-cli.bash");
+    const QStringList options = optionsOfTheHelp();
+    QCOMPARE(options.size(), 11);
+    for (const QString& option : options) {
+        // The macro puts the first of the two dashes.
+        QVERIFY2(manual.contains(QLatin1String("Fl ") + option.mid(1)), qPrintable(option));
+        QVERIFY2(completion.contains(option), qPrintable(option));
+    }
+}
+
+QTEST_GUILESS_MAIN(TestCommandLine)
+#include "tst_commandline.moc"

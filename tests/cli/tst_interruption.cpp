@@ -1,0 +1,195 @@
+#include "cliprocess.h"
+#include "search/fingerprintstore.h"
+#include "support/media.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTest>
+
+#include <csignal>
+#include <memory>
+#include <random>
+
+namespace {
+
+constexpr int kTunes = 40;
+
+/** The number of files that a store holds; -1 if it cannot be read. */
+int filesIn(const QString& store)
+{
+    int count = -1;
+    {
+        QSqlDatabase database =
+            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("count"));
+        database.setDatabaseName(store);
+        QSqlQuery query(database);
+        if (database.open()) {
+            query = QSqlQuery(QStringLiteral("SELECT count(*) FROM files"), database);
+            count = query.next() ? query.value(0).toInt() : -1;
+        }
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("count"));
+    return count;
+}
+
+} // namespace
+
+class TestInterruption : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void signalStopsWithinASecondAndWritesNothing_data();
+    void signalStopsWithinASecondAndWritesNothing();
+    void comparisonIsStoppedToo();
+    void secondSignalEndsAtOnce();
+    void ignoredHangUpStaysIgnored();
+    void killedRunIsContinued();
+
+private:
+    QStringList searchArguments() const
+    {
+        return {media->filePath(QStringLiteral("music")), QStringLiteral("-j2"),
+                QStringLiteral("-fjson"), QStringLiteral("--store"), store};
+    }
+    /** Starts a search and waits until its store holds some files, but not all. */
+    void startSearch(QProcess& process, const QStringList& more = {}) const;
+
+    std::unique_ptr<testmedia::MediaFolder> media;
+    QString store;
+};
+
+void TestInterruption::initTestCase()
+{
+    media = std::make_unique<testmedia::MediaFolder>();
+    const QString tune = media->makeTune(QStringLiteral("tune.ogg"), {.seed = 1, .seconds = 60.0});
+    QDir().mkpath(media->path() + QStringLiteral("/music"));
+    for (int i = 0; i < kTunes; ++i) {
+        QVERIFY(QFile::copy(tune, media->path() + QStringLiteral("/music/%1.ogg").arg(i)));
+    }
+}
+
+void TestInterruption::init()
+{
+    store = media->filePath(QStringLiteral("store.db"));
+    QFile::remove(store);
+    QFile::remove(store + QStringLiteral("-journal"));
+}
+
+void TestInterruption::startSearch(QProcess& process, const QStringList& more) const
+{
+    startCli(process, searchArguments() + more);
+    QTRY_VERIFY_WITH_TIMEOUT(filesIn(store) > 0, 60000);
+}
+
+void TestInterruption::signalStopsWithinASecondAndWritesNothing_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::addColumn<int>("exitStatus");
+    QTest::newRow("Ctrl-C") << SIGINT << 130;
+    QTest::newRow("terminate") << SIGTERM << 143;
+    QTest::newRow("hang up") << SIGHUP << 129;
+}
+
+void TestInterruption::signalStopsWithinASecondAndWritesNothing()
+{
+    QFETCH(const int, signal);
+    QFETCH(const int, exitStatus);
+    const QString result = media->write(QStringLiteral("result.json"), "an older result");
+    QProcess process;
+    startSearch(process, {QStringLiteral("-o"), result});
+    QElapsedTimer timer;
+    timer.start();
+    ::kill(static_cast<pid_t>(process.processId()), signal);
+    // Twice what is promised, for a machine that is busy with other things.
+    QVERIFY(process.waitForFinished(2000));
+    qInfo("gone after %lld ms", timer.elapsed());
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), exitStatus);
+    QCOMPARE(process.readAllStandardOutput() + process.readAllStandardError(), QByteArray());
+    QFile file(result);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), QByteArray("an older result"));
+    QCOMPARE(QDir(media->path()).entryList({QStringLiteral("result*")}).size(), 1);
+    const int kept = filesIn(store);
+    QVERIFY(kept > 0 && kept < kTunes);
+}
+
+void TestInterruption::comparisonIsStoppedToo()
+{
+    // So many files that comparing them all, with each other, takes minutes.
+    std::mt19937 random(1);
+    QList<search::StoredFile> files;
+    const QString folder = media->path() + QStringLiteral("/many");
+    QDir().mkpath(folder);
+    for (int i = 0; i < 12000; ++i) {
+        QList<quint32> words(1900);
+        std::generate(words.begin(), words.end(), [&random] { return random(); });
+        const QString path = folder + QStringLiteral("/%1.mp3").arg(i);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.close();
+        files.append({path, *search::FileState::of(path), {path, words, 240000, 44100, 2}, {}});
+    }
+    search::FingerprintStore(store).save(files);
+    QProcess process;
+    startCli(process, {folder, QStringLiteral("-j2"), QStringLiteral("--store"), store,
+                       QStringLiteral("-t1")});
+    // Reading the store takes a second or two; there is nothing to see from outside after that.
+    QVERIFY(!process.waitForFinished(5000));
+    ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+    QVERIFY(process.waitForFinished(2000));
+    QCOMPARE(process.exitCode(), 130);
+    QCOMPARE(process.readAllStandardOutput(), QByteArray());
+}
+
+void TestInterruption::secondSignalEndsAtOnce()
+{
+    QProcess process;
+    startSearch(process);
+    // While it is stopped no signal is handled, so both are there when it goes on.
+    ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+    ::kill(static_cast<pid_t>(process.processId()), SIGTERM);
+    QVERIFY(process.waitForFinished(2000));
+    QVERIFY(filesIn(store) > 0);
+}
+
+void TestInterruption::ignoredHangUpStaysIgnored()
+{
+    QProcess process;
+    process.setChildProcessModifier([] { ::signal(SIGHUP, SIG_IGN); });
+    startSearch(process);
+    ::kill(static_cast<pid_t>(process.processId()), SIGHUP);
+    QVERIFY(process.waitForFinished(60000));
+    QCOMPARE(process.exitCode(), 0);
+}
+
+void TestInterruption::killedRunIsContinued()
+{
+    const CliRun whole = runCli(searchArguments());
+    QCOMPARE(whole.exitStatus, 0);
+    init();
+    int kept = 0;
+    for (int round = 0; round < 4; ++round) {
+        QProcess process;
+        startCli(process, searchArguments());
+        QTRY_VERIFY_WITH_TIMEOUT(filesIn(store) > kept, 60000);
+        process.kill();
+        QVERIFY(process.waitForFinished());
+        const int now = filesIn(store);
+        QVERIFY2(now > kept, qPrintable(QStringLiteral("%1 after %2").arg(now).arg(kept)));
+        kept = now;
+    }
+    QVERIFY(kept < kTunes);
+    QCOMPARE(runCli(searchArguments()).output, whole.output);
+    QCOMPARE(filesIn(store), kTunes);
+}
+
+QTEST_GUILESS_MAIN(TestInterruption)
+#include "tst_interruption.moc"

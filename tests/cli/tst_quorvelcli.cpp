@@ -1,0 +1,369 @@
+#include "cliprocess.h"
+#include "support/media.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QSettings>
+#include <QTest>
+
+#include <memory>
+#include <vector>
+
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/** Runs the program with its standard error on a terminal; returns what appears there. */
+QByteArray onATerminal(const QStringList& arguments)
+{
+    QList<QByteArray> encoded{QByteArray(QUORVEL_CLI)};
+    for (const QString& argument : arguments) {
+        encoded.append(argument.toUtf8());
+    }
+    std::vector<char*> pointers;
+    for (QByteArray& argument : encoded) {
+        pointers.push_back(argument.data());
+    }
+    pointers.push_back(nullptr);
+    int terminal = -1;
+    const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child == 0) {
+        ::execv(pointers.front(), pointers.data());
+        ::_exit(127);
+    }
+    QByteArray shown;
+    char buffer[4096];
+    for (ssize_t count = 0; (count = ::read(terminal, buffer, sizeof buffer)) > 0;) {
+        shown.append(buffer, count);
+    }
+    ::close(terminal);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return status == 0 ? shown : "exit status " + QByteArray::number(status) + '\n' + shown;
+}
+
+} // namespace
+
+class TestQuorvelCli : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void sameRunGivesTheSameBytes();
+    void writtenFileIsWhatStandardOutputGets();
+    void wrongUsageExitsWithTwo();
+    void missingFolderExitsWithOneAfterTheRest_data();
+    void missingFolderExitsWithOneAfterTheRest();
+    void thresholdIsTheStoredOneAsItStands_data();
+    void thresholdIsTheStoredOneAsItStands();
+    void nothingIsStoredInTheSettings();
+    void outputThatCannotBeWrittenIsToldBeforeTheSearch_data();
+    void outputThatCannotBeWrittenIsToldBeforeTheSearch();
+    void fullStandardOutputIsAFailure();
+    void unusableStoreIsRefused();
+    void resultIsNotWrittenOverTheStore();
+    void failedFilesAreToldOnRequestOnly();
+    void namesAreUnicodeInAPlainEnvironment();
+    void folderNamedTwiceGivesEachFileOnce();
+    void storeServesTheNextRun();
+    void twoRunsAtATimeShareAStore();
+    void progressIsShownOnATerminalAndTakenAway();
+    void quietShowsNoProgress();
+    void everyPairOfTooManyFilesIsRefused();
+
+private:
+    QString path(const char* name) const
+    {
+        return media->filePath(QString::fromUtf8(name));
+    }
+
+    std::unique_ptr<testmedia::MediaFolder> media;
+    QString first;
+    QString second;
+};
+
+void TestQuorvelCli::initTestCase()
+{
+    media = std::make_unique<testmedia::MediaFolder>();
+    for (unsigned seed = 1; seed <= 3; ++seed) {
+        const testmedia::Tune tune{.seed = seed, .seconds = 10.0};
+        media->makeTune(QStringLiteral("first/%1.flac").arg(seed), tune);
+        media->makeTune(QStringLiteral("second/ünï %1.mp3").arg(seed), tune);
+    }
+    media->write(QStringLiteral("first/noise.ogg"), "no audio");
+    first = path("first");
+    second = path("second");
+}
+
+void TestQuorvelCli::init()
+{
+    QSettings(QStringLiteral("tandrik"), QStringLiteral("quorvel")).clear();
+}
+
+void TestQuorvelCli::sameRunGivesTheSameBytes()
+{
+    for (const char* format : {"tree", "json", "csv"}) {
+        const QString name = QString::fromLatin1(format);
+        const CliRun once =
+            runCli({first, second, QStringLiteral("-j1"), QStringLiteral("-f"), name});
+        const CliRun again =
+            runCli({second, first, QStringLiteral("-j8"), QStringLiteral("-f"), name});
+        QCOMPARE(once.exitStatus, 0);
+        QCOMPARE(once.errors, QByteArray());
+        QVERIFY(once.output.contains("2.flac"));
+        QCOMPARE(again.output, once.output);
+    }
+}
+
+void TestQuorvelCli::writtenFileIsWhatStandardOutputGets()
+{
+    const QString file = media->write(QStringLiteral("result.csv"), "an older result");
+    const QStringList arguments{first, QStringLiteral("-b"), second, QStringLiteral("-fcsv")};
+    const CliRun run = runCli(arguments + QStringList{QStringLiteral("-o"), file});
+    QCOMPARE(run.exitStatus, 0);
+    QCOMPARE(run.output, QByteArray());
+    QCOMPARE(contentOf(file), runCli(arguments).output);
+    QVERIFY(contentOf(file).startsWith("reference,"));
+}
+
+void TestQuorvelCli::wrongUsageExitsWithTwo()
+{
+    const CliRun run = runCli({QStringLiteral("-t"), QStringLiteral("many"), first});
+    QCOMPARE(run.exitStatus, 2);
+    QCOMPARE(run.output, QByteArray());
+    QVERIFY(run.errors.endsWith("Usage: quorvel-cli [options] FOLDER...\n"));
+    QCOMPARE(runCli({}).exitStatus, 2);
+    QCOMPARE(runCli({QStringLiteral("--version")}).exitStatus, 0);
+}
+
+void TestQuorvelCli::missingFolderExitsWithOneAfterTheRest_data()
+{
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<QByteArray>("message");
+    QTest::newRow("missing") << path("nowhere") << QByteArray("There is no folder");
+    QTest::newRow("file") << path("first/1.flac") << QByteArray("This is no folder");
+    if (::geteuid() != 0) {
+        QDir().mkpath(path("closed"));
+        QFile::setPermissions(path("closed"), {});
+        QTest::newRow("unreadable") << path("closed") << QByteArray("cannot be read");
+    }
+}
+
+void TestQuorvelCli::missingFolderExitsWithOneAfterTheRest()
+{
+    QFETCH(const QString, folder);
+    QFETCH(const QByteArray, message);
+    const CliRun whole = runCli({first, second, QStringLiteral("-fjson")});
+    const CliRun rest = runCli({first, folder, second, QStringLiteral("-fjson")});
+    QCOMPARE(rest.exitStatus, 1);
+    QCOMPARE(rest.output, whole.output);
+    QVERIFY2(rest.errors.contains(message) && rest.errors.contains(folder.toUtf8()),
+             rest.errors.constData());
+    const CliRun groupB =
+        runCli({first, QStringLiteral("-b"), folder, QStringLiteral("-b"), second});
+    QCOMPARE(groupB.exitStatus, 1);
+    QVERIFY(groupB.output.contains("3 duplicate audio files found."));
+}
+
+void TestQuorvelCli::thresholdIsTheStoredOneAsItStands_data()
+{
+    QTest::addColumn<QVariant>("stored");
+    QTest::addColumn<int>("threshold");
+    QTest::newRow("nothing stored") << QVariant() << 70;
+    QTest::newRow("number") << QVariant(85) << 85;
+    QTest::newRow("zero") << QVariant(0) << 0;
+    QTest::newRow("negative") << QVariant(-5) << -5;
+    QTest::newRow("above 100") << QVariant(101) << 101;
+    QTest::newRow("text") << QVariant(QStringLiteral("much")) << 0;
+}
+
+void TestQuorvelCli::thresholdIsTheStoredOneAsItStands()
+{
+    QFETCH(const QVariant, stored);
+    QFETCH(const int, threshold);
+    if (stored.isValid()) {
+        QSettings(QStringLiteral("tandrik"), QStringLiteral("quorvel"))
+            .setValue(QStringLiteral("similarity"), stored);
+    }
+    const CliRun run = runCli({first, second, QStringLiteral("-fjson")});
+    QCOMPARE(run.exitStatus, 0);
+    QCOMPARE(run.json()[QStringLiteral("threshold")].toInt(1000), threshold);
+    QCOMPARE(run.json()[QStringLiteral("groups")].toArray().isEmpty(), threshold > 100);
+    const CliRun given = runCli({first, second, QStringLiteral("-fjson"), QStringLiteral("-t42")});
+    QCOMPARE(given.json()[QStringLiteral("threshold")].toInt(), 42);
+}
+
+void TestQuorvelCli::nothingIsStoredInTheSettings()
+{
+    QCOMPARE(runCli({first, QStringLiteral("-t42")}).exitStatus, 0);
+    const QSettings settings(QStringLiteral("tandrik"), QStringLiteral("quorvel"));
+    QCOMPARE(settings.allKeys(), QStringList());
+}
+
+void TestQuorvelCli::outputThatCannotBeWrittenIsToldBeforeTheSearch_data()
+{
+    QTest::addColumn<QString>("output");
+    QTest::newRow("folder") << first;
+    QTest::newRow("missing folder") << first + QStringLiteral("/missing/result.csv");
+    QTest::newRow("device") << QStringLiteral("/dev/null");
+}
+
+void TestQuorvelCli::outputThatCannotBeWrittenIsToldBeforeTheSearch()
+{
+    QFETCH(const QString, output);
+    const QString store = path("unused.db");
+    const CliRun run =
+        runCli({first, QStringLiteral("-o"), output, QStringLiteral("--store"), store});
+    QCOMPARE(run.exitStatus, 3);
+    QVERIFY2(run.errors.contains("cannot be written"), run.errors.constData());
+    QVERIFY(!QFile::exists(store));
+    QVERIFY(QFileInfo(QStringLiteral("/dev/null")).size() == 0 &&
+            !QFileInfo(QStringLiteral("/dev/null")).isFile());
+}
+
+void TestQuorvelCli::fullStandardOutputIsAFailure()
+{
+    QProcess process;
+    process.setStandardOutputFile(QStringLiteral("/dev/full"));
+    startCli(process, {first, second});
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 3);
+    QVERIFY(process.readAllStandardError().contains("cannot be written"));
+}
+
+void TestQuorvelCli::unusableStoreIsRefused()
+{
+    const QString notes = media->write(QStringLiteral("notes.txt"), "My notes.");
+    const CliRun run = runCli({first, QStringLiteral("--store"), notes});
+    QCOMPARE(run.exitStatus, 3);
+    QCOMPARE(run.output, QByteArray());
+    QVERIFY(run.errors.contains("not a store"));
+    QCOMPARE(contentOf(notes), QByteArray("My notes."));
+}
+
+void TestQuorvelCli::resultIsNotWrittenOverTheStore()
+{
+    const QString store = path("result.db");
+    const QStringList arguments{first, QStringLiteral("--store"), store};
+    QCOMPARE(runCli(arguments).exitStatus, 0);
+    const QByteArray before = contentOf(store);
+    const CliRun run = runCli(arguments + QStringList{QStringLiteral("-o"), store});
+    QCOMPARE(run.exitStatus, 3);
+    QCOMPARE(contentOf(store), before);
+}
+
+void TestQuorvelCli::failedFilesAreToldOnRequestOnly()
+{
+    const QByteArray expected = "quorvel-cli: " + path("first/noise.ogg").toUtf8() +
+                                ": Could not open the input file (End of file)\n";
+    QCOMPARE(runCli({first}).errors, QByteArray());
+    QCOMPARE(runCli({first, QStringLiteral("-v")}).errors, expected);
+    QCOMPARE(runCli({first, QStringLiteral("-qv")}).errors, expected);
+    const CliRun run = runCli({first, QStringLiteral("-fjson")});
+    QCOMPARE(run.json()[QStringLiteral("failures")][0][QStringLiteral("reason")].toString(),
+             QStringLiteral("Could not open the input file (End of file)"));
+    QVERIFY(runCli({first}).output.endsWith("Files that could not be read as audio: 1\n"));
+}
+
+void TestQuorvelCli::namesAreUnicodeInAPlainEnvironment()
+{
+    QProcessEnvironment plain = QProcessEnvironment::systemEnvironment();
+    plain.remove(QStringLiteral("LANG"));
+    plain.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
+    const CliRun run = runCli({first, second, QStringLiteral("-fjson")}, {}, plain);
+    QCOMPARE(run.errors, QByteArray());
+    QCOMPARE(run.output, runCli({first, second, QStringLiteral("-fjson")}).output);
+    QVERIFY(run.output.contains("ünï 1.mp3"));
+}
+
+void TestQuorvelCli::folderNamedTwiceGivesEachFileOnce()
+{
+    const CliRun run = runCli({QStringLiteral("first"), QStringLiteral("./first/"), first,
+                               QStringLiteral("second/../first"), QStringLiteral("-fjson")},
+                              media->path());
+    QCOMPARE(run.json()[QStringLiteral("counts")][QStringLiteral("files")].toInt(), 4);
+    QVERIFY(run.unorderedPairs().isEmpty());
+}
+
+void TestQuorvelCli::storeServesTheNextRun()
+{
+    const QStringList arguments{first, second, QStringLiteral("-fjson"), QStringLiteral("--store"),
+                                path("store.db")};
+    const CliRun once = runCli(arguments);
+    QCOMPARE(once.exitStatus, 0);
+    // Unreadable files stand for "not read": as root they would be read nevertheless.
+    const QByteArray content = contentOf(path("first/1.flac"));
+    const auto time = QFileInfo(path("first/1.flac")).lastModified();
+    media->write(QStringLiteral("first/1.flac"), QByteArray(content.size(), 'x'));
+    QFile file(path("first/1.flac"));
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.setFileTime(time, QFileDevice::FileModificationTime));
+    file.close();
+    QCOMPARE(runCli(arguments).output, once.output);
+    media->write(QStringLiteral("first/1.flac"), content);
+}
+
+void TestQuorvelCli::twoRunsAtATimeShareAStore()
+{
+    const QString store = path("shared.db");
+    const QStringList arguments{first, second, QStringLiteral("-fjson"), QStringLiteral("--store"),
+                                store};
+    QProcess one;
+    QProcess two;
+    startCli(one, arguments);
+    startCli(two, arguments);
+    QVERIFY(one.waitForFinished() && two.waitForFinished());
+    QCOMPARE(one.exitCode(), 0);
+    QCOMPARE(two.exitCode(), 0);
+    const QByteArray expected = runCli({first, second, QStringLiteral("-fjson")}).output;
+    QCOMPARE(one.readAllStandardOutput(), expected);
+    QCOMPARE(two.readAllStandardOutput(), expected);
+    QCOMPARE(runCli(arguments).output, expected);
+}
+
+void TestQuorvelCli::progressIsShownOnATerminalAndTakenAway()
+{
+    const QByteArray shown =
+        onATerminal({first, second, QStringLiteral("-o"), path("progress.txt")});
+    QVERIFY2(shown.contains("Listing files"), shown.constData());
+    QVERIFY2(shown.contains("Fingerprinting: 0 of 7 files"), shown.constData());
+    QVERIFY2(shown.contains("Comparing: 0 of 7 files"), shown.constData());
+    QVERIFY2(shown.endsWith("\r\033[K"), shown.constData());
+}
+
+void TestQuorvelCli::quietShowsNoProgress()
+{
+    QCOMPARE(onATerminal({first, QStringLiteral("-q"), QStringLiteral("-o"), path("progress.txt")}),
+             QByteArray());
+}
+
+void TestQuorvelCli::everyPairOfTooManyFilesIsRefused()
+{
+    QDir().mkpath(path("many"));
+    const QString many = path("many");
+    for (int i = 0; i < 20001; ++i) {
+        QFile file(many + QStringLiteral("/%1.mp3").arg(i));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+    }
+    const CliRun run = runCli({many, QStringLiteral("-t0")});
+    QCOMPARE(run.exitStatus, 3);
+    QVERIFY2(run.errors.contains("20001 files"), run.errors.constData());
+    QVERIFY(QFile::remove(many + QStringLiteral("/0.mp3")));
+}
+
+QTEST_GUILESS_MAIN(TestQuorvelCli)
+#include "tst_quorvelcli.moc"

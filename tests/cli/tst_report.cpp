@@ -1,0 +1,264 @@
+#include "cli/report.h"
+
+#include <QBuffer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using cli::Format;
+using cli::Report;
+
+namespace {
+
+/** Two groups, one failure, and names that need quoting. */
+Report sampleReport()
+{
+    Report report;
+    report.threshold = 70;
+    report.fileCount = 6;
+    report.duplicates = {
+        {QStringLiteral("/m/a.flac"),
+         {{QStringLiteral("/m/b, \"live\".mp3"), 97}, {QStringLiteral("/m/line\nbreak.ogg"), 100}}},
+        {QStringLiteral("/m/ünï \U0001F3B5.wav"), {{QStringLiteral("/m/z.wav"), 70}}}};
+    report.audioInfo = {{QStringLiteral("/m/a.flac"), {225900, 44100, 2}},
+                        {QStringLiteral("/m/b, \"live\".mp3"), {226000, 48000, 1}},
+                        {QStringLiteral("/m/line\nbreak.ogg"), {-1, 192000, 16}},
+                        {QStringLiteral("/m/ünï \U0001F3B5.wav"), {3723456, 8000, 2}},
+                        {QStringLiteral("/m/z.wav"), {3720000, 8000, 2}}};
+    report.failures = {{QStringLiteral("/m/noise.mp3"),
+                        QStringLiteral("Could not open the input file (Invalid \"argument\")")}};
+    return report;
+}
+
+QByteArray written(const Report& report, Format format)
+{
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    cli::ReportSink sink(buffer);
+    return cli::writeReport(sink, report, format) ? buffer.data() : QByteArray();
+}
+
+/** Takes as many bytes as it has room for. */
+class FullDisk : public QIODevice
+{
+public:
+    explicit FullDisk(qint64 room)
+        : m_room(room)
+    {
+        open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+    }
+
+protected:
+    qint64 readData(char*, qint64) override
+    {
+        return -1;
+    }
+    qint64 writeData(const char*, qint64 size) override
+    {
+        const qint64 taken = std::min(size, m_room);
+        m_room -= taken;
+        return taken > 0 ? taken : -1;
+    }
+
+private:
+    qint64 m_room;
+};
+
+void addFormats()
+{
+    QTest::addColumn<Format>("format");
+    QTest::newRow("tree") << Format::Tree;
+    QTest::newRow("json") << Format::Json;
+    QTest::newRow("csv") << Format::Csv;
+}
+
+} // namespace
+Q_DECLARE_METATYPE(cli::Format)
+
+class TestReport : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void treeListsDuplicatesBelowTheirReference();
+    void treeOfNothingSaysSo();
+    void csvHasARowForEachDuplicateAndFailure();
+    void jsonCarriesEverything();
+    void jsonFollowsItsSchema_data();
+    void jsonFollowsItsSchema();
+    void schemaRefusesOtherJson();
+    void deviceThatTakesNoMoreIsNoticed_data();
+    void deviceThatTakesNoMoreIsNoticed();
+    void stopEndsTheWriting_data();
+    void stopEndsTheWriting();
+
+private:
+    /** What the validator says of \a json; empty when it has no objection. */
+    QByteArray objection(const QByteArray& json) const;
+};
+
+void TestReport::treeListsDuplicatesBelowTheirReference()
+{
+    QCOMPARE(QString::fromUtf8(written(sampleReport(), Format::Tree)),
+             QString::fromUtf8("      00:03:45   44100 Hz   2 ch  /m/a.flac\n"
+                               "     97%  00:03:46   48000 Hz   1 ch  /m/b, \"live\".mp3\n"
+                               "    100%  00:00:00  192000 Hz  16 ch  /m/line?break.ogg\n"
+                               "\n"
+                               "      01:02:03    8000 Hz   2 ch  /m/ünï \U0001F3B5.wav\n"
+                               "     70%  01:02:00    8000 Hz   2 ch  /m/z.wav\n"
+                               "\n"
+                               "3 duplicate audio files found.\n"
+                               "Files that could not be read as audio: 1\n"));
+}
+
+void TestReport::treeOfNothingSaysSo()
+{
+    QCOMPARE(written({}, Format::Tree), QByteArray("No duplicate audio files found.\n"
+                                                   "Files that could not be read as audio: 0\n"));
+}
+
+void TestReport::csvHasARowForEachDuplicateAndFailure()
+{
+    QCOMPARE(QString::fromUtf8(written(sampleReport(), Format::Csv)),
+             QString::fromUtf8(
+                 "reference,path,similarity,durationMs,sampleRateHz,channels,"
+                 "referenceDurationMs,referenceSampleRateHz,referenceChannels,failure\r\n"
+                 "/m/a.flac,\"/m/b, \"\"live\"\".mp3\",97,226000,48000,1,225900,44100,2,\r\n"
+                 "/m/a.flac,\"/m/line\nbreak.ogg\",100,-1,192000,16,225900,44100,2,\r\n"
+                 "/m/ünï \U0001F3B5.wav,/m/z.wav,70,3720000,8000,2,3723456,8000,2,\r\n"
+                 ",/m/noise.mp3,,,,,,,,\"Could not open the input file (Invalid "
+                 "\"\"argument\"\")\"\r\n"));
+}
+
+void TestReport::jsonCarriesEverything()
+{
+    Report report = sampleReport();
+    report.betweenGroups = true;
+    const QJsonObject expected{
+        {QStringLiteral("version"), 1},
+        {QStringLiteral("mode"), QStringLiteral("Between groups")},
+        {QStringLiteral("threshold"), 70},
+        {QStringLiteral("groups"),
+         QJsonDocument::fromJson(
+             R"([{"reference": {"path": "/m/a.flac", "durationMs": 225900, "sampleRateHz": 44100,
+                                "channels": 2},
+                  "duplicates": [{"path": "/m/b, \"live\".mp3", "similarity": 97,
+                                  "durationMs": 226000, "sampleRateHz": 48000, "channels": 1},
+                                 {"path": "/m/line\nbreak.ogg", "similarity": 100,
+                                  "durationMs": -1, "sampleRateHz": 192000, "channels": 16}]},
+                 {"reference": {"path": "/m/\u00fcn\u00ef \ud83c\udfb5.wav", "durationMs": 3723456,
+                                "sampleRateHz": 8000, "channels": 2},
+                  "duplicates": [{"path": "/m/z.wav", "similarity": 70, "durationMs": 3720000,
+                                  "sampleRateHz": 8000, "channels": 2}]}])")
+             .array()},
+        {QStringLiteral("failures"),
+         QJsonArray{QJsonObject{
+             {QStringLiteral("path"), QStringLiteral("/m/noise.mp3")},
+             {QStringLiteral("reason"),
+              QStringLiteral("Could not open the input file (Invalid \"argument\")")}}}},
+        {QStringLiteral("counts"), QJsonObject{{QStringLiteral("files"), 6},
+                                               {QStringLiteral("failures"), 1},
+                                               {QStringLiteral("groups"), 2},
+                                               {QStringLiteral("duplicates"), 3}}}};
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(written(report, Format::Json), &error);
+    QCOMPARE(error.error, QJsonParseError::NoError);
+    QCOMPARE(document.object(), expected);
+    report.betweenGroups = false;
+    QCOMPARE(QJsonDocument::fromJson(written(report, Format::Json))
+                 .object()[QStringLiteral("mode")]
+                 .toString(),
+             QStringLiteral("Within group"));
+}
+
+QByteArray TestReport::objection(const QByteArray& json) const
+{
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(QStringLiteral("result.json")));
+    if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size()) {
+        return "cannot write";
+    }
+    file.close();
+    QProcess validator;
+    validator.setProcessChannelMode(QProcess::MergedChannels);
+    validator.start(QStringLiteral("/usr/bin/python3"),
+                    {QStringLiteral("-c"),
+                     QStringLiteral("import json, jsonschema, sys\n"
+                                    "schema = json.load(open(sys.argv[1]))\n"
+                                    "jsonschema.Draft202012Validator.check_schema(schema)\n"
+                                    "jsonschema.Draft202012Validator(schema).validate("
+                                    "json.load(open(sys.argv[2])))\n"),
+                     QStringLiteral(QUORVEL_SOURCE_DIR "/docs/quorvel-cli.schema.json"),
+                     file.fileName()});
+    if (!validator.waitForFinished()) {
+        return "no validator";
+    }
+    return validator.exitCode() == 0 ? QByteArray() : validator.readAll() + "refused";
+}
+
+void TestReport::jsonFollowsItsSchema_data()
+{
+    QTest::addColumn<bool>("empty");
+    QTest::newRow("nothing found") << true;
+    QTest::newRow("something found") << false;
+}
+
+void TestReport::jsonFollowsItsSchema()
+{
+    QFETCH(const bool, empty);
+    const QByteArray json = written(empty ? Report() : sampleReport(), Format::Json);
+    QVERIFY(!json.isEmpty());
+    QCOMPARE(objection(json), QByteArray());
+}
+
+void TestReport::schemaRefusesOtherJson()
+{
+    QByteArray json = written(sampleReport(), Format::Json);
+    QVERIFY(objection(QByteArray(json).replace("\"similarity\":97", "\"similarity\":197"))
+                .contains("refused"));
+    QVERIFY(objection(QByteArray(json).replace("\"counts\"", "\"numbers\"")).contains("refused"));
+}
+
+void TestReport::deviceThatTakesNoMoreIsNoticed_data()
+{
+    addFormats();
+}
+
+void TestReport::deviceThatTakesNoMoreIsNoticed()
+{
+    QFETCH(const Format, format);
+    const Report report = sampleReport();
+    const qint64 size = written(report, format).size();
+    QVERIFY(size > 100);
+    for (const qint64 room : {qint64(0), qint64(20), size / 2, size - 1}) {
+        FullDisk disk(room);
+        cli::ReportSink sink(disk);
+        QVERIFY(!cli::writeReport(sink, report, format));
+    }
+    FullDisk disk(size);
+    cli::ReportSink sink(disk);
+    QVERIFY(cli::writeReport(sink, report, format));
+}
+
+void TestReport::stopEndsTheWriting_data()
+{
+    addFormats();
+}
+
+void TestReport::stopEndsTheWriting()
+{
+    QFETCH(const Format, format);
+    std::stop_source stop;
+    stop.request_stop();
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    cli::ReportSink sink(buffer, stop.get_token());
+    QVERIFY(!cli::writeReport(sink, sampleReport(), format));
+    QVERIFY(buffer.data().isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestReport)
+#include "tst_report.moc"
