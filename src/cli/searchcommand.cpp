@@ -61,6 +61,18 @@ QString absoluteFolder(const QString& folder)
     return goesUp ? info.canonicalFilePath() : QDir::cleanPath(info.absoluteFilePath());
 }
 
+/** Whether both names are of one file, which need not exist yet. */
+bool isSameFile(const QString& first, const QString& second)
+{
+    const auto resolved = [](const QString& name) {
+        const QFileInfo info(name);
+        return info.exists()
+                   ? info.canonicalFilePath()
+                   : info.absoluteDir().canonicalPath() + QLatin1Char('/') + info.fileName();
+    };
+    return resolved(first) == resolved(second);
+}
+
 /** One search, from the folders to the written result. */
 class Search
 {
@@ -117,7 +129,7 @@ private:
             throw SearchFailure{problem};
         }
         if (!m_options.storeFile.isEmpty() && !m_options.outputFile.isEmpty() &&
-            QFileInfo(m_options.storeFile) == QFileInfo(m_options.outputFile)) {
+            isSameFile(m_options.storeFile, m_options.outputFile)) {
             throw SearchFailure{QStringLiteral("The result would be written over the store.")};
         }
     }

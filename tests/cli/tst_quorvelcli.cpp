@@ -76,6 +76,7 @@ private Q_SLOTS:
     void fullStandardOutputIsAFailure();
     void unusableStoreIsRefused();
     void resultIsNotWrittenOverTheStore();
+    void storeAndResultMayBothBeNew();
     void failedFilesAreToldOnRequestOnly();
     void namesAreUnicodeInAPlainEnvironment();
     void folderNamedTwiceGivesEachFileOnce();
@@ -264,6 +265,20 @@ void TestQuorvelCli::resultIsNotWrittenOverTheStore()
     const CliRun run = runCli(arguments + QStringList{QStringLiteral("-o"), store});
     QCOMPARE(run.exitStatus, 3);
     QCOMPARE(contentOf(store), before);
+    const QString neither = path("neither.db");
+    QCOMPARE(runCli({first, QStringLiteral("--store"), neither, QStringLiteral("-o"), neither})
+                 .exitStatus,
+             3);
+    QVERIFY(!QFile::exists(neither));
+}
+
+void TestQuorvelCli::storeAndResultMayBothBeNew()
+{
+    const CliRun run = runCli(
+        {first, QStringLiteral("--store"), path("new.db"), QStringLiteral("-o"), path("new.txt")});
+    QCOMPARE(run.errors, QByteArray());
+    QCOMPARE(run.exitStatus, 0);
+    QVERIFY(QFile::exists(path("new.db")) && QFile::exists(path("new.txt")));
 }
 
 void TestQuorvelCli::failedFilesAreToldOnRequestOnly()
