@@ -1,76 +1,34 @@
 // Prints how long the window's event loop stalls during a run, and how quickly a run is cancelled.
 // Usage: window_benchmark [number of files, 500 unless given]
 
-#include "app/mainwindow.h"
+#include "windowdriver.h"
 
 #include <QApplication>
-#include <QComboBox>
-#include <QDataStream>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLabel>
-#include <QListWidget>
-#include <QPushButton>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTextStream>
-#include <QTimer>
-#include <QtMath>
 
 #include <algorithm>
 #include <chrono>
-#include <functional>
 #include <random>
 
 namespace {
 
+using benchmarks::compareWithinGroup;
+using benchmarks::find;
+using benchmarks::spinUntil;
+using benchmarks::StallMeter;
+using benchmarks::wavHeader;
+using benchmarks::writeTune;
 using std::chrono::milliseconds;
 
 QTextStream& out()
 {
     static QTextStream stream(stdout);
     return stream;
-}
-
-/** A mono PCM WAV header that announces \a dataBytes of samples. */
-QByteArray wavHeader(quint32 sampleRateHz, quint16 bitsPerSample, quint32 dataBytes)
-{
-    QByteArray header;
-    QDataStream stream(&header, QIODevice::WriteOnly);
-    stream.setByteOrder(QDataStream::LittleEndian);
-    const quint32 bytesPerSecond = sampleRateHz * bitsPerSample / 8;
-    stream.writeRawData("RIFF", 4);
-    stream << quint32(dataBytes + 36);
-    stream.writeRawData("WAVEfmt ", 8);
-    stream << quint32(16) << quint16(1) << quint16(1) << sampleRateHz << bytesPerSecond
-           << quint16(bitsPerSample / 8) << bitsPerSample;
-    stream.writeRawData("data", 4);
-    stream << dataBytes;
-    return header;
-}
-
-/** Ten seconds of a random melody. */
-bool writeTune(const QString& path, unsigned seed)
-{
-    constexpr quint32 kSampleRateHz = 11025;
-    constexpr quint32 kSeconds = 10;
-    constexpr quint32 kSamplesPerNote = kSampleRateHz / 4;
-    std::mt19937 random(seed);
-    QByteArray samples;
-    QDataStream stream(&samples, QIODevice::WriteOnly);
-    stream.setByteOrder(QDataStream::LittleEndian);
-    double frequencyHz = 0;
-    for (quint32 i = 0; i < kSampleRateHz * kSeconds; ++i) {
-        if (i % kSamplesPerNote == 0) {
-            frequencyHz = 110.0 * std::pow(2.0, static_cast<double>(random() % 36) / 12.0);
-        }
-        const double phase = 2 * M_PI * frequencyHz * i / kSampleRateHz;
-        stream << qint16(8000 * qSin(phase) + 4000 * qSin(2 * phase) + 2000 * qSin(3 * phase));
-    }
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) &&
-           file.write(wavHeader(kSampleRateHz, 16, static_cast<quint32>(samples.size())) +
-                      samples) > 0;
 }
 
 /** A file of ten hours whose silence takes no room on the disk. */
@@ -82,58 +40,6 @@ bool writeTenHours(const QString& path)
     const QByteArray header = wavHeader(kSampleRateHz, 16, kBytes);
     return file.open(QIODevice::WriteOnly) && file.write(header) == header.size() &&
            file.resize(qint64(kBytes) + header.size());
-}
-
-/** The longest time between two turns of the event loop. */
-class StallMeter : public QObject
-{
-public:
-    StallMeter()
-    {
-        connect(&m_timer, &QTimer::timeout, this,
-                [this] { m_longestMs = std::max(m_longestMs, m_sinceLast.restart()); });
-        m_timer.start(0);
-        m_sinceLast.start();
-    }
-    void restart()
-    {
-        m_longestMs = 0;
-        m_sinceLast.restart();
-    }
-    qint64 longestMs() const
-    {
-        return m_longestMs;
-    }
-
-private:
-    QTimer m_timer;
-    QElapsedTimer m_sinceLast;
-    qint64 m_longestMs = 0;
-};
-
-template <typename T> T* find(const MainWindow& window, const char* name)
-{
-    return window.findChild<T*>(QString::fromLatin1(name));
-}
-
-bool spinUntil(const std::function<bool()>& condition, milliseconds limit)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.hasExpired(limit.count())) {
-            return false;
-        }
-        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-    return true;
-}
-
-void compareWithinGroup(MainWindow& window, const QString& folder)
-{
-    find<QComboBox>(window, "comparisonModeSelector")->setCurrentIndex(1);
-    find<QListWidget>(window, "folderListGroupA")->addItem(folder);
-    find<QPushButton>(window, "compareButton")->click();
 }
 
 void measureStalls(MainWindow& window, int fileCount)

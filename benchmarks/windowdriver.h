@@ -1,0 +1,62 @@
+#pragma once
+
+#include "app/mainwindow.h"
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <chrono>
+#include <functional>
+
+/** What the benchmarks of the real window have in common. Thread: GUI thread only. */
+namespace benchmarks {
+
+/** A mono PCM WAV header that announces \a dataBytes of samples. */
+QByteArray wavHeader(quint32 sampleRateHz, quint16 bitsPerSample, quint32 dataBytes);
+
+/** Writes a WAV file of a random melody. False if it could not be written. */
+bool writeTune(const QString& path, unsigned seed, quint32 seconds = 10);
+
+/** Processes events until \a condition holds. False if that takes longer than \a limit. */
+bool spinUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit);
+
+/** The object of the window named \a name. */
+template <typename T> T* find(const MainWindow& window, const char* name)
+{
+    return window.findChild<T*>(QString::fromLatin1(name));
+}
+
+/** Adds \a folder to Group A, chooses "Within group" and presses "Find duplicates". */
+void compareWithinGroup(const MainWindow& window, const QString& folder);
+
+/** The longest time between two turns of the event loop. */
+class StallMeter : public QObject
+{
+public:
+    StallMeter()
+    {
+        connect(&m_timer, &QTimer::timeout, this,
+                [this] { m_longestMs = std::max(m_longestMs, m_sinceLast.restart()); });
+        m_timer.start(0);
+        m_sinceLast.start();
+    }
+    void restart()
+    {
+        m_longestMs = 0;
+        m_sinceLast.restart();
+    }
+    qint64 longestMs() const
+    {
+        return m_longestMs;
+    }
+
+private:
+    QTimer m_timer;
+    QElapsedTimer m_sinceLast;
+    qint64 m_longestMs = 0;
+};
+
+} // namespace benchmarks
