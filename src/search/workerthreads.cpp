@@ -10,7 +10,17 @@ WorkerThreads::WorkerThreads(int count, const Work& work)
 {
     m_threads.reserve(static_cast<std::size_t>(m_running));
     for (int i = 0, all = m_running; i < all; ++i) {
-        m_threads.emplace_back([this, work] { run(work); });
+        try {
+            m_threads.emplace_back([this, work] { run(work); });
+        } catch (const std::exception&) {
+            if (m_threads.empty()) {
+                throw;
+            }
+            // Those that run do the work as well, only later; ending here would wait for them, too.
+            const std::scoped_lock lock(m_mutex);
+            m_running -= all - i;
+            break;
+        }
     }
 }
 

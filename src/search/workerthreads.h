@@ -21,8 +21,9 @@ public:
     using Work = std::function<void(WorkerThreads&)>;
 
     /**
-     * Starts \a count threads, at least one, that call \a work once each.
-     * Errors: throws std::system_error when a thread cannot be started.
+     * Starts \a count threads, at least one, that call \a work once each; fewer where the system
+     * does not give so many.
+     * Errors: throws std::system_error or std::bad_alloc when not even one can be started.
      */
     WorkerThreads(int count, const Work& work);
 

@@ -1,17 +1,12 @@
 #include "compare/comparisonworklist.h"
+#include "support/addressspacelimit.h"
 #include "support/media.h"
 #include "support/standardstreams.h"
 #include "support/windowfixture.h"
 
-#include <QFile>
 #include <QProgressBar>
 #include <QStatusBar>
 #include <QTest>
-
-#ifdef Q_OS_LINUX
-#include <sys/resource.h>
-#include <unistd.h>
-#endif
 
 namespace {
 
@@ -21,39 +16,6 @@ void writeBrokenFiles(const testmedia::MediaFolder& folder, int count)
         folder.write(QStringLiteral("%1.wav").arg(i), "not music");
     }
 }
-
-#ifdef Q_OS_LINUX
-/** Lets the process take \a bytes more of address space than it has, for its lifetime. */
-class AddressSpaceLimit
-{
-public:
-    explicit AddressSpaceLimit(rlim_t bytes)
-    {
-        QFile statistics(QStringLiteral("/proc/self/statm"));
-        const bool opened = statistics.open(QIODevice::ReadOnly);
-        const rlim_t pages = statistics.readAll().split(' ').value(0).toULongLong();
-        m_holds = opened && getrlimit(RLIMIT_AS, &m_before) == 0;
-        rlimit limit = m_before;
-        limit.rlim_cur = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + bytes;
-        m_holds = m_holds && setrlimit(RLIMIT_AS, &limit) == 0;
-    }
-    ~AddressSpaceLimit()
-    {
-        setrlimit(RLIMIT_AS, &m_before);
-    }
-    AddressSpaceLimit(const AddressSpaceLimit&) = delete;
-    AddressSpaceLimit& operator=(const AddressSpaceLimit&) = delete;
-
-    bool holds() const
-    {
-        return m_holds;
-    }
-
-private:
-    rlimit m_before{};
-    bool m_holds = false;
-};
-#endif
 
 } // namespace
 
@@ -127,7 +89,7 @@ void TestMainWindowMemory::tooLittleMemoryIsSaidInTheStatusBar()
 
 void TestMainWindowMemory::memoryThatCannotBeHadAfterAllIsSaidInTheStatusBar()
 {
-#if !defined(Q_OS_LINUX) || defined(__SANITIZE_ADDRESS__)
+#ifdef __SANITIZE_ADDRESS__
     QSKIP("the address space cannot be limited here");
 #else
     // 72 million pairs take 576 MB, and everything else but a few.
@@ -138,7 +100,7 @@ void TestMainWindowMemory::memoryThatCannotBeHadAfterAllIsSaidInTheStatusBar()
     writeBrokenFiles(many, kFiles);
     fixture->setMode(1);
     fixture->listFolder('A', many.path());
-    const AddressSpaceLimit limit(kLimitBytes);
+    const support::AddressSpaceLimit limit(kLimitBytes);
     QVERIFY(limit.holds());
     QVERIFY(fixture->click("compareButton"));
     const auto* bar = fixture->find<QStatusBar>("statusbar");

@@ -1,4 +1,5 @@
 #include "search/workerthreads.h"
+#include "support/addressspacelimit.h"
 
 #include <QTest>
 
@@ -16,6 +17,7 @@ class TestWorkerThreads : public QObject
 private Q_SLOTS:
     void everyThreadRunsTheFunctionOnce();
     void fewerThanOneAreOne();
+    void threadsThatCannotBeStartedAreDoneWithout();
     void waitingEndsWhenWoken();
     void waitingEndsAtItsTimeout();
     void firstExceptionIsThrownOnceAllHaveReturned();
@@ -37,6 +39,33 @@ void TestWorkerThreads::fewerThanOneAreOne()
     WorkerThreads threads(0, [&calls](WorkerThreads&) { ++calls; });
     QVERIFY(threads.waitFor(10s));
     QCOMPARE(calls.load(), 1);
+}
+
+void TestWorkerThreads::threadsThatCannotBeStartedAreDoneWithout()
+{
+#ifdef __SANITIZE_ADDRESS__
+    QSKIP("the address space cannot be limited here");
+#else
+    // Room for the stacks of some threads, but not of all.
+    constexpr int kThreads = 1000;
+    const support::AddressSpaceLimit limit(rlim_t{512} << 20);
+    QVERIFY(limit.holds());
+    std::atomic<int> calls = 0;
+    std::atomic<bool> release = false;
+    const auto work = [&](WorkerThreads&) {
+        ++calls;
+        release.wait(false);
+    };
+    // Without this, the threads that wait would keep a constructor that fails from returning.
+    const std::jthread releasing([&] {
+        std::this_thread::sleep_for(200ms);
+        release = true;
+        release.notify_all();
+    });
+    WorkerThreads threads(kThreads, work);
+    QVERIFY(threads.waitFor(1h));
+    QVERIFY2(calls > 0 && calls < kThreads, qPrintable(QString::number(calls)));
+#endif
 }
 
 void TestWorkerThreads::waitingEndsWhenWoken()
