@@ -5,7 +5,9 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <langinfo.h>
+#include <unistd.h>
 
 namespace {
 
@@ -21,10 +23,27 @@ void requireUtf8Locale()
     }
 }
 
+/**
+ * Takes the numbers of standard streams that are closed, as some jobs start with: the next file
+ * opened would get them, and with them what is written to the stream.
+ */
+void keepStandardStreamsApart()
+{
+    int descriptor = 0;
+    do {
+        // Nothing can be written to what is only open for reading, which is what closed means.
+        descriptor = ::open("/dev/null", O_RDONLY);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor > STDERR_FILENO) {
+        ::close(descriptor);
+    }
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
 {
+    keepStandardStreamsApart();
     requireUtf8Locale();
     const QCoreApplication application(argc, argv);
     return cli::run(QCoreApplication::arguments());

@@ -74,6 +74,7 @@ private Q_SLOTS:
     void outputThatCannotBeWrittenIsToldBeforeTheSearch_data();
     void outputThatCannotBeWrittenIsToldBeforeTheSearch();
     void fullStandardOutputIsAFailure();
+    void closedStandardStreamsAreNotMixedUp();
     void unusableStoreIsRefused();
     void resultIsNotWrittenOverTheStore();
     void storeAndResultMayBothBeNew();
@@ -244,6 +245,26 @@ void TestQuorvelCli::fullStandardOutputIsAFailure()
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitCode(), 3);
     QVERIFY(process.readAllStandardError().contains("cannot be written"));
+}
+
+void TestQuorvelCli::closedStandardStreamsAreNotMixedUp()
+{
+    const QString result = path("closed.json");
+    QProcess process;
+    process.setChildProcessModifier([] {
+        ::close(STDIN_FILENO);
+        ::close(STDOUT_FILENO);
+        ::close(STDERR_FILENO);
+    });
+    // With a message for standard error, which must not end up in anything that was opened.
+    startCli(process, {first, path("nowhere"), QStringLiteral("-fjson"), QStringLiteral("-o"),
+                       result, QStringLiteral("--store"), path("closed.db")});
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 1);
+    QCOMPARE(contentOf(result), runCli({first, QStringLiteral("-fjson")}).output);
+    startCli(process, {first});
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 3);
 }
 
 void TestQuorvelCli::unusableStoreIsRefused()
