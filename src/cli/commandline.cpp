@@ -4,6 +4,8 @@
 #include <QCommandLineParser>
 #include <QThread>
 
+#include <algorithm>
+
 namespace cli {
 
 namespace {
@@ -19,6 +21,18 @@ struct WrongUsage
 {
     QString reason;
 };
+
+/** \a name so that it is a file's: Qt takes a colon in front for what is built into a program. */
+QString asFileName(const QString& name)
+{
+    return name.startsWith(QLatin1Char(':')) ? QLatin1String("./") + name : name;
+}
+
+QStringList asFileNames(QStringList names)
+{
+    std::transform(names.cbegin(), names.cend(), names.begin(), asFileName);
+    return names;
+}
 
 /** The options, under the names that they are looked up by. */
 class Parser
@@ -57,8 +71,8 @@ private:
     Options options() const
     {
         Options options;
-        options.folders = m_parser.positionalArguments();
-        options.against = m_parser.values(against);
+        options.folders = asFileNames(m_parser.positionalArguments());
+        options.against = asFileNames(m_parser.values(against));
         if (options.folders.isEmpty()) {
             throw WrongUsage{QStringLiteral("No FOLDER is given.")};
         }
@@ -115,7 +129,7 @@ private:
             throw WrongUsage{
                 QStringLiteral("--%1 takes a file name.").arg(option.names().constLast())};
         }
-        return name;
+        return asFileName(name);
     }
 
     static QString tree()

@@ -81,6 +81,7 @@ private Q_SLOTS:
     void failedFilesAreToldOnRequestOnly();
     void namesAreUnicodeInAPlainEnvironment();
     void folderNamedTwiceGivesEachFileOnce();
+    void namesThatBeginWithAColonAreFiles();
     void storeServesTheNextRun();
     void twoRunsAtATimeShareAStore();
     void progressIsShownOnATerminalAndTakenAway();
@@ -333,6 +334,22 @@ void TestQuorvelCli::folderNamedTwiceGivesEachFileOnce()
                               media->path());
     QCOMPARE(run.json()[QStringLiteral("counts")][QStringLiteral("files")].toInt(), 4);
     QVERIFY(run.unorderedPairs().isEmpty());
+}
+
+void TestQuorvelCli::namesThatBeginWithAColonAreFiles()
+{
+    const QString folder = path("colon");
+    QVERIFY(QDir().mkpath(folder));
+    QVERIFY(QFile::link(first, folder + QStringLiteral("/:first")));
+    const CliRun run =
+        runCli({QStringLiteral(":first"), QStringLiteral("-b"), QStringLiteral(":first"),
+                QStringLiteral("-o"), QStringLiteral(":result"), QStringLiteral("--store"),
+                QStringLiteral(":memory:")},
+               folder);
+    QCOMPARE(run.errors, QByteArray());
+    QCOMPARE(run.exitStatus, 0);
+    QVERIFY(contentOf(folder + QStringLiteral("/:result")).contains("files found"));
+    QVERIFY(contentOf(folder + QStringLiteral("/:memory:")).startsWith("SQLite"));
 }
 
 void TestQuorvelCli::storeServesTheNextRun()
