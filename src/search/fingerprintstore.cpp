@@ -139,7 +139,7 @@ void FingerprintStore::open(const QString& fileName)
             fail(QStringLiteral("it is not a store of fingerprints, or it is damaged"));
         }
         if (number(kVersionOffset) > kVersion) {
-            fail(QStringLiteral("it was made by a newer version of this program"));
+            failAsNewer();
         }
     }
     if (info.exists() && !info.isWritable()) {
@@ -168,6 +168,10 @@ void FingerprintStore::createOrCheck()
         return;
     }
     execute(QStringLiteral("ROLLBACK"));
+    // What is in a write-ahead log does not stand in the file yet, whose version looked right.
+    if (value(QStringLiteral("PRAGMA user_version")).toLongLong() > kVersion) {
+        failAsNewer();
+    }
     checkDamage();
 }
 
@@ -287,6 +291,11 @@ void FingerprintStore::execute(QSqlQuery& query)
     if (!query.exec()) {
         fail(reasonOf(query.lastError()));
     }
+}
+
+void FingerprintStore::failAsNewer() const
+{
+    fail(QStringLiteral("it was made by a newer version of this program"));
 }
 
 void FingerprintStore::fail(const QString& reason) const

@@ -94,6 +94,7 @@ private:
     void execute(const QString& statement);
     QVariant value(const QString& statement);
     void execute(QSqlQuery& query);
+    [[noreturn]] void failAsNewer() const;
     [[noreturn]] void fail(const QString& reason) const;
 
     QString m_fileName;

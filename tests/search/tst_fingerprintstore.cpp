@@ -81,6 +81,7 @@ private Q_SLOTS:
     void damagedPageIsRefusedAndUntouched();
     void truncatedStoreIsRefusedAndUntouched();
     void newerVersionIsRefusedAndUntouched();
+    void newerVersionInAWriteAheadLogIsRefused();
     void otherTableIsRefused();
     void emptyFileBecomesAStore();
     void folderAndMissingFolderAreRefused();
@@ -265,6 +266,24 @@ void TestFingerprintStore::newerVersionIsRefusedAndUntouched()
     makeLargeStore();
     runSql(path(), {QStringLiteral("PRAGMA user_version = 2")});
     QVERIFY(isRefused("newer version"));
+}
+
+void TestFingerprintStore::newerVersionInAWriteAheadLogIsRefused()
+{
+    makeLargeStore();
+    {
+        QSqlDatabase newer =
+            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("newer"));
+        newer.setDatabaseName(path());
+        QVERIFY(newer.open());
+        QVERIFY(QSqlQuery(newer).exec(QStringLiteral("PRAGMA journal_mode = WAL")));
+        const QByteArray before = contentOf(path());
+        QVERIFY(QSqlQuery(newer).exec(QStringLiteral("PRAGMA user_version = 2")));
+        QCOMPARE(contentOf(path()), before);
+        QVERIFY_EXCEPTION_THROWN(FingerprintStore{path()}, StoreError);
+        QCOMPARE(contentOf(path()), before);
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("newer"));
 }
 
 void TestFingerprintStore::otherTableIsRefused()
