@@ -1,5 +1,8 @@
 #include "cli/outputfile.h"
 
+#include "fingerprint/audiofilediscovery.h"
+
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
@@ -13,6 +16,14 @@ namespace {
 QString problem(const QString& fileName, const QString& reason)
 {
     return QStringLiteral("The result cannot be written to %1: %2").arg(fileName, reason);
+}
+
+/** Whether a search would take \a file, which is there, or what it links to, for audio. */
+bool isAudioFile(const QFileInfo& file)
+{
+    const QStringList& patterns = fingerprint::audioFileNamePatterns();
+    return QDir::match(patterns, file.fileName()) ||
+           QDir::match(patterns, QFileInfo(file.canonicalFilePath()).fileName());
 }
 
 QString writeToStandardOutput(const Report& report, Format format, const std::stop_token& stop)
@@ -37,6 +48,10 @@ QString outputProblem(const QString& fileName)
     const QFileInfo info(fileName);
     if (info.exists() && !info.isFile()) {
         return problem(fileName, QStringLiteral("it is no ordinary file"));
+    }
+    // A pattern that a shell has expanded in the place of the name is enough to lose music.
+    if (info.exists() && isAudioFile(info)) {
+        return problem(fileName, QStringLiteral("it is an audio file"));
     }
     QSaveFile file(fileName);
     if (!file.open(QIODevice::WriteOnly)) {

@@ -223,6 +223,10 @@ void TestQuorvelCli::outputThatCannotBeWrittenIsToldBeforeTheSearch_data()
     QTest::newRow("folder") << first;
     QTest::newRow("missing folder") << first + QStringLiteral("/missing/result.csv");
     QTest::newRow("device") << QStringLiteral("/dev/null");
+    QTest::newRow("audio file") << media->write(QStringLiteral("other/SONG.MP3"), "music");
+    const QString link = path("link to audio.txt");
+    QFile::link(path("other/SONG.MP3"), link);
+    QTest::newRow("link to an audio file") << link;
 }
 
 void TestQuorvelCli::outputThatCannotBeWrittenIsToldBeforeTheSearch()
@@ -234,6 +238,7 @@ void TestQuorvelCli::outputThatCannotBeWrittenIsToldBeforeTheSearch()
     QCOMPARE(run.exitStatus, 3);
     QVERIFY2(run.errors.contains("cannot be written"), run.errors.constData());
     QVERIFY(!QFile::exists(store));
+    QCOMPARE(contentOf(path("other/SONG.MP3")), QByteArray("music"));
     QVERIFY(QFileInfo(QStringLiteral("/dev/null")).size() == 0 &&
             !QFileInfo(QStringLiteral("/dev/null")).isFile());
 }
