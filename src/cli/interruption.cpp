@@ -93,7 +93,8 @@ void Interruption::watch()
     }
     m_signal = signal;
     m_stop.request_stop();
-    if (nextByte(m_pipe[0], kPatienceMs) < 0) {
+    // Nothing within the time, or one more signal, of another kind than the first.
+    if (nextByte(m_pipe[0], kPatienceMs) != 0) {
         ::_exit(kExitStatusOfSignals + signal);
     }
 }
