@@ -1,4 +1,5 @@
 #include "cliprocess.h"
+#include "schemavalidation.h"
 #include "support/media.h"
 
 #include <QDateTime>
@@ -64,6 +65,8 @@ private Q_SLOTS:
     void init();
 
     void sameRunGivesTheSameBytes();
+    void jsonFollowsItsSchema_data();
+    void jsonFollowsItsSchema();
     void writtenFileIsWhatStandardOutputGets();
     void wrongUsageExitsWithTwo();
     void missingFolderExitsWithOneAfterTheRest_data();
@@ -130,6 +133,28 @@ void TestQuorvelCli::sameRunGivesTheSameBytes()
         QVERIFY(once.output.contains("2.flac"));
         QCOMPARE(again.output, once.output);
     }
+}
+
+void TestQuorvelCli::jsonFollowsItsSchema_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("within group") << QStringList{first, second};
+    QTest::newRow("between groups") << QStringList{first, QStringLiteral("-b"), second};
+    QTest::newRow("all pairs") << QStringList{first, second, QStringLiteral("--pairs"),
+                                              QStringLiteral("-t0")};
+    QTest::newRow("nothing found") << QStringList{first, QStringLiteral("-b"), first};
+}
+
+void TestQuorvelCli::jsonFollowsItsSchema()
+{
+    QFETCH(const QStringList, arguments);
+    const CliRun run = runCli(arguments + QStringList{QStringLiteral("-fjson")});
+    QCOMPARE(run.exitStatus, 0);
+    QCOMPARE(schemaObjection(run.output), QByteArray());
+    const QJsonObject counts = run.json()[QStringLiteral("counts")].toObject();
+    const bool nothing = QTest::currentDataTag() == QByteArray("nothing found");
+    QCOMPARE(counts[QStringLiteral("duplicates")].toInt() > 0, !nothing);
+    QCOMPARE(counts[QStringLiteral("failures")].toInt(), nothing ? 0 : 1);
 }
 
 void TestQuorvelCli::writtenFileIsWhatStandardOutputGets()

@@ -1,11 +1,10 @@
 #include "cli/report.h"
+#include "schemavalidation.h"
 
 #include <QBuffer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QTest>
 
 using cli::Format;
@@ -94,10 +93,6 @@ private Q_SLOTS:
     void deviceThatTakesNoMoreIsNoticed();
     void stopEndsTheWriting_data();
     void stopEndsTheWriting();
-
-private:
-    /** What the validator says of \a json; empty when it has no objection. */
-    QByteArray objection(const QByteArray& json) const;
 };
 
 void TestReport::treeListsDuplicatesBelowTheirReference()
@@ -174,31 +169,6 @@ void TestReport::jsonCarriesEverything()
              QStringLiteral("Within group"));
 }
 
-QByteArray TestReport::objection(const QByteArray& json) const
-{
-    const QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("result.json")));
-    if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size()) {
-        return "cannot write";
-    }
-    file.close();
-    QProcess validator;
-    validator.setProcessChannelMode(QProcess::MergedChannels);
-    validator.start(QStringLiteral("/usr/bin/python3"),
-                    {QStringLiteral("-c"),
-                     QStringLiteral("import json, jsonschema, sys\n"
-                                    "schema = json.load(open(sys.argv[1]))\n"
-                                    "jsonschema.Draft202012Validator.check_schema(schema)\n"
-                                    "jsonschema.Draft202012Validator(schema).validate("
-                                    "json.load(open(sys.argv[2])))\n"),
-                     QStringLiteral(QUORVEL_SOURCE_DIR "/docs/quorvel-cli.schema.json"),
-                     file.fileName()});
-    if (!validator.waitForFinished()) {
-        return "no validator";
-    }
-    return validator.exitCode() == 0 ? QByteArray() : validator.readAll() + "refused";
-}
-
 void TestReport::jsonFollowsItsSchema_data()
 {
     QTest::addColumn<bool>("empty");
@@ -211,15 +181,16 @@ void TestReport::jsonFollowsItsSchema()
     QFETCH(const bool, empty);
     const QByteArray json = written(empty ? Report() : sampleReport(), Format::Json);
     QVERIFY(!json.isEmpty());
-    QCOMPARE(objection(json), QByteArray());
+    QCOMPARE(schemaObjection(json), QByteArray());
 }
 
 void TestReport::schemaRefusesOtherJson()
 {
     QByteArray json = written(sampleReport(), Format::Json);
-    QVERIFY(objection(QByteArray(json).replace("\"similarity\":97", "\"similarity\":197"))
+    QVERIFY(schemaObjection(QByteArray(json).replace("\"similarity\":97", "\"similarity\":197"))
                 .contains("refused"));
-    QVERIFY(objection(QByteArray(json).replace("\"counts\"", "\"numbers\"")).contains("refused"));
+    QVERIFY(
+        schemaObjection(QByteArray(json).replace("\"counts\"", "\"numbers\"")).contains("refused"));
 }
 
 void TestReport::deviceThatTakesNoMoreIsNoticed_data()
