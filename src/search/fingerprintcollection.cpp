@@ -76,6 +76,9 @@ public:
         }
         takeMade();
         report();
+        if (!m_unsaved.isEmpty()) {
+            m_collection.storeFailure = m_busyMessage;
+        }
         gatherFailures();
         return std::move(m_collection);
     }
@@ -130,21 +133,40 @@ private:
             const std::scoped_lock lock(m_madeMutex);
             made.swap(m_made);
         }
-        QList<StoredFile> kept;
         for (const MadeFile& entry : made) {
-            if (entry.keep) {
-                kept.append(entry.file);
+            if (entry.keep && m_store) {
+                m_unsaved.append(entry.file);
             }
         }
-        if (!kept.isEmpty()) {
-            withStore([&] { m_store->save(kept); });
-        }
+        save();
         for (const MadeFile& entry : made) {
             take(entry.position, entry.file);
             ++m_progress.filesDecoded;
             m_progress.secondsOfAudioDecoded +=
                 std::max(std::get<2>(entry.file.record), 0) / 1000.0;
         }
+    }
+
+    void save()
+    {
+        if (m_unsaved.isEmpty()) {
+            return;
+        }
+        withStore([&] {
+            try {
+                m_store->save(m_unsaved);
+            } catch (const StoreError& error) {
+                if (error.isBusy()) {
+                    // Somebody who looks into the store for long must not cost the whole night's
+                    // work: it goes with what is made next.
+                    m_busyMessage = error.message();
+                    return;
+                }
+                m_unsaved.clear();
+                throw;
+            }
+            m_unsaved.clear();
+        });
     }
 
     void take(qsizetype position, const StoredFile& file)
@@ -191,6 +213,10 @@ private:
     CollectionProgress m_progress;
     /** For each file; null where it did not fail. */
     QStringList m_failures;
+    /** Made, and to be kept, but not taken by the store yet. */
+    QList<StoredFile> m_unsaved;
+    /** Why not. */
+    QString m_busyMessage;
     /** Positions of the files that no store knew. */
     std::vector<qsizetype> m_missing;
     std::atomic<std::size_t> m_next = 0;

@@ -56,7 +56,8 @@ struct Collection
 
 /**
  * Fingerprints \a files on many threads. Each fingerprint is in the store as soon as it is made,
- * unless its file changed meanwhile; a store that fails on the way is left alone from then on.
+ * unless its file changed meanwhile; a store that fails on the way is left alone from then on, but
+ * for one that another program keeps for too long, which is tried again with what is made next.
  *
  * Errors: a file's are in the result. Throws std::bad_alloc, and std::system_error when no thread
  * can be started. A stop requested before the end gives a result that stands for nothing.

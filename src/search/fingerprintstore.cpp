@@ -52,19 +52,31 @@ QList<quint32> fromBlob(const QByteArray& blob)
     return words;
 }
 
+/** SQLite's code for \a error, without what it has added in the higher bits. */
+int codeOf(const QSqlError& error)
+{
+    constexpr int kPrimaryCode = 0xFF;
+    return error.nativeErrorCode().toInt() & kPrimaryCode;
+}
+
 QString reasonOf(const QSqlError& error)
 {
     constexpr int kCorrupt = 11;
-    constexpr int kPrimaryCode = 0xFF;
-    const bool damaged = (error.nativeErrorCode().toInt() & kPrimaryCode) == kCorrupt;
-    return damaged ? QStringLiteral("it is damaged (%1)").arg(error.databaseText())
-                   : error.databaseText();
+    return codeOf(error) == kCorrupt
+               ? QStringLiteral("it is damaged (%1)").arg(error.databaseText())
+               : error.databaseText();
+}
+
+QString messageOf(const QString& fileName, const QString& reason)
+{
+    return QStringLiteral("The store %1 cannot be used: %2").arg(fileName, reason);
 }
 
 } // namespace
 
-StoreError::StoreError(const QString& message)
+StoreError::StoreError(const QString& message, bool isBusy)
     : std::runtime_error(message.toUtf8().toStdString())
+    , m_isBusy(isBusy)
 {
 }
 
@@ -83,7 +95,7 @@ std::optional<FileState> FileState::of(const QString& path)
                      file.metadataChangeTime().toMSecsSinceEpoch()};
 }
 
-FingerprintStore::FingerprintStore(const QString& fileName)
+FingerprintStore::FingerprintStore(const QString& fileName, std::chrono::milliseconds patience)
     : m_fileName(fileName)
     , m_connectionName(QUuid::createUuid().toString())
 {
@@ -91,7 +103,7 @@ FingerprintStore::FingerprintStore(const QString& fileName)
         fail(QStringLiteral("Qt's SQLite driver is missing (Debian: libqt6sql6-sqlite)"));
     }
     try {
-        open(fileName);
+        open(fileName, patience);
         createOrCheck();
         m_find = std::make_unique<QSqlQuery>(m_database);
         m_find->setForwardOnly(true);
@@ -117,7 +129,7 @@ FingerprintStore::~FingerprintStore()
 }
 
 /** Opens the database, unless the file's first bytes tell that it is none of ours. */
-void FingerprintStore::open(const QString& fileName)
+void FingerprintStore::open(const QString& fileName, std::chrono::milliseconds patience)
 {
     const QFileInfo info(fileName);
     if (info.exists() && !info.isFile()) {
@@ -146,12 +158,11 @@ void FingerprintStore::open(const QString& fileName)
         fail(QStringLiteral("it cannot be written"));
     }
     m_database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
-    // In milliseconds: the time that other programs have to end what they are writing.
-    m_database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=60000"));
+    m_database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(patience.count()));
     // Absolute, so that no name means a database in memory.
     m_database.setDatabaseName(info.absoluteFilePath());
     if (!m_database.open()) {
-        fail(reasonOf(m_database.lastError()));
+        fail(m_database.lastError());
     }
 }
 
@@ -273,7 +284,7 @@ void FingerprintStore::execute(const QString& statement)
 {
     QSqlQuery query(m_database);
     if (!query.exec(statement)) {
-        fail(reasonOf(query.lastError()));
+        fail(query.lastError());
     }
 }
 
@@ -281,7 +292,7 @@ QVariant FingerprintStore::value(const QString& statement)
 {
     QSqlQuery query(m_database);
     if (!query.exec(statement)) {
-        fail(reasonOf(query.lastError()));
+        fail(query.lastError());
     }
     return query.next() ? query.value(0) : QVariant();
 }
@@ -289,7 +300,7 @@ QVariant FingerprintStore::value(const QString& statement)
 void FingerprintStore::execute(QSqlQuery& query)
 {
     if (!query.exec()) {
-        fail(reasonOf(query.lastError()));
+        fail(query.lastError());
     }
 }
 
@@ -300,7 +311,13 @@ void FingerprintStore::failAsNewer() const
 
 void FingerprintStore::fail(const QString& reason) const
 {
-    throw StoreError(QStringLiteral("The store %1 cannot be used: %2").arg(m_fileName, reason));
+    throw StoreError(messageOf(m_fileName, reason));
+}
+
+void FingerprintStore::fail(const QSqlError& error) const
+{
+    constexpr int kBusy = 5;
+    throw StoreError(messageOf(m_fileName, reasonOf(error)), codeOf(error) == kBusy);
 }
 
 } // namespace search

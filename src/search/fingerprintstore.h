@@ -7,10 +7,12 @@
 #include <QSqlDatabase>
 #include <QString>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 
+class QSqlError;
 class QSqlQuery;
 
 namespace search {
@@ -19,8 +21,17 @@ namespace search {
 class StoreError : public std::runtime_error
 {
 public:
-    explicit StoreError(const QString& message);
+    explicit StoreError(const QString& message, bool isBusy = false);
     QString message() const;
+
+    /** Whether another program only kept the store for too long. */
+    bool isBusy() const
+    {
+        return m_isBusy;
+    }
+
+private:
+    bool m_isBusy;
 };
 
 /** What tells whether a file has changed since its fingerprint was stored. */
@@ -66,8 +77,10 @@ public:
      * Opens the store at \a fileName, or makes one where there is no file or an empty one.
      * Errors: throws StoreError if it cannot be opened or written, is damaged, was made by a newer
      * version, or is something else; the file is then as it was.
+     * Another program may take \a patience to end what it is writing or reading, each time.
      */
-    explicit FingerprintStore(const QString& fileName);
+    explicit FingerprintStore(const QString& fileName,
+                              std::chrono::milliseconds patience = std::chrono::minutes(1));
     ~FingerprintStore();
     FingerprintStore(const FingerprintStore&) = delete;
     FingerprintStore& operator=(const FingerprintStore&) = delete;
@@ -86,7 +99,7 @@ public:
     void save(const QList<StoredFile>& files);
 
 private:
-    void open(const QString& fileName);
+    void open(const QString& fileName, std::chrono::milliseconds patience);
     void createOrCheck();
     void create();
     void checkDamage();
@@ -96,6 +109,7 @@ private:
     void execute(QSqlQuery& query);
     [[noreturn]] void failAsNewer() const;
     [[noreturn]] void fail(const QString& reason) const;
+    [[noreturn]] void fail(const QSqlError& error) const;
 
     QString m_fileName;
     QString m_connectionName;

@@ -10,8 +10,10 @@
 #include <QTest>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 
+using namespace std::chrono_literals;
 using search::Collection;
 using search::CollectionOptions;
 using search::CollectionProgress;
@@ -31,6 +33,40 @@ QStringList failuresOf(const Collection& collection)
     return texts;
 }
 
+/** Another program that is writing to the store at \a path, until its end or release(). */
+class BusyStore
+{
+public:
+    explicit BusyStore(const QString& path)
+    {
+        m_database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("busy"));
+        m_database.setDatabaseName(path);
+        m_holds =
+            m_database.open() && QSqlQuery(m_database).exec(QStringLiteral("BEGIN IMMEDIATE"));
+    }
+    ~BusyStore()
+    {
+        release();
+        m_database = {};
+        QSqlDatabase::removeDatabase(QStringLiteral("busy"));
+    }
+    BusyStore(const BusyStore&) = delete;
+    BusyStore& operator=(const BusyStore&) = delete;
+
+    bool holds() const
+    {
+        return m_holds;
+    }
+    void release()
+    {
+        m_database.close();
+    }
+
+private:
+    QSqlDatabase m_database;
+    bool m_holds = false;
+};
+
 } // namespace
 
 class TestFingerprintCollection : public QObject
@@ -48,6 +84,8 @@ private Q_SLOTS:
     void changedFileIsDecodedAgain();
     void vanishedFileIsNotKept();
     void storeThatFailsCostsNoResult();
+    void busyStoreIsTriedAgain();
+    void storeThatStaysBusyIsToldAtTheEnd();
     void progressCountsFilesAndSeconds();
     void stopEndsInTheMiddleOfAFile();
     void stoppedRunIsContinuedFromTheStore();
@@ -170,6 +208,38 @@ void TestFingerprintCollection::storeThatFailsCostsNoResult()
     QCOMPARE(decoded(store, &collection), files.size());
     QCOMPARE(collection.records, expected);
     QVERIFY(collection.storeFailure.contains(path));
+}
+
+void TestFingerprintCollection::busyStoreIsTriedAgain()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("store.db"));
+    FingerprintStore store(path, 10ms);
+    BusyStore other(path);
+    QVERIFY(other.holds());
+    const auto progress = [&other](const CollectionProgress& now) {
+        if (now.filesDecoded > 0) {
+            other.release();
+        }
+    };
+    // So many that the first are saved while others are left to be made.
+    const QStringList many = files + files + files + files + files + files;
+    QCOMPARE(fingerprintFiles(many, {1, &store, progress, {}}).storeFailure, QString());
+    // But for the missing one.
+    QCOMPARE(decoded(store), 1);
+}
+
+void TestFingerprintCollection::storeThatStaysBusyIsToldAtTheEnd()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("store.db"));
+    FingerprintStore store(path, 10ms);
+    const BusyStore other(path);
+    QVERIFY(other.holds());
+    const Collection collection = fingerprintFiles(files, {2, &store, {}, {}});
+    QCOMPARE(collection.records, expected);
+    QVERIFY2(collection.storeFailure.contains(QStringLiteral("locked")),
+             qPrintable(collection.storeFailure));
 }
 
 void TestFingerprintCollection::progressCountsFilesAndSeconds()
