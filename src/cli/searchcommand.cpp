@@ -294,9 +294,11 @@ int run(const QStringList& arguments)
 {
     const CommandLine commandLine = parseCommandLine(arguments);
     switch (commandLine.request) {
-    case CommandLine::Request::ShowText:
-        std::fputs(commandLine.text.toUtf8().constData(), stdout);
-        return Done;
+    case CommandLine::Request::ShowText: {
+        const QByteArray text = commandLine.text.toUtf8();
+        const bool shown = std::fputs(text.constData(), stdout) >= 0 && std::fflush(stdout) == 0;
+        return shown ? Done : Failed;
+    }
     case CommandLine::Request::WrongUsage:
         std::fputs(commandLine.text.toUtf8().constData(), stderr);
         return WrongUsage;

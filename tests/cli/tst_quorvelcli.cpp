@@ -276,6 +276,9 @@ void TestQuorvelCli::fullStandardOutputIsAFailure()
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitCode(), 3);
     QVERIFY(process.readAllStandardError().contains("cannot be written"));
+    startCli(process, {QStringLiteral("--help")});
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 3);
 }
 
 void TestQuorvelCli::closedStandardStreamsAreNotMixedUp()
