@@ -1,5 +1,5 @@
-# Completion of quorvel-cli for bash. Installed as share/bash-completion/completions/quorvel-cli;
-# needs the package bash-completion.
+# Completion of quorvel-cli for bash, for the package bash-completion, which looks for it in
+# ~/.local/share/bash-completion/completions/quorvel-cli.
 # shellcheck shell=bash
 
 _quorvel_cli() {

@@ -27,7 +27,7 @@ namespace cli {
 namespace {
 
 constexpr int kDefaultThreshold = 70;
-/** So many files make 200 million pairs, which is what memory holds if each is a duplicate. */
+/** So many files make 200 million pairs; if each is a duplicate, they take 8 GB. */
 constexpr qsizetype kMostFilesIfAllMatch = 20000;
 
 /** Why there is no result. */
@@ -99,7 +99,8 @@ public:
             }
             status = Failed;
         }
-        return m_stop.stop_requested() ? m_interruption.exitStatus() : status;
+        // A stop that comes once the result is written is too late to be one.
+        return m_stop.stop_requested() && !m_written ? m_interruption.exitStatus() : status;
     }
 
 private:
@@ -120,6 +121,7 @@ private:
         if (!problem.isEmpty()) {
             throw SearchFailure{problem};
         }
+        m_written = true;
     }
 
     void requireUsableOutput() const
@@ -285,6 +287,7 @@ private:
     ProgressLine m_progress;
     Report m_report;
     bool m_folderMissing = false;
+    bool m_written = false;
     bool m_storeFailed = false;
 };
 

@@ -418,6 +418,11 @@ int FFmpegAudioReader::ErrorCode() const
     return errorCode;
 }
 
+bool FFmpegAudioReader::HadReadError() const
+{
+    return formatContext && formatContext->pb && formatContext->pb->error < 0;
+}
+
 AudioFormat FFmpegAudioReader::outputFormat() const
 {
     return {AV_SAMPLE_FMT_S16, outputSampleRate, outputChannels};

@@ -99,6 +99,12 @@ public:
     /** The FFmpeg error code that went with the last error; 0 when none did. */
     int ErrorCode() const;
 
+    /**
+     * Whether the file, while it is open, could not be read somewhere because of the disk or the
+     * network. Many formats take that for the end of the file and go on.
+     */
+    bool HadReadError() const;
+
 private:
     bool openContainer(const std::string& fileName);
     bool openDecoder();

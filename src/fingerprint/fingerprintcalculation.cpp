@@ -5,9 +5,11 @@
 #include <chromaprint.h>
 
 extern "C" {
+#include <libavutil/error.h>
 #include <libavutil/log.h>
 }
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -151,6 +153,13 @@ bool processFile(ChromaprintContext* context, FFmpegAudioReader& reader, std::st
     return appendFingerprint(context, true, fingerprint, report);
 }
 
+/** Notes whether \a reader, which has not been closed yet, met trouble in reading its file. */
+void noteInput(CalculationReport& report, const FFmpegAudioReader& reader)
+{
+    report.inputFailed =
+        report.inputFailed || reader.HadReadError() || reader.ErrorCode() == AVERROR(EIO);
+}
+
 bool calculateInto(CalculationReport& report, const char* fileName, QList<quint32>& fingerprint,
                    int& durationMs, int& sampleRateHz, int& channels, const std::stop_token& stop)
 {
@@ -160,7 +169,9 @@ bool calculateInto(CalculationReport& report, const char* fileName, QList<quint3
     FFmpegAudioReader probe;
     probe.SetStopToken(stop);
     av_log_set_level(AV_LOG_QUIET);
-    if (!probe.Open(name)) {
+    const bool opened = probe.Open(name);
+    noteInput(report, probe);
+    if (!opened) {
         return fail(report, probe.ErrorMessage());
     }
     durationMs = probe.DurationMs();
@@ -175,6 +186,7 @@ bool calculateInto(CalculationReport& report, const char* fileName, QList<quint3
     reader.SetOutputChannels(chromaprint_get_num_channels(context.get()));
     reader.SetOutputSampleRate(chromaprint_get_sample_rate(context.get()));
     const bool succeeded = processFile(context.get(), reader, name, stop, fingerprint, report);
+    noteInput(report, reader);
     reader.Close();
     return succeeded;
 }

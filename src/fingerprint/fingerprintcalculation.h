@@ -22,6 +22,11 @@ struct CalculationReport
     /** True when a requested stop ended the calculation; then it did not succeed and is silent. */
     bool stopped = false;
     /**
+     * True when the disk or the network, and not the file, may be to blame for what is missing:
+     * another time the result may be another.
+     */
+    bool inputFailed = false;
+    /**
      * What went wrong, in order, without prefix or newline. A failed calculation has its reason as
      * the last entry. A successful one has an entry when the file broke off in the middle: the
      * fingerprint is then that of the part before the break.

@@ -41,7 +41,7 @@ std::optional<MadeFile> make(qsizetype position, const QString& path, const std:
             made.file.failure = QString::fromUtf8(outcome.report.messages.value(
                 outcome.report.messages.size() - 1, QByteArray("Unknown error")));
         }
-        made.keep = before && before == FileState::of(path);
+        made.keep = before && before == FileState::of(path) && !outcome.report.inputFailed;
         made.file.state = before.value_or(FileState());
     } catch (const std::bad_alloc&) {
         made.file.failure = QStringLiteral("Not enough memory");

@@ -86,6 +86,8 @@ private Q_SLOTS:
     void folderNamedTwiceGivesEachFileOnce();
     void namesThatBeginWithAColonAreFiles();
     void storeServesTheNextRun();
+    void fileThatMetADiskErrorIsTriedAgain_data();
+    void fileThatMetADiskErrorIsTriedAgain();
     void twoRunsAtATimeShareAStore();
     void progressIsShownOnATerminalAndTakenAway();
     void quietShowsNoProgress();
@@ -401,6 +403,41 @@ void TestQuorvelCli::storeServesTheNextRun()
     file.close();
     QCOMPARE(runCli(arguments).output, once.output);
     media->write(QStringLiteral("first/1.flac"), content);
+}
+
+void TestQuorvelCli::fileThatMetADiskErrorIsTriedAgain_data()
+{
+    QTest::addColumn<int>("firstFailingRead");
+    QTest::newRow("at once") << 1;
+    QTest::newRow("in the middle") << 5;
+}
+
+void TestQuorvelCli::fileThatMetADiskErrorIsTriedAgain()
+{
+    QFETCH(const int, firstFailingRead);
+    const QString store = path("disk.db");
+    QFile::remove(store);
+    const QStringList arguments{
+        first, second, QStringLiteral("-j1"), QStringLiteral("-fjson"), QStringLiteral("--store"),
+        store};
+    QProcess traced;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    // The leak check of a sanitized build traces as well, and there can be one tracer only.
+    environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
+    traced.setProcessEnvironment(environment);
+    traced.start(QStringLiteral("strace"),
+                 QStringList{QStringLiteral("-f"), QStringLiteral("-o"), path("trace.txt"),
+                             QStringLiteral("-P"), path("first/1.flac"), QStringLiteral("-e"),
+                             QStringLiteral("trace=read"), QStringLiteral("-e"),
+                             QStringLiteral("inject=read:error=EIO:when=%1+").arg(firstFailingRead),
+                             QStringLiteral(QUORVEL_CLI)} +
+                     arguments);
+    QVERIFY(traced.waitForFinished(120000));
+    QCOMPARE(traced.exitCode(), 0);
+    QVERIFY(contentOf(path("trace.txt")).contains("EIO"));
+    const QByteArray expected = runCli({first, second, QStringLiteral("-fjson")}).output;
+    QVERIFY(traced.readAllStandardOutput() != expected);
+    QCOMPARE(runCli(arguments).output, expected);
 }
 
 void TestQuorvelCli::twoRunsAtATimeShareAStore()
