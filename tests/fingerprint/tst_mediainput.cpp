@@ -1,4 +1,5 @@
 #include "fingerprint/mediainput.h"
+#include "matroska.h"
 #include "reading.h"
 #include "support/media.h"
 #include "support/standardstreams.h"
@@ -25,8 +26,6 @@ class TestMediaInput : public QObject
 private Q_SLOTS:
     void initTestCase();
     void everyFormatButThoseThatNameOtherFilesIsPermitted();
-    void playlistUnderAMediaNameIsRefusedAtOpen_data();
-    void playlistUnderAMediaNameIsRefusedAtOpen();
     void whatIsNoRegularFileIsRefusedWithoutOpeningIt_data();
     void whatIsNoRegularFileIsRefusedWithoutOpeningIt();
     void linkToAFileIsOpened();
@@ -40,38 +39,6 @@ private Q_SLOTS:
 private:
     MediaFolder media;
 };
-
-namespace {
-
-/** A Matroska element: its number in hexadecimal, its length in eight bytes, its content. */
-QByteArray element(const QByteArray& number, const QByteArray& content)
-{
-    QByteArray length(8, '\0');
-    qint64 rest = content.size();
-    for (qsizetype i = 7; i > 0; --i) {
-        length[i] = static_cast<char>(rest & 0xFF);
-        rest >>= 8;
-    }
-    length[0] = '\x01';
-    return QByteArray::fromHex(number) + length + content;
-}
-
-/** A film without pictures whose sound is one single packet of \a bytes bytes. */
-QByteArray soundInOnePacket(qsizetype bytes)
-{
-    const QByteArray audio = element("E1", element("B5", QByteArray::fromHex("40E5888000000000")) +
-                                               element("9F", "\x01") + element("6264", "\x10"));
-    const QByteArray track = element("D7", "\x01") + element("73C5", "\x01") +
-                             element("83", "\x02") + element("86", "A_PCM/INT/LIT") + audio;
-    const QByteArray block = QByteArray::fromHex("81000080") + QByteArray(bytes, '\0');
-    const QByteArray cluster = element("E7", QByteArray(1, '\0')) + element("A3", block);
-    return element("1A45DFA3", element("4282", "matroska")) +
-           element("18538067", element("1549A966", element("2AD7B1", "\x0F\x42\x40")) +
-                                   element("1654AE6B", element("AE", track)) +
-                                   element("1F43B675", cluster));
-}
-
-} // namespace
 
 void TestMediaInput::initTestCase()
 {
@@ -95,52 +62,6 @@ void TestMediaInput::everyFormatButThoseThatNameOtherFilesIsPermitted()
         QVERIFY2(!permitted.contains(name), name);
     }
     QVERIFY(permitted.size() > 200);
-}
-
-void TestMediaInput::playlistUnderAMediaNameIsRefusedAtOpen_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QByteArray>("content");
-    const QString tune = media.filePath(QStringLiteral("tune.mp3"));
-    const QByteArray target = tune.toUtf8();
-    const QList<std::pair<const char*, QByteArray>> kinds = {
-        {"concat", "ffconcat version 1.0\nfile '" + target + "'\n"},
-        {"hls", "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:10\n#EXT-X-MEDIA-SEQUENCE:0\n"
-                "#EXTINF:3.0,\n" +
-                    target + "\n#EXT-X-ENDLIST\n"},
-        {"dash", "<?xml version=\"1.0\"?>\n<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" "
-                 "type=\"static\" mediaPresentationDuration=\"PT3S\" "
-                 "profiles=\"urn:mpeg:dash:profile:isoff-main:2011\"><Period><AdaptationSet>"
-                 "<Representation id=\"1\" mimeType=\"audio/mp4\" bandwidth=\"128000\"><BaseURL>" +
-                     target + "</BaseURL></Representation></AdaptationSet></Period></MPD>\n"},
-        {"webm dash",
-         "<?xml version=\"1.0\"?>\n<MPD xmlns=\"urn:mpeg:DASH:schema:MPD:2011\" "
-         "type=\"static\" mediaPresentationDuration=\"PT3S\" "
-         "profiles=\"urn:webm:dash:profile:webm-on-demand:2012\"><Period><AdaptationSet>"
-         "<Representation id=\"1\" mimeType=\"audio/webm\" bandwidth=\"128000\"><BaseURL>" +
-             target + "</BaseURL></Representation></AdaptationSet></Period></MPD>\n"},
-        {"vobsub", "# VobSub index file, v7 (do not modify this line!)\nsize: 720x576\n"
-                   "id: en, index: 0\ntimestamp: 00:00:01:000, filepos: 000000000\n"},
-        {"sdp", "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\nt=0 0\n"
-                "m=audio 5004 RTP/AVP 0\n"},
-    };
-    for (const auto& [kind, content] : kinds) {
-        for (const QString& suffix :
-             {QStringLiteral("mp3"), QStringLiteral("flac"), QStringLiteral("mkv")}) {
-            const QString name = QStringLiteral("%1.%2").arg(QString::fromUtf8(kind), suffix);
-            QTest::newRow(qUtf8Printable(name)) << name << content;
-        }
-    }
-    QTest::newRow("a script that names itself")
-        << QStringLiteral("self.mp3") << QByteArray("ffconcat version 1.0\nfile self.mp3\n");
-}
-
-void TestMediaInput::playlistUnderAMediaNameIsRefusedAtOpen()
-{
-    QFETCH(const QString, name);
-    QFETCH(const QByteArray, content);
-    QCOMPARE(openError(media.write(name, content)),
-             QByteArray("Could not open the input file (Invalid argument)"));
 }
 
 void TestMediaInput::whatIsNoRegularFileIsRefusedWithoutOpeningIt_data()
@@ -255,7 +176,9 @@ void TestMediaInput::noFileTakesMoreThanAQuarterOfAGigabyte_data()
                          fast + QStringList{film});
     QTest::newRow("film of 120 megapixels") << film;
     QTest::newRow("packet of 120 MB")
-        << media.write(QStringLiteral("packet.mkv"), soundInOnePacket(120000000));
+        << media.write(QStringLiteral("packet.mkv"),
+                       matroska::file({matroska::soundTrack(1)},
+                                      {matroska::soundBlock(0, QByteArray(120000000, 0))}));
     QByteArray slow = testmedia::wavFile({}, 1, 1);
     slow.replace(40, 4, QByteArray::fromHex("0046C323")); // says 600 MB
     QTest::newRow("one hertz") << media.writeSparse(QStringLiteral("slow.wav"), slow, 600000044);
