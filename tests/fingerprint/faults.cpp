@@ -14,6 +14,7 @@ extern "C" {
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -41,6 +42,7 @@ struct State
     int packetsNotReleased = 0;
     int actionAt = 0;
     std::function<void()> action;
+    std::function<void()> newContextAction;
     bool dropFeed = false;
     qint64 samplesFed = 0;
 };
@@ -223,6 +225,9 @@ int swr_convert(void* context, void* output, int outputSamples, void* input, int
 ChromaprintContext* chromaprint_new(int algorithm)
 {
     ++state.calls["chromaprint_new"];
+    if (const auto action = std::exchange(state.newContextAction, nullptr)) {
+        action();
+    }
     return original<decltype(chromaprint_new)>("chromaprint_new")(algorithm);
 }
 
@@ -344,6 +349,11 @@ void deliverEmptyPacket()
 int packetsNotReleased()
 {
     return state.packetsNotReleased;
+}
+
+void onNewContext(std::function<void()> action)
+{
+    state.newContextAction = std::move(action);
 }
 
 void onFeed(int call, std::function<void()> action)

@@ -56,6 +56,9 @@ int packetsNotReleased();
 /** Calls \a action in the given call of chromaprint_feed(), counted from 1. */
 void onFeed(int call, std::function<void()> action);
 
+/** Calls \a action in the next call of chromaprint_new(): between the two readers of a file. */
+void onNewContext(std::function<void()> action);
+
 /** Lets chromaprint_feed() count what it is given and drop it. */
 void countWithoutFeeding();
 qint64 samplesFed();

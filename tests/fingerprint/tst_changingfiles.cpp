@@ -1,0 +1,183 @@
+#include "faults.h"
+#include "fingerprint/ffmpegaudioreader.h"
+#include "fingerprint/fingerprintcalculation.h"
+#include "reading.h"
+#include "support/media.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+#include <sys/stat.h>
+
+using chromaprint::FFmpegAudioReader;
+using testmedia::MediaFolder;
+
+/** Files that shrink, vanish or become something else while they are read. */
+class TestChangingFiles : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void fileThatShrinksGivesTheFingerprintOfAPart_data();
+    void fileThatShrinksGivesTheFingerprintOfAPart();
+    void fileThatIsRemovedWhileItIsReadIsReadToTheEnd();
+    void fileThatChangesBetweenItsTwoReadersFails_data();
+    void fileThatChangesBetweenItsTwoReadersFails();
+    void fileThatIsOverwrittenWhileItIsReadEndsTheReading();
+
+private:
+    MediaFolder media;
+};
+
+namespace {
+
+constexpr double kSeconds = 20.0;
+
+struct Result
+{
+    QList<quint32> words;
+    QByteArrayList messages;
+    bool succeeded = false;
+};
+
+Result calculate(const QString& path)
+{
+    Result result;
+    int number = 0;
+    const fingerprint::CalculationReport report =
+        fingerprint::calculate(path.toUtf8().constData(), result.words, number, number, number);
+    result.succeeded = report.succeeded;
+    result.messages = report.messages;
+    return result;
+}
+
+} // namespace
+
+void TestChangingFiles::initTestCase()
+{
+    reading::silenceLibraries();
+}
+
+void TestChangingFiles::init()
+{
+    faults::reset();
+}
+
+void TestChangingFiles::fileThatShrinksGivesTheFingerprintOfAPart_data()
+{
+    QTest::addColumn<QString>("suffix");
+    QTest::addColumn<int>("percent");
+    for (const char* suffix : {"wav", "flac", "mp3", "ogg", "m4a", "mka", "aac", "wma", "tta"}) {
+        for (const int percent : {70, 0}) {
+            QTest::addRow("%s to %d percent", suffix, percent)
+                << QString::fromLatin1(suffix) << percent;
+        }
+    }
+}
+
+void TestChangingFiles::fileThatShrinksGivesTheFingerprintOfAPart()
+{
+    QFETCH(const QString, suffix);
+    QFETCH(const int, percent);
+    const QString path =
+        media.makeTune(QStringLiteral("shrinking.") + suffix, {.seed = 1, .seconds = kSeconds});
+    const Result whole = calculate(path);
+    QVERIFY(whole.succeeded);
+    const int feeds = faults::calls("chromaprint_feed");
+
+    faults::reset();
+    bool shrunk = false;
+    faults::onFeed(feeds / 2, [&] {
+        QFile file(path);
+        shrunk = file.resize(file.size() * percent / 100);
+    });
+    const Result part = calculate(path);
+    QVERIFY(shrunk);
+    QVERIFY2(part.succeeded, part.messages.value(0).constData());
+    // What had been read before, and what the libraries had read ahead.
+    QVERIFY(part.words.size() > whole.words.size() / 3);
+    QVERIFY(part.words.size() < whole.words.size());
+    QCOMPARE(part.words.first(part.words.size() / 2), whole.words.first(part.words.size() / 2));
+}
+
+void TestChangingFiles::fileThatIsRemovedWhileItIsReadIsReadToTheEnd()
+{
+    const QString path =
+        media.makeTune(QStringLiteral("removed.flac"), {.seed = 1, .seconds = kSeconds});
+    const Result whole = calculate(path);
+    faults::reset();
+    faults::onFeed(10, [&path] { QFile::remove(path); });
+    const Result removed = calculate(path);
+    QVERIFY(!QFile::exists(path));
+    QCOMPARE(removed.messages, QByteArrayList());
+    QCOMPARE(removed.words, whole.words);
+}
+
+void TestChangingFiles::fileThatChangesBetweenItsTwoReadersFails_data()
+{
+    QTest::addColumn<QString>("change");
+    QTest::addColumn<QByteArray>("message");
+    const auto row = [](const char* change, const char* reason) {
+        QTest::newRow(change) << QString::fromLatin1(change)
+                              << QByteArray("Could not open the input file (") + reason + ")";
+    };
+    row("removed", "No such file or directory");
+    QTest::newRow("emptied") << QStringLiteral("emptied")
+                             << QByteArray("Could not find any audio stream in the file "
+                                           "(Stream not found)");
+    row("a folder", "Is a directory");
+    row("a pipe", "Invalid argument");
+    row("a link to itself", "Too many levels of symbolic links");
+    row("a playlist", "Invalid argument");
+}
+
+void TestChangingFiles::fileThatChangesBetweenItsTwoReadersFails()
+{
+    QFETCH(const QString, change);
+    QFETCH(const QByteArray, message);
+    const QString path =
+        media.makeTune(QStringLiteral("swapped.flac"), {.seed = 1, .seconds = 3.0});
+    faults::onNewContext([&] {
+        QFile::remove(path);
+        if (change == u"emptied") {
+            media.write(QStringLiteral("swapped.flac"), {});
+        } else if (change == u"a folder") {
+            QDir().mkdir(path);
+        } else if (change == u"a pipe") {
+            mkfifo(path.toUtf8().constData(), 0600);
+        } else if (change == u"a link to itself") {
+            QFile::link(path, path);
+        } else if (change == u"a playlist") {
+            media.write(QStringLiteral("swapped.flac"),
+                        "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\nswapped.flac\n");
+        }
+    });
+    const Result result = calculate(path);
+    QCOMPARE(faults::calls("chromaprint_new"), 1);
+    QCOMPARE(result.messages, QByteArrayList{message});
+    QVERIFY(QFile::remove(path) || QDir().rmdir(path) || change == u"removed");
+}
+
+void TestChangingFiles::fileThatIsOverwrittenWhileItIsReadEndsTheReading()
+{
+    const QString path =
+        media.makeTune(QStringLiteral("overwritten.flac"), {.seed = 1, .seconds = kSeconds});
+    const qint64 size = QFileInfo(path).size();
+    const Result whole = calculate(path);
+    faults::reset();
+    faults::onFeed(20, [&] {
+        QFile file(path);
+        // In place, as a program does that writes the same file again.
+        QVERIFY(file.open(QFile::ReadWrite) &&
+                file.write(QByteArray(static_cast<qsizetype>(size), '\xAA')) == size);
+    });
+    const Result result = calculate(path);
+    QVERIFY(result.succeeded);
+    QVERIFY(!result.words.isEmpty() && result.words.size() < whole.words.size());
+}
+
+QTEST_GUILESS_MAIN(TestChangingFiles)
+#include "tst_changingfiles.moc"
