@@ -41,14 +41,18 @@ constexpr auto kSchema = R"(CREATE TABLE files (
 QByteArray toBlob(const QList<quint32>& words)
 {
     QByteArray blob(words.size() * static_cast<qsizetype>(sizeof(quint32)), Qt::Uninitialized);
-    qToLittleEndian<quint32>(words.constData(), words.size(), blob.data());
+    if (!words.isEmpty()) { // an empty list has no address to copy from
+        qToLittleEndian<quint32>(words.constData(), words.size(), blob.data());
+    }
     return blob;
 }
 
 QList<quint32> fromBlob(const QByteArray& blob)
 {
     QList<quint32> words(blob.size() / static_cast<qsizetype>(sizeof(quint32)));
-    qFromLittleEndian<quint32>(blob.constData(), words.size(), words.data());
+    if (!words.isEmpty()) {
+        qFromLittleEndian<quint32>(blob.constData(), words.size(), words.data());
+    }
     return words;
 }
 
