@@ -527,10 +527,10 @@ void MoveFaultsTest::copyUnderFaultsIsWholeOrAbsent_data()
 {
     QTest::addColumn<QString>("fault");
     for (const char* fault :
-         {"sendfile:error=ENOSPC:when=1", "sendfile:error=EIO:when=1", "sendfile:error=EIO:when=2",
-          "sendfile:retval=0:when=1", "sendfile:retval=131072:when=1",
-          "sendfile:signal=KILL:when=1", "fdatasync:signal=KILL:when=1", "linkat:error=ENOSPC",
-          "linkat:error=EACCES", "linkat:signal=KILL:when=1"}) {
+         {"write:error=ENOSPC:when=1", "write:error=EIO:when=2", "write:retval=131072:when=1",
+          "write:signal=KILL:when=1", "fsync:error=EIO:when=1", "fsync:error=ENOSPC:when=1",
+          "fsync:signal=KILL:when=1", "linkat:error=ENOSPC", "linkat:error=EACCES",
+          "linkat:signal=KILL:when=1"}) {
         QTest::addRow("%s", fault) << QString::fromLatin1(fault);
     }
 }
