@@ -1,4 +1,4 @@
-// The slots of the window that have no part in a run: playback, dialogs, links.
+// The slots of the window that have no part in a run: playback, settings, links.
 
 #include "app/mainwindow.h"
 
@@ -19,12 +19,7 @@ void MainWindow::positionChanged(qint64 /*progress*/) {}
 void MainWindow::durationChanged(qint64 /*duration*/) {}
 void MainWindow::setState(QMediaPlayer::PlaybackState /*state*/) {}
 void MainWindow::on_treeWidget_itemDoubleClicked(QTreeWidgetItem* /*item*/, int /*column*/) {}
-void MainWindow::on_deleteFilesButtonMainwindow_clicked() {}
-void MainWindow::deleteDialogFinished(int /*result*/) {}
-void MainWindow::on_moveFilesButtonMainwindow_clicked() {}
-void MainWindow::on_copyFilesButtonMainwindow_clicked() {}
 void MainWindow::settingsDialogFinished(int /*result*/) {}
 void MainWindow::aboutDialogFinished(int /*result*/) {}
-void MainWindow::discardDeleteDialog() {}
 void MainWindow::mediaStatusChanged(QMediaPlayer::MediaStatus /*status*/) {}
 void MainWindow::showPlayIcon(const QIcon& /*icon*/) {}

@@ -1,12 +1,14 @@
 // The life of a run, for a build that finds races: the window's own code and the libraries over
 // stand-ins for the widgets. Each round starts, ends, cancels, restarts and destroys at every
-// boundary between the stages, with 1, 2 and 8 workers.
+// boundary between the stages and in the middle of a copy, with 1, 2 and 8 workers.
 //
 // Usage: runlife [rounds, 20 unless given]
 // Prints a line per round; exits with 1 on a wrong result. What races is reported by the sanitizer.
 
 #include "app/mainwindow.h"
+#include "fileops/deletedialog.h"
 #include "support/tune.h"
+#include "ui_deletedialog.h"
 #include "ui_mainwindow.h"
 
 #include <QCoreApplication>
@@ -161,6 +163,40 @@ public:
             break;
         }
     }
+    /**
+     * Copies what was found, several times over, by the dialog of its own, and moves on before all
+     * is copied: closes the dialog, opens another, or lets the window go.
+     */
+    void copyFound(int action)
+    {
+        m_window->on_copyFilesButtonMainwindow_clicked();
+        constexpr int kOperations = 3;
+        constexpr int kMoment = 50;
+        // The slots of the dialog are private: they are called as the form does.
+        auto* dialog = static_cast<deleteDialog*>(QDialog::last);
+        for (int i = 0; i < kOperations; ++i) {
+            const QString target = m_targets.filePath(QString::number(m_targetCount++));
+            QDir().mkpath(target);
+            dialog->ui->dirLabel->setText(target);
+            QMetaObject::invokeMethod(dialog, "on_copyButton_clicked");
+            turn(i);
+        }
+        switch (action) {
+        case 0:
+            dialog->accept();
+            break;
+        case 1:
+            m_window->on_moveFilesButtonMainwindow_clicked();
+            break;
+        case 2:
+            turn(kMoment);
+            break;
+        default:
+            end(action);
+            break;
+        }
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
     void letTheStageFinish() const
     {
         pool()->waitForDone();
@@ -204,6 +240,8 @@ private:
     }
 
     const Collection& m_collection;
+    QTemporaryDir m_targets;
+    int m_targetCount = 0;
     std::unique_ptr<MainWindow> m_window;
 };
 
@@ -217,6 +255,11 @@ void runRound(Life& life, std::mt19937& random)
         for (const int mode : {0, 1}) {
             life.start(threads, mode);
             life.finish();
+        }
+        for (int action = 0; action < kActions; ++action) {
+            life.start(threads, 0);
+            life.finish();
+            life.copyFound(action);
         }
         for (int stage = 0; stage < kStages; ++stage) {
             for (int action = 0; action < kActions; ++action) {

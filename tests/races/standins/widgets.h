@@ -119,6 +119,8 @@ public:
     }
     void setTextVisible(bool /*visible*/) {}
 
+    void setRange(int /*minimum*/, int /*maximum*/) {}
+
 private:
     int m_value = 0;
 };
@@ -151,6 +153,37 @@ private:
     int m_index = 0;
 };
 
+class QLineEdit : public QLabel
+{
+public:
+    using QLabel::QLabel;
+};
+
+class QDialog : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit QDialog(QWidget* parent = nullptr)
+        : QWidget(parent)
+    {
+        last = this;
+    }
+    /** The dialog that was built last. */
+    static inline QDialog* last = nullptr;
+    void accept()
+    {
+        hide();
+        Q_EMIT finished(1);
+    }
+    void reject()
+    {
+        hide();
+        Q_EMIT finished(0);
+    }
+Q_SIGNALS:
+    void finished(int result);
+};
+
 class QListWidgetItem
 {
 public:
@@ -162,9 +195,19 @@ public:
     {
         return m_text;
     }
+    void setCheckState(Qt::CheckState state)
+    {
+        m_state = state;
+    }
+    Qt::CheckState checkState() const
+    {
+        return m_state;
+    }
+    void setToolTip(const QString& /*text*/) {}
 
 private:
     QString m_text;
+    Qt::CheckState m_state = Qt::Unchecked;
 };
 
 class QListWidget : public QWidget
@@ -177,8 +220,13 @@ public:
     }
     void addItem(const QString& text)
     {
-        m_items.append(new QListWidgetItem(text));
+        addItem(new QListWidgetItem(text));
     }
+    void addItem(QListWidgetItem* item)
+    {
+        m_items.append(item);
+    }
+    void setItemDelegate(QObject* /*delegate*/) {}
     void clear()
     {
         qDeleteAll(m_items);
