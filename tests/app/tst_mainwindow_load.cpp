@@ -31,8 +31,10 @@ namespace {
 constexpr unsigned kSeed = 20'260'102;
 constexpr qint64 kHangGuardMs = 600'000;
 constexpr std::chrono::milliseconds kBeat{2};
-/** What the allocator and the toolkit keep back for later, over all runs. */
+/** What the allocator and the toolkit keep back for later, over all runs ... */
 constexpr double kMemorySlackBytes = 1e6;
+/** ... and what is lost between the things that are left, by where they came to lie. */
+constexpr double kLostBetween = 0.01;
 /** Each file is opened for its properties, and again for its fingerprint. */
 constexpr int kReadersPerFile = 2;
 
@@ -234,7 +236,7 @@ void TestMainWindowLoad::everyRunFindsTheSameAndLeavesNothing()
                 runs, longestStallMs, static_cast<long long>(contexts), runs - 1, contextBytes,
                 left / 1e6, more / 1e6);
 #ifdef QUORVEL_COUNTS_MEMORY
-    QVERIFY2(more < kMemorySlackBytes, qPrintable(QString::number(more)));
+    QVERIFY2(more < kMemorySlackBytes + kLostBetween * left, qPrintable(QString::number(more)));
 #endif
 }
 

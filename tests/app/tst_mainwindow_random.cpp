@@ -66,6 +66,8 @@ void turn(qint64 ms)
     timer.start();
     do {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        // Without a running event loop, what is to be deleted later would live for ever.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     } while (timer.elapsed() < ms);
 }
 
@@ -233,7 +235,7 @@ QList<TestMainWindowRandom::Action> TestMainWindowRandom::actions()
              fillFolders();
              return true;
          }},
-        {"close and open again", 2, [this] { return reopen(); }},
+        {"close and open again", 1, [this] { return reopen(); }},
     };
     return all + playerActions() + dialogActions();
 }
@@ -264,8 +266,9 @@ QList<TestMainWindowRandom::Action> TestMainWindowRandom::dialogActions()
         {"open the settings", 3, [=] { return open("actionSettings"); }},
         {"change the settings", 4, [this] { return changeSettings(); }},
         {"open About", 1, [=] { return open("actionAbout"); }},
-        {"close About", 3,
-         [] {
+        {"read About", 3,
+         [this] {
+             fixture->choose("actionAbout");
              auto* dialog = shownDialog<AboutDialog>();
              return dialog != nullptr && press(dialog, "okButton");
          }},
@@ -361,6 +364,7 @@ bool TestMainWindowRandom::seek()
 
 bool TestMainWindowRandom::changeSettings()
 {
+    fixture->choose("actionSettings");
     auto* dialog = shownDialog<SettingsDialog>();
     if (dialog == nullptr) {
         return false;
