@@ -161,6 +161,7 @@ private:
 void TestMainWindowLoad::initTestCase()
 {
     constexpr int kFiles = 600;
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
     m_runTime.start();
     m_collection =
@@ -219,7 +220,6 @@ void TestMainWindowLoad::everyRunFindsTheSameAndLeavesNothing()
             "%.1f MB resident, %.1f MB allocated\n",
             i + 1, static_cast<long long>(elapsedMs), stallMs, static_cast<long long>(found.size()),
             static_cast<long long>(openDescriptors()), residentMegabytes(), allocatedBytes() / 1e6);
-        std::fflush(stdout);
         if (i == 0) {
             pairs = found;
             descriptors = openDescriptors();
