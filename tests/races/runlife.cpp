@@ -25,8 +25,12 @@
 #include <cstdlib>
 #include <memory>
 #include <random>
+#include <sched.h>
 
 namespace {
+
+/** What the machine is said to have. */
+int processorCount = 1;
 
 constexpr int kRounds = 20;
 constexpr qint64 kHangGuardMs = 120'000;
@@ -120,8 +124,9 @@ public:
         form().folderListGroupA->addItem(m_collection.groupA());
         (mode == 0 ? form().folderListGroupB : form().folderListGroupA)
             ->addItem(m_collection.groupB());
+        processorCount = threads;
         m_window->on_compareButton_clicked();
-        pool()->setMaxThreadCount(threads);
+        require(pool()->maxThreadCount() == threads, "the pool has another number of threads");
     }
     /** Lets the stages before \a stage run and speak, one after the other, and \a stage begin. */
     void advanceTo(int stage) const
@@ -280,6 +285,19 @@ void runRound(Life& life, std::mt19937& random)
 }
 
 } // namespace
+
+/**
+ * Answers in the place of the system, which the toolkit asks how many threads a pool should have: a
+ * run sizes its pool before it starts, and nobody may do so later.
+ */
+extern "C" int sched_getaffinity(pid_t /*process*/, size_t size, cpu_set_t* processors) noexcept
+{
+    CPU_ZERO_S(size, processors);
+    for (int i = 0; i < processorCount; ++i) {
+        CPU_SET_S(static_cast<size_t>(i), size, processors);
+    }
+    return 0;
+}
 
 int main(int argc, char* argv[])
 {
