@@ -73,7 +73,8 @@ bool keepAttributes(NewFile& copy, const struct stat& source)
 
 bool keepPermissions(NewFile& copy, const struct stat& source)
 {
-    return keepMode(copy, source.st_mode & kPermissionBits);
+    static_cast<void>(keepMode(copy, source.st_mode & kPermissionBits));
+    return true;
 }
 
 void keepLinkTimes(const NameIn& name, const struct stat& source)

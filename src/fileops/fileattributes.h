@@ -16,7 +16,10 @@ namespace fileops {
  */
 bool keepAttributes(NewFile& copy, const struct stat& source);
 
-/** As keepAttributes(), but only who may read, write and execute \a copy, whose owner is the user.
+/**
+ * Lets those read, write and execute \a copy, whose owner is the user, who may with \a source.
+ * Where that cannot be done, only the owner may, which is no reason to do without the copy: always
+ * true.
  */
 bool keepPermissions(NewFile& copy, const struct stat& source);
 

@@ -15,9 +15,9 @@ namespace fileops {
  * digits); and on one that can neither rename without replacing nor link, an incomplete
  * destination.
  *
- * The permissions go along, nothing else does. A symbolic link gives a copy of what it points to;
- * what is not a regular file is an error, and never waited for. A source that is changed while it
- * is copied is an error.
+ * The permissions go along where that can be done, nothing else does. A symbolic link gives a copy
+ * of what it points to; what is not a regular file is an error, and never waited for. A source that
+ * is changed while it is copied is an error.
  *
  * Elsewhere than on Linux this is QFile::copy(), with its size checked.
  *

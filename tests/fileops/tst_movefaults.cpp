@@ -76,6 +76,7 @@ private Q_SLOTS:
     void killedMoveLosesNothing();
     void copyUnderFaultsIsWholeOrAbsent_data();
     void copyUnderFaultsIsWholeOrAbsent();
+    void copyThatCannotHaveItsPermissionsIsMade();
 
 private:
     QString source() const
@@ -546,6 +547,15 @@ void MoveFaultsTest::copyUnderFaultsIsWholeOrAbsent()
     } else {
         QVERIFY(result.output != "true\n");
     }
+}
+
+void MoveFaultsTest::copyThatCannotHaveItsPermissionsIsMade()
+{
+    const tracedrun::Result result =
+        tracedrun::run({u"copy"_qs, source(), faraway()}, {u"fchmod:error=EPERM"_qs});
+    QCOMPARE(result.injected, 1);
+    QCOMPARE(result.output, "true\n");
+    QCOMPARE(read(faraway()), m_content);
 }
 
 QTEST_GUILESS_MAIN(MoveFaultsTest)
