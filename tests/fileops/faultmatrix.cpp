@@ -362,7 +362,9 @@ Tally killAtCall(const Scenario& scenario, const tracedrun::Call& call, const Fo
 
 Tally killAtTime(const Scenario& scenario, qint64 microseconds, const Folders& folders)
 {
-    for (;; microseconds /= 2) {
+    // A busy machine may let the driver end before this process goes on, even right at its start.
+    constexpr int kMostAttempts = 100;
+    for (int attempt = 1;; ++attempt, microseconds /= 2) {
         const Stage stage(scenario, folders, kKilledFiles);
         QProcess driver;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -379,7 +381,7 @@ Tally killAtTime(const Scenario& scenario, qint64 microseconds, const Folders& f
         driver.kill();
         driver.waitForFinished(kHangGuardMs);
         const bool killed = driver.exitStatus() == QProcess::CrashExit;
-        if (killed || microseconds == 0) {
+        if (killed || attempt == kMostAttempts) {
             return judgeKilled(scenario, stage, folders, driver.readAllStandardOutput(), killed,
                                QStringLiteral("%1 us").arg(microseconds));
         }
