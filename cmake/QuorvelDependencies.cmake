@@ -1,13 +1,19 @@
 # Finds what the project is built on. What is missing is named by the Debian package that has it.
 
-find_package(Qt6 6.4 QUIET COMPONENTS Core Gui Widgets Concurrent Sql)
-if(NOT Qt6_FOUND)
-    message(FATAL_ERROR
-        "Qt 6.4 or newer (Core, Gui, Widgets, Concurrent, Sql) was not found. "
-        "Install the package qt6-base-dev.")
+set(qt_modules Core Gui Widgets Concurrent Sql)
+if(QUORVEL_CHECK_RACES)
+    set(qt_modules Core Concurrent)
 endif()
-find_package(Qt6 6.4 QUIET COMPONENTS Multimedia)
-if(NOT Qt6Multimedia_FOUND)
+find_package(Qt6 6.4 QUIET COMPONENTS ${qt_modules})
+if(NOT Qt6_FOUND)
+    list(JOIN qt_modules ", " names)
+    message(FATAL_ERROR
+        "Qt 6.4 or newer (${names}) was not found. Install the package qt6-base-dev.")
+endif()
+if(NOT QUORVEL_CHECK_RACES)
+    find_package(Qt6 6.4 QUIET COMPONENTS Multimedia)
+endif()
+if(NOT Qt6Multimedia_FOUND AND NOT QUORVEL_CHECK_RACES)
     message(FATAL_ERROR
         "Qt Multimedia 6.4 or newer was not found. Install the package qt6-multimedia-dev.")
 endif()

@@ -11,6 +11,7 @@ namespace fileops {
 namespace {
 
 constexpr mode_t kAllModeBits = 07777;
+constexpr mode_t kPermissionBits = 0777;
 
 std::array<timespec, 2> timesOf(const struct stat& file)
 {
@@ -54,19 +55,26 @@ bool isBeyondFileSystem(const NewFile& copy)
            (errno == EPERM && copy.status().st_uid != ::geteuid());
 }
 
+bool keepMode(const NewFile& copy, mode_t mode)
+{
+    return ::fchmod(copy.descriptor(), mode) == 0 || isBeyondFileSystem(copy);
+}
+
 } // namespace
 
 bool keepAttributes(NewFile& copy, const struct stat& source)
 {
-    if (!keepOwner(copy, source)) {
-        return false;
-    }
-    if (::fchmod(copy.descriptor(), modeFor(copy.status(), source)) != 0 &&
-        !isBeyondFileSystem(copy)) {
+    if (!keepOwner(copy, source) || !keepMode(copy, modeFor(copy.status(), source))) {
         return false;
     }
     const std::array<timespec, 2> times = timesOf(source);
     return ::futimens(copy.descriptor(), times.data()) == 0 || isBeyondFileSystem(copy);
+}
+
+bool keepPermissions(NewFile& copy, const struct stat& source)
+{
+    static_cast<void>(keepMode(copy, source.st_mode & kPermissionBits));
+    return true;
 }
 
 void keepLinkTimes(const NameIn& name, const struct stat& source)

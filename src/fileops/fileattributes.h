@@ -4,7 +4,7 @@
 
 struct stat;
 
-/** Linux only: what goes along with the content of a moved file. */
+/** Linux only: what goes along with the content of a moved or copied file. */
 namespace fileops {
 
 /**
@@ -15,6 +15,13 @@ namespace fileops {
  * Thread: any thread, blocking. Reentrant.
  */
 bool keepAttributes(NewFile& copy, const struct stat& source);
+
+/**
+ * Lets those read, write and execute \a copy, whose owner is the user, who may with \a source.
+ * Where that cannot be done, only the owner may, which is no reason to do without the copy: always
+ * true.
+ */
+bool keepPermissions(NewFile& copy, const struct stat& source);
 
 /** Gives the symbolic link \a name the times of \a source, if that can be done. */
 void keepLinkTimes(const NameIn& name, const struct stat& source);

@@ -1,9 +1,9 @@
 #include "fileops/fileworkers.h"
 
+#include "fileops/safecopy.h"
 #include "fileops/safemove.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 namespace fileops {
 
@@ -19,19 +19,7 @@ bool moveFile(const SourceAndDestination& paths)
 
 bool copyFile(const SourceAndDestination& paths)
 {
-    // Opening a named pipe would wait for a writer, for ever if none comes.
-    if (!QFileInfo(paths.first).isFile() || paths.second.isEmpty()) {
-        return false;
-    }
-    if (!QFile::copy(paths.first, paths.second)) {
-        return false;
-    }
-    // The toolkit takes an early end of the data for the end of the file.
-    if (QFileInfo(paths.second).size() == QFileInfo(paths.first).size()) {
-        return true;
-    }
-    QFile::remove(paths.second);
-    return false;
+    return copyWithoutOverwriting(paths.first, paths.second);
 }
 
 } // namespace fileops

@@ -21,11 +21,7 @@ bool deleteFile(const QString& path);
 /** Moves the first path to the second, as moveWithoutOverwriting(). */
 bool moveFile(const SourceAndDestination& paths);
 
-/**
- * Copies the first path to the second, as QFile::copy(): an existing destination is an error, a
- * symbolic link gives a copy of what it points to, and only a regular file is copied. A copy whose
- * size is not that of the source is removed again.
- */
+/** Copies the first path to the second, as copyWithoutOverwriting(). */
 bool copyFile(const SourceAndDestination& paths);
 
 } // namespace fileops

@@ -1,6 +1,7 @@
 #include "fileops/newfile.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 namespace fileops {
 
@@ -14,6 +15,13 @@ int createNew(const NameIn& name)
     return uninterrupted([&name] {
         return ::openat(name.directory, name.name.constData(),
                         O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kModeWhileIncomplete);
+    });
+}
+
+int createUnnamed(int directory)
+{
+    return uninterrupted([directory] {
+        return ::openat(directory, ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, kModeWhileIncomplete);
     });
 }
 
@@ -32,11 +40,45 @@ NewFile::NewFile(NameIn name)
     }
 }
 
+NewFile::NewFile(int directory)
+    : m_name{directory, {}}
+    , m_descriptor(createUnnamed(directory))
+    , m_kept(true)
+{
+    // The file system, or the kernel, which then takes it for the opening of a directory.
+    m_unsupported =
+        !isOpen() && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT);
+    if (isOpen() && !refresh()) {
+        m_descriptor.close();
+    }
+}
+
 NewFile::~NewFile()
 {
     if (!m_kept && standsFor(m_name, m_status)) {
         ::unlinkat(m_name.directory, m_name.name.constData(), 0);
     }
+}
+
+RenameOutcome NewFile::giveName(const NameIn& name)
+{
+    // Naming a descriptor itself takes rights that users do not have.
+    const QByteArray link = "/proc/self/fd/" + QByteArray::number(m_descriptor.get());
+    if (::linkat(AT_FDCWD, link.constData(), name.directory, name.name.constData(),
+                 AT_SYMLINK_FOLLOW) != 0) {
+        switch (errno) {
+        case EPERM: // no hard links here
+        case EOPNOTSUPP:
+        case ENOSYS:
+        case ENOENT: // no /proc here
+            return RenameOutcome::Unsupported;
+        default:
+            return RenameOutcome::Refused;
+        }
+    }
+    m_name = name;
+    m_kept = false;
+    return refresh() ? RenameOutcome::Done : RenameOutcome::Refused;
 }
 
 bool NewFile::refresh()

@@ -18,12 +18,24 @@ class NewFile
 public:
     /** Creates the file, readable by its owner only; isOpen() is false if the name is taken. */
     explicit NewFile(NameIn name);
+    /**
+     * Creates a file in \a directory that has no name yet and goes with its descriptor until
+     * giveName(). Where the file system knows no such files, isUnsupported() is true.
+     */
+    static NewFile unnamedIn(int directory)
+    {
+        return NewFile(directory);
+    }
     ~NewFile();
     Q_DISABLE_COPY_MOVE(NewFile)
 
     bool isOpen() const
     {
         return m_descriptor.isOpen();
+    }
+    bool isUnsupported() const
+    {
+        return m_unsupported;
     }
     int descriptor() const
     {
@@ -41,6 +53,11 @@ public:
 
     /** Asks the system again. False on failure. */
     bool refresh();
+    /**
+     * Gives a file that has none the name \a name, which must be free. Nothing is changed if that
+     * cannot be done.
+     */
+    RenameOutcome giveName(const NameIn& name);
     /** Closes the file and keeps it on disk. False if the system reports a failure. */
     bool close()
     {
@@ -53,10 +70,13 @@ public:
     }
 
 private:
+    explicit NewFile(int directory);
+
     NameIn m_name;
     FileDescriptor m_descriptor;
     struct stat m_status = {};
     bool m_kept = false;
+    bool m_unsupported = false;
 };
 
 } // namespace fileops

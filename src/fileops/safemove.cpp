@@ -5,6 +5,7 @@
 #ifdef Q_OS_LINUX
 #include "fileops/copyingmove.h"
 #include "fileops/exclusiverename.h"
+#include "fileops/usablepath.h"
 
 #include <fcntl.h>
 #endif
@@ -12,16 +13,6 @@
 namespace fileops {
 
 #ifdef Q_OS_LINUX
-
-namespace {
-
-/** Whether the system can be given \a path: a null character would cut it short there. */
-bool isUsable(const QString& path)
-{
-    return !path.isEmpty() && !path.contains(QChar(u'\0'));
-}
-
-} // namespace
 
 bool moveWithoutOverwriting(const QString& source, const QString& destination)
 {

@@ -1,6 +1,7 @@
 #include "tracedrun.h"
 
 #include <QFile>
+#include <QHash>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
@@ -14,6 +15,12 @@ constexpr int kHangGuardMs = 120'000;
 QString strace()
 {
     return QStringLiteral("strace");
+}
+
+/** Whether \a arguments begin with the descriptor that the driver prints to. */
+bool isForStandardOutput(const QByteArray& arguments)
+{
+    return arguments.startsWith("(1,") || arguments.startsWith("(1<");
 }
 
 /** The calls that are made on files; the rest would only lengthen the log. */
@@ -40,6 +47,31 @@ int Result::numberOfCall(const QByteArray& systemCall, const QByteArray& landmar
     return 0;
 }
 
+QList<Call> Result::operationCalls() const
+{
+    QList<Call> calls;
+    QHash<QByteArray, int> numbers;
+    bool inside = false;
+    for (const QByteArray& line : trace.split('\n')) {
+        // "<process> <call>(<arguments>) = <result>"
+        const qsizetype begin = line.indexOf(' ') + 1;
+        const qsizetype end = line.indexOf('(', begin);
+        if (begin == 0 || end < 0) {
+            continue;
+        }
+        const QByteArray name = line.mid(begin, end - begin).trimmed();
+        const int number = ++numbers[name];
+        if (line.contains("\"operation begins\"")) {
+            inside = true;
+        } else if (line.contains("\"operation ends\"")) {
+            break;
+        } else if (inside && !isForStandardOutput(line.mid(end)) && name != "mmap") {
+            calls.append({name, number, line});
+        }
+    }
+    return calls;
+}
+
 bool isPossible(QString* reason)
 {
     QProcess process;
@@ -54,12 +86,15 @@ bool isPossible(QString* reason)
     return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
-Result run(const QStringList& arguments, const QStringList& faults)
+Result run(const QStringList& arguments, const QStringList& faults, Log log)
 {
     const QTemporaryDir logs;
-    const QString log = logs.filePath(QStringLiteral("trace"));
-    QStringList command = {QStringLiteral("-f"), QStringLiteral("-o"), log, QStringLiteral("-e"),
-                           tracedCalls()};
+    const QString logFile = logs.filePath(QStringLiteral("trace"));
+    QStringList command = {QStringLiteral("-f"), QStringLiteral("-o"), logFile,
+                           QStringLiteral("-e"), tracedCalls()};
+    if (log == Log::WithPaths) {
+        command << QStringLiteral("-y");
+    }
     for (const QString& fault : faults) {
         command << QStringLiteral("-e") << QStringLiteral("inject=") + fault;
     }
@@ -75,7 +110,7 @@ Result run(const QStringList& arguments, const QStringList& faults)
     if (!process.waitForFinished(kHangGuardMs)) {
         return result;
     }
-    QFile file(log);
+    QFile file(logFile);
     if (file.open(QFile::ReadOnly)) {
         result.trace = file.readAll();
     }

@@ -1,12 +1,21 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
 /** Runs of fileops_driver under strace, which makes chosen system calls fail or kills the driver.
  */
 namespace tracedrun {
+
+/** A system call of the operation itself. */
+struct Call
+{
+    QByteArray name;
+    int number = 0; ///< Counted from 1 among the calls of this name in the whole run.
+    QByteArray line;
+};
 
 /** How a run ended. */
 struct Result
@@ -23,6 +32,15 @@ struct Result
      * in the same order, so this says which call to make fail in the next one.
      */
     int numberOfCall(const QByteArray& systemCall, const QByteArray& landmark) const;
+
+    /** What the operation called, in order, without what the driver printed. */
+    QList<Call> operationCalls() const;
+};
+
+/** What strace writes of a call. */
+enum class Log {
+    Plain,
+    WithPaths, ///< File descriptors have the path that they stand for behind them.
 };
 
 /** Whether strace is installed and may trace; why not otherwise. */
@@ -32,6 +50,6 @@ bool isPossible(QString* reason);
  * Runs the driver with \a arguments under the \a faults, each in strace's own words, such as
  * "write:error=ENOSPC:when=3" or "fsync:signal=KILL".
  */
-Result run(const QStringList& arguments, const QStringList& faults);
+Result run(const QStringList& arguments, const QStringList& faults, Log log = Log::Plain);
 
 } // namespace tracedrun

@@ -34,6 +34,7 @@ private Q_SLOTS:
     void deleteRemovesALinkAndNotItsTarget();
     void deleteWithoutRightsIsFalse();
     void copyIsWholeAndKeepsTheSource();
+    void copyHasThePermissionsOfItsSource();
     void copyNeverOverwrites();
     void copyOfALinkIsACopyOfItsTarget();
     void copyThatCannotBeMadeIsFalse();
@@ -97,6 +98,22 @@ void FileWorkersTest::copyIsWholeAndKeepsTheSource()
     QVERIFY(fileops::copyFile({path(u"a.mp3"_qs), path(u"b.mp3"_qs)}));
     QCOMPARE(read(path(u"b.mp3"_qs)), content);
     QCOMPARE(read(path(u"a.mp3"_qs)), content);
+}
+
+void FileWorkersTest::copyHasThePermissionsOfItsSource()
+{
+    QVERIFY(write(path(u"a.mp3"_qs), QByteArray()));
+    const auto modeOf = [this](const QString& name) {
+        struct stat file = {};
+        ::stat(QFile::encodeName(path(name)).constData(), &file);
+        return file.st_mode & 07777U;
+    };
+    for (const mode_t mode : {0640U, 0400U, 0755U}) {
+        QCOMPARE(::chmod(QFile::encodeName(path(u"a.mp3"_qs)).constData(), mode), 0);
+        QVERIFY(fileops::copyFile({path(u"a.mp3"_qs), path(u"b.mp3"_qs)}));
+        QCOMPARE(modeOf(u"b.mp3"_qs), mode);
+        QVERIFY(QFile::remove(path(u"b.mp3"_qs)));
+    }
 }
 
 void FileWorkersTest::copyNeverOverwrites()

@@ -76,6 +76,7 @@ private Q_SLOTS:
     void killedMoveLosesNothing();
     void copyUnderFaultsIsWholeOrAbsent_data();
     void copyUnderFaultsIsWholeOrAbsent();
+    void copyThatCannotHaveItsPermissionsIsMade();
 
 private:
     QString source() const
@@ -527,10 +528,10 @@ void MoveFaultsTest::copyUnderFaultsIsWholeOrAbsent_data()
 {
     QTest::addColumn<QString>("fault");
     for (const char* fault :
-         {"sendfile:error=ENOSPC:when=1", "sendfile:error=EIO:when=1", "sendfile:error=EIO:when=2",
-          "sendfile:retval=0:when=1", "sendfile:retval=131072:when=1",
-          "sendfile:signal=KILL:when=1", "fdatasync:signal=KILL:when=1", "linkat:error=ENOSPC",
-          "linkat:error=EACCES", "linkat:signal=KILL:when=1"}) {
+         {"write:error=ENOSPC:when=1", "write:error=EIO:when=2", "write:retval=131072:when=1",
+          "write:signal=KILL:when=1", "fsync:error=EIO:when=1", "fsync:error=ENOSPC:when=1",
+          "fsync:signal=KILL:when=1", "linkat:error=ENOSPC", "linkat:error=EACCES",
+          "linkat:signal=KILL:when=1"}) {
         QTest::addRow("%s", fault) << QString::fromLatin1(fault);
     }
 }
@@ -546,6 +547,15 @@ void MoveFaultsTest::copyUnderFaultsIsWholeOrAbsent()
     } else {
         QVERIFY(result.output != "true\n");
     }
+}
+
+void MoveFaultsTest::copyThatCannotHaveItsPermissionsIsMade()
+{
+    const tracedrun::Result result =
+        tracedrun::run({u"copy"_qs, source(), faraway()}, {u"fchmod:error=EPERM"_qs});
+    QCOMPARE(result.injected, 1);
+    QCOMPARE(result.output, "true\n");
+    QCOMPARE(read(faraway()), m_content);
 }
 
 QTEST_GUILESS_MAIN(MoveFaultsTest)

@@ -32,6 +32,8 @@ private Q_SLOTS:
     void fileGoesUnlessItIsKept();
     void fileThatTookTheNameIsNotRemoved();
     void incompleteFileIsItsOwnersOnly();
+    void unnamedFileIsSeenOnceItHasAName();
+    void unnamedFileTakesNoNameThatIsTaken();
 
 private:
     fileops::NameIn name() const
@@ -94,6 +96,43 @@ void NewFileTest::incompleteFileIsItsOwnersOnly()
 {
     const fileops::NewFile file(name());
     QCOMPARE(file.status().st_mode & 07777U, 0600U);
+}
+
+void NewFileTest::unnamedFileIsSeenOnceItHasAName()
+{
+    const fileops::FileDescriptor directory(
+        ::open(QFile::encodeName(m_directory->path()).constData(), O_PATH | O_DIRECTORY));
+    for (const bool kept : {false, true}) {
+        {
+            fileops::NewFile file = fileops::NewFile::unnamedIn(directory.get());
+            if (file.isUnsupported()) {
+                QSKIP("no files without a name here");
+            }
+            QVERIFY(file.isOpen());
+            QCOMPARE(entries(m_directory->path()), QStringList());
+            QCOMPARE(file.giveName({directory.get(), "new"}), fileops::RenameOutcome::Done);
+            QCOMPARE(entries(m_directory->path()), QStringList(u"new"_qs));
+            if (kept) {
+                file.keep();
+            }
+        }
+        QCOMPARE(entries(m_directory->path()), kept ? QStringList(u"new"_qs) : QStringList());
+    }
+}
+
+void NewFileTest::unnamedFileTakesNoNameThatIsTaken()
+{
+    QVERIFY(write(m_directory->filePath(u"new"_qs), "old"));
+    const fileops::FileDescriptor directory(
+        ::open(QFile::encodeName(m_directory->path()).constData(), O_PATH | O_DIRECTORY));
+    {
+        fileops::NewFile file = fileops::NewFile::unnamedIn(directory.get());
+        if (file.isUnsupported() || !file.isOpen()) {
+            QSKIP("no files without a name here");
+        }
+        QCOMPARE(file.giveName(name()), fileops::RenameOutcome::Refused);
+    }
+    QCOMPARE(read(m_directory->filePath(u"new"_qs)), "old");
 }
 
 QTEST_GUILESS_MAIN(NewFileTest)

@@ -58,7 +58,7 @@ void TestWorkerThreads::threadsThatCannotBeStartedAreDoneWithout()
     };
     // Without this, the threads that wait would keep a constructor that fails from returning.
     const std::jthread releasing([&] {
-        std::this_thread::sleep_for(200ms);
+        std::this_thread::sleep_for(200ms); // unavoidable: nobody can tell that no thread follows
         release = true;
         release.notify_all();
     });
@@ -113,7 +113,7 @@ void TestWorkerThreads::destructionWaitsForTheThreads()
     std::atomic<bool> returned = false;
     {
         const WorkerThreads threads(1, [&returned](WorkerThreads&) {
-            std::this_thread::sleep_for(20ms); // work that takes its time
+            std::this_thread::sleep_for(20ms); // unavoidable: work that takes its time
             returned = true;
         });
     }
