@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
+#include <limits>
 #include <vector>
 
 namespace search {
@@ -15,6 +17,8 @@ namespace {
 using Records = QList<FingerprintRecord>;
 
 constexpr std::chrono::milliseconds kProgressInterval(200);
+/** Two dozen fingerprints of songs, of either list, fill half of a second-level cache. */
+constexpr qsizetype kTileRecords = 24;
 
 /** A record of the second list that a record of the first is like. */
 struct Match
@@ -69,17 +73,17 @@ private:
     void work()
     {
         qint64 comparedPairs = 0;
-        // Neighbours in duration are compared with much the same records, which the processor's
-        // cache then holds, for all threads.
-        for (qsizetype next = m_next++; next < recordCount(); next = m_next++) {
-            if (m_everyPairMatches) {
-                comparedPairs += compareWithAll(static_cast<int>(next));
-            } else {
-                comparedPairs +=
-                    compareWithComparable(m_firstOrder.positions()[static_cast<std::size_t>(next)]);
+        for (qsizetype next = m_next.fetch_add(kTileRecords);
+             next < recordCount() && !m_options.stop.stop_requested();
+             next = m_next.fetch_add(kTileRecords)) {
+            const qsizetype end = std::min(next + kTileRecords, recordCount());
+            if (!m_everyPairMatches) {
+                comparedPairs += compareWithComparable(m_firstOrder.positions().subspan(
+                    static_cast<std::size_t>(next), static_cast<std::size_t>(end - next)));
+                continue;
             }
-            if (m_options.stop.stop_requested()) {
-                break;
+            for (qsizetype i = next; i < end; ++i) {
+                comparedPairs += compareWithAll(static_cast<int>(i));
             }
         }
         m_comparedPairs += comparedPairs;
@@ -98,31 +102,76 @@ private:
         return std::max<qint64>(m_second.size() - begin, 0);
     }
 
-    qint64 compareWithComparable(int i)
+    /**
+     * Compares the records at \a tile, which are neighbours in duration, with all that are
+     * comparable to them: a few of these with the whole tile, then the next few. So both lie in the
+     * processor's cache, where a collection does not.
+     */
+    qint64 compareWithComparable(DurationOrder::Positions tile)
     {
         qint64 comparedPairs = 0;
-        std::vector<Match>& matches = m_matches[static_cast<std::size_t>(i)];
-        const FingerprintRecord& record = m_first.at(i);
-        for (const auto positions : m_secondOrder.comparableTo(std::get<2>(record))) {
-            for (const int j : positions) {
-                if (m_withinOneList && j <= i) {
-                    continue;
-                }
-                if (m_options.stop.stop_requested()) {
-                    return comparedPairs;
-                }
-                const int similarity =
-                    similarityAtLeast(std::get<1>(record), std::get<1>(m_second.at(j)));
-                if (similarity >= m_options.threshold) {
-                    matches.push_back({j, similarity});
-                }
-                ++comparedPairs;
+        const std::size_t runs = m_secondOrder.comparableTo(0).size();
+        for (std::size_t run = 0; run < runs; ++run) {
+            std::vector<DurationOrder::Positions> comparable;
+            for (const int i : tile) {
+                comparable.push_back(m_secondOrder.comparableTo(std::get<2>(m_first.at(i)))[run]);
+            }
+            comparedPairs += compareInChunks(tile, comparable);
+        }
+        for (const int i : tile) {
+            std::vector<Match>& matches = m_matches[static_cast<std::size_t>(i)];
+            std::sort(matches.begin(), matches.end(), [](const Match& left, const Match& right) {
+                return left.position < right.position;
+            });
+        }
+        return comparedPairs;
+    }
+
+    /** Compares each record at \a tile with those at its own run of \a comparable. */
+    qint64 compareInChunks(DurationOrder::Positions tile,
+                           const std::vector<DurationOrder::Positions>& comparable)
+    {
+        const int* const all = m_secondOrder.positions().data();
+        std::ptrdiff_t first = std::numeric_limits<std::ptrdiff_t>::max();
+        std::ptrdiff_t last = 0;
+        for (const DurationOrder::Positions run : comparable) {
+            if (!run.empty()) {
+                first = std::min(first, run.data() - all);
+                last = std::max(last, run.data() - all + std::ssize(run));
             }
         }
-        std::sort(matches.begin(), matches.end(), [](const Match& left, const Match& right) {
-            return left.position < right.position;
-        });
+        qint64 comparedPairs = 0;
+        for (std::ptrdiff_t chunk = first; chunk < last; chunk += kTileRecords) {
+            for (std::size_t k = 0; k < tile.size(); ++k) {
+                if (comparable[k].empty()) {
+                    continue;
+                }
+                const std::ptrdiff_t begin = comparable[k].data() - all;
+                const std::ptrdiff_t end = begin + std::ssize(comparable[k]);
+                for (std::ptrdiff_t at = std::max(chunk, begin);
+                     at < std::min<std::ptrdiff_t>(chunk + kTileRecords, end); ++at) {
+                    comparedPairs += compareOne(tile[k], all[at]);
+                }
+            }
+            if (m_options.stop.stop_requested()) {
+                break;
+            }
+        }
         return comparedPairs;
+    }
+
+    /** Compares one pair, unless it is another's; returns how many that made. */
+    int compareOne(int i, int j)
+    {
+        if (m_withinOneList && j <= i) {
+            return 0;
+        }
+        const int similarity =
+            similarityAtLeast(std::get<1>(m_first.at(i)), std::get<1>(m_second.at(j)));
+        if (similarity >= m_options.threshold) {
+            m_matches[static_cast<std::size_t>(i)].push_back({j, similarity});
+        }
+        return 1;
     }
 
     int similarityAtLeast(const QList<quint32>& first, const QList<quint32>& second) const
