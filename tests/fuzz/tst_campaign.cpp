@@ -57,7 +57,11 @@ void TestCampaign::everyKindOfFailureIsCountedAndTheRunGoesOn()
                    QStringLiteral("20"), QStringLiteral("--findings"), findings.path()});
     QCOMPARE(run.exitCode, 1);
     QVERIFY2(run.output.contains("total: 20 cases"), run.output.constData());
-    QVERIFY2(run.output.contains("3 crashes, 1 hangs, 1 wrong results"), run.output.constData());
+    // What takes more and more memory is slow enough, in a sanitized build on a busy machine, to be
+    // stopped for its time before its memory.
+    QVERIFY2(run.output.contains("3 crashes, 1 hangs, 1 wrong results") ||
+                 run.output.contains("2 crashes, 2 hangs, 1 wrong results"),
+             run.output.constData());
     for (const char* told :
          {"crash by signal 6 in case 12;", "wrong result in case 14;", "hang in case 16;",
           "in case 17;", "crash with exit code 3 in case 18;", "--seed 1 --first 18 --cases 1"}) {
