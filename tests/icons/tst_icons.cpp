@@ -1,10 +1,12 @@
 #include <QColor>
 #include <QDir>
 #include <QImage>
+#include <QPainter>
 #include <QTest>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 namespace {
 
@@ -13,6 +15,9 @@ const QString appIcon = QStringLiteral("app-icon.png");
 // The backgrounds of a usual light and a usual dark desktop style.
 const QColor lightBackground(0xff, 0xff, 0xff);
 const QColor darkBackground(0x20, 0x23, 0x26);
+
+// The size in the window's own buttons, in pixels.
+constexpr int buttonSize = 22;
 
 // WCAG 2.1, success criterion 1.4.11: what graphics need to be told from what is around them.
 constexpr double minimumContrast = 3.0;
@@ -78,6 +83,44 @@ QList<QColor> shapeColors(const QString& name, const QImage& image)
     return colors;
 }
 
+/** The icon as a button shows it, on a plain background. */
+QImage shownInButton(const QString& name, const QColor& background)
+{
+    const QImage icon = loadIcon(name).scaled(buttonSize, buttonSize, Qt::IgnoreAspectRatio,
+                                              Qt::SmoothTransformation);
+    QImage shown(icon.size(), QImage::Format_RGB32);
+    shown.fill(background);
+    QPainter(&shown).drawImage(0, 0, icon);
+    return shown;
+}
+
+/** How many pixels of a button's icon stand out from \a background. */
+int pixelsThatStandOut(const QString& name, const QColor& background)
+{
+    const QImage shown = shownInButton(name, background);
+    int count = 0;
+    for (int y = 0; y < shown.height(); ++y) {
+        for (int x = 0; x < shown.width(); ++x) {
+            count += contrast(shown.pixelColor(x, y), background) >= minimumContrast ? 1 : 0;
+        }
+    }
+    return count;
+}
+
+/** How many pixels of two icons differ by a quarter of the way from black to white or more. */
+int differingPixelsWithoutColor(const QString& first, const QString& second)
+{
+    const QImage one = shownInButton(first, lightBackground);
+    const QImage other = shownInButton(second, lightBackground);
+    int count = 0;
+    for (int y = 0; y < one.height(); ++y) {
+        for (int x = 0; x < one.width(); ++x) {
+            count += std::abs(qGray(one.pixel(x, y)) - qGray(other.pixel(x, y))) >= 64 ? 1 : 0;
+        }
+    }
+    return count;
+}
+
 } // namespace
 
 class tst_Icons : public QObject
@@ -96,6 +139,12 @@ private Q_SLOTS:
         addIconRows();
     }
     void iconsStandOutOnLightAndDark();
+    void iconsAreReadableInAButton_data()
+    {
+        addIconRows();
+    }
+    void iconsAreReadableInAButton();
+    void iconsAreToldApartWithoutColor();
 
 private:
     static void addIconRows();
@@ -134,6 +183,32 @@ void tst_Icons::iconsStandOutOnLightAndDark()
         QVERIFY2(
             least >= minimumContrast,
             qPrintable(QStringLiteral("%1 has a contrast of %2").arg(color.name()).arg(least)));
+    }
+}
+
+void tst_Icons::iconsAreReadableInAButton()
+{
+    QFETCH(QString, name);
+    // Less than a tenth of the icon would be hard to make out.
+    constexpr int least = buttonSize * buttonSize / 10;
+    for (const QColor& background : {lightBackground, darkBackground}) {
+        const int count = pixelsThatStandOut(name, background);
+        QVERIFY2(count >= least,
+                 qPrintable(QStringLiteral("%1 pixels on %2").arg(count).arg(background.name())));
+    }
+}
+
+void tst_Icons::iconsAreToldApartWithoutColor()
+{
+    const QStringList names = iconNames();
+    for (qsizetype first = 0; first < names.size(); ++first) {
+        for (qsizetype second = first + 1; second < names.size(); ++second) {
+            const int count = differingPixelsWithoutColor(names.at(first), names.at(second));
+            // The sign on a folder, which is all that tells the two folders apart, has about that.
+            QVERIFY2(count >= 12, qPrintable(QStringLiteral("%1 and %2 differ in %3 pixels")
+                                                 .arg(names.at(first), names.at(second))
+                                                 .arg(count)));
+        }
     }
 }
 
