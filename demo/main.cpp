@@ -3,6 +3,7 @@
 
 #include "app/mainwindow.h"
 #include "demonstration.h"
+#include "theme.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -19,6 +20,7 @@ struct Options
     QString folderA;
     QString folderB;
     QDir pictures;
+    QString theme;
 };
 
 Options parseOptions(const QCoreApplication& application)
@@ -26,9 +28,13 @@ Options parseOptions(const QCoreApplication& application)
     const QCommandLineOption pictures(QStringLiteral("pictures"),
                                       QStringLiteral("Save the pictures in <folder>."),
                                       QStringLiteral("folder"), QStringLiteral("."));
+    const QCommandLineOption theme(QStringLiteral("theme"),
+                                   QStringLiteral("Show the windows in <colours>: light or dark."),
+                                   QStringLiteral("colours"), QStringLiteral("light"));
     QCommandLineParser parser;
     parser.addHelpOption();
     parser.addOption(pictures);
+    parser.addOption(theme);
     parser.addPositionalArgument(QStringLiteral("groupA"), QStringLiteral("Folder of Group A."));
     parser.addPositionalArgument(QStringLiteral("groupB"), QStringLiteral("Folder of Group B."));
     parser.process(application);
@@ -36,7 +42,7 @@ Options parseOptions(const QCoreApplication& application)
         parser.showHelp(EXIT_FAILURE);
     }
     return {parser.positionalArguments().at(0), parser.positionalArguments().at(1),
-            QDir(parser.value(pictures))};
+            QDir(parser.value(pictures)), parser.value(theme)};
 }
 
 QList<Step> stepsFor(const Options& options, QWidget* window)
@@ -63,6 +69,11 @@ int main(int argc, char* argv[])
     const Options options = parseOptions(application);
     if (!settings.isValid() || !options.pictures.mkpath(QStringLiteral("."))) {
         std::fputs("quorvel_demo: the folder of the pictures or settings cannot be made\n", stderr);
+        return EXIT_FAILURE;
+    }
+
+    if (!theme::apply(options.theme)) {
+        std::fputs("quorvel_demo: the theme is light or dark\n", stderr);
         return EXIT_FAILURE;
     }
 
