@@ -1,5 +1,6 @@
 #include "app/mainwindow.h"
 
+#include "results/elidedtextdelegate.h"
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
 
@@ -26,6 +27,16 @@ void sizeColumns(QHeaderView* header)
     header->resizeSection(kNameColumn, kNameColumnWidth);
 }
 
+/**
+ * Gives an action the platform's own keys for what it does, or \a usual where the platform has
+ * none: a plain window manager knows neither settings nor quitting.
+ */
+void setStandardShortcut(QAction* action, QKeySequence::StandardKey key, const QKeySequence& usual)
+{
+    const QList<QKeySequence> keys = QKeySequence::keyBindings(key);
+    action->setShortcuts(keys.isEmpty() ? QList<QKeySequence>{usual} : keys);
+}
+
 } // namespace
 
 /**
@@ -50,6 +61,7 @@ MainWindow::MainWindow(QWidget* parent)
     initialiseIcons();
     ui->setupUi(this);
     setWindowTitle(tr("Quorvel"));
+    setShortcuts();
     connectActions();
     connectStages();
     setUpPlayer();
@@ -60,6 +72,7 @@ MainWindow::MainWindow(QWidget* parent)
     ui->duplicateFoundLabel->hide();
     ui->progressBar->setTextVisible(false);
     sizeColumns(ui->treeWidget->header());
+    ui->treeWidget->setItemDelegate(new ElidedTextDelegate(this));
 
     settings::writeMissingDefaults();
     // Brings the window to the front once the event loop runs.
@@ -78,6 +91,14 @@ MainWindow::~MainWindow()
 void MainWindow::closeEvent(QCloseEvent* event)
 {
     event->accept();
+}
+
+void MainWindow::setShortcuts()
+{
+    setStandardShortcut(ui->actionNew_Comparison, QKeySequence::New, Qt::CTRL | Qt::Key_N);
+    setStandardShortcut(ui->actionSettings, QKeySequence::Preferences, Qt::CTRL | Qt::Key_Comma);
+    setStandardShortcut(ui->actionExit, QKeySequence::Quit, Qt::CTRL | Qt::Key_Q);
+    setStandardShortcut(ui->actionHelp_Online, QKeySequence::HelpContents, Qt::Key_F1);
 }
 
 void MainWindow::connectActions()
@@ -122,6 +143,12 @@ void MainWindow::connectPlayer()
 {
     // The second connection of this slot, which is also connected by its name.
     connect(ui->audioSlider, &QSlider::sliderMoved, this, &MainWindow::on_audioSlider_sliderMoved);
+    // The keys, the wheel and a click beside the handle do not count as moves of the slider.
+    connect(ui->audioSlider, &QSlider::actionTriggered, this, [this](int action) {
+        if (action != QAbstractSlider::SliderMove) {
+            on_audioSlider_sliderMoved(ui->audioSlider->sliderPosition());
+        }
+    });
     connect(player, &QMediaPlayer::positionChanged, this, &MainWindow::positionChanged);
     connect(player, &QMediaPlayer::durationChanged, this, &MainWindow::durationChanged);
     connect(player, &QMediaPlayer::playbackStateChanged, this, &MainWindow::setState);

@@ -137,6 +137,7 @@ protected:
 
 private:
     // Construction (mainwindow.cpp)
+    void setShortcuts();
     void connectActions();
     void connectStages();
     void setUpPlayer();

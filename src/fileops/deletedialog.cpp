@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QScopedValueRollback>
+#include <QShortcut>
 #include <QTimer>
 #include <QtConcurrent>
 
@@ -40,10 +41,29 @@ QListWidgetItem* newRow(const DuplicateRow& row)
     auto* item = new QListWidgetItem(row.path);
     item->setCheckState(row.sameFileAs.isEmpty() ? Qt::Checked : Qt::Unchecked);
     if (!row.sameFileAs.isEmpty()) {
-        item->setToolTip(
-            deleteDialog::tr("Another name of %1: it is the same file").arg(row.sameFileAs));
+        // Marked up, since a path that looks like markup would be taken for it.
+        item->setToolTip(QStringLiteral("<p>%1</p>")
+                             .arg(deleteDialog::tr("Another name of %1: it is the same file")
+                                      .arg(row.sameFileAs)
+                                      .toHtmlEscaped()));
     }
     return item;
+}
+
+/**
+ * Lets Return press each of \a buttons while it has the focus. None of them becomes the dialog's
+ * default for that, which Return would press from anywhere.
+ */
+void pressWithReturn(std::initializer_list<QPushButton*> buttons)
+{
+    for (QPushButton* button : buttons) {
+        for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+            auto* shortcut = new QShortcut(key, button);
+            shortcut->setContext(Qt::WidgetShortcut);
+            shortcut->setAutoRepeat(false);
+            QObject::connect(shortcut, &QShortcut::activated, button, &QPushButton::click);
+        }
+    }
 }
 
 } // namespace
@@ -56,6 +76,7 @@ deleteDialog::deleteDialog(QWidget* parent)
     ui->setupUi(this);
     ui->filesList->setItemDelegate(new RowDelegate(this));
     ui->deleteProgress->hide();
+    pressWithReturn({ui->chooseDirButton, ui->okButton, ui->cancelButton});
     // One after another: the files of an operation are never handled in parallel.
     threadPool.setMaxThreadCount(1);
     connect(&watcher, &QFutureWatcherBase::progressRangeChanged, ui->deleteProgress,

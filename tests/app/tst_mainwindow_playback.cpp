@@ -39,6 +39,7 @@ private Q_SLOTS:
     void anotherRowReplacesAPausedFile();
     void aHeldSliderStaysWhilePlaybackGoesOn();
     void aSliderDrawnWhileStoppedDecidesTheStart();
+    void arrowKeysSeekAFewSeconds();
     void pressingPlayManyTimesKeepsIconAndPlayerTogether();
     void closingTheWindowLeavesItPlaying();
 
@@ -254,6 +255,21 @@ void TestMainWindowPlayback::aSliderDrawnWhileStoppedDecidesTheStart()
     QVERIFY(fixture->click("playButton"));
     QVERIFY(preview->hasButtons("pause", true));
     QVERIFY(preview->plays(target + 100));
+}
+
+void TestMainWindowPlayback::arrowKeysSeekAFewSeconds()
+{
+    QVERIFY(preview->play(m_media->longTune()));
+    QVERIFY(fixture->click("playButton"));
+    QVERIFY(isSilent());
+    const int before = preview->slider->value();
+    QTest::keyClick(preview->slider, Qt::Key_Right);
+    QCOMPARE(preview->slider->value(), before + 5000);
+    QTRY_VERIFY(PlayableMedia::isNear(preview->player->position(), before + 5000));
+    QVERIFY(fixture->click("playButton"));
+    QVERIFY(preview->plays(before + 5100));
+    QTest::keyClick(preview->slider, Qt::Key_Left);
+    QTRY_VERIFY(preview->player->position() < before + 5000);
 }
 
 void TestMainWindowPlayback::pressingPlayManyTimesKeepsIconAndPlayerTogether()

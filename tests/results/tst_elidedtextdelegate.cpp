@@ -1,0 +1,94 @@
+#include "results/elidedtextdelegate.h"
+
+#include <QApplication>
+#include <QHeaderView>
+#include <QHelpEvent>
+#include <QTest>
+#include <QToolTip>
+#include <QTreeWidget>
+
+class TestElidedTextDelegate : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void cutTextIsToldWhole();
+    void textWithRoomIsNotToldAgain();
+    void textThatLooksLikeMarkupIsToldAsItIs();
+    void toolTipOfTheCellItselfComesFirst();
+
+private:
+    QTreeWidgetItem* add(const QString& text);
+    void rest(QTreeWidgetItem* item) const;
+
+    std::unique_ptr<QTreeWidget> m_tree;
+};
+
+void TestElidedTextDelegate::init()
+{
+    m_tree = std::make_unique<QTreeWidget>();
+    m_tree->setColumnCount(2);
+    m_tree->header()->resizeSection(0, 200);
+    m_tree->setItemDelegate(new ElidedTextDelegate(m_tree.get()));
+    m_tree->resize(400, 200);
+    m_tree->show();
+    m_tree->activateWindow(); // only an active window tells anything
+    QVERIFY(QTest::qWaitForWindowActive(m_tree.get()));
+}
+
+void TestElidedTextDelegate::cleanup()
+{
+    QToolTip::hideText();
+    QTRY_VERIFY(!QToolTip::isVisible());
+    m_tree.reset();
+}
+
+QTreeWidgetItem* TestElidedTextDelegate::add(const QString& text)
+{
+    auto* item = new QTreeWidgetItem({text});
+    m_tree->addTopLevelItem(item);
+    return item;
+}
+
+/** Rests the pointer on an item's first cell. */
+void TestElidedTextDelegate::rest(QTreeWidgetItem* item) const
+{
+    const QPoint place = m_tree->visualItemRect(item).topLeft() + QPoint(20, 5);
+    QHelpEvent event(QEvent::ToolTip, place, m_tree->viewport()->mapToGlobal(place));
+    QApplication::sendEvent(m_tree->viewport(), &event);
+}
+
+void TestElidedTextDelegate::cutTextIsToldWhole()
+{
+    const QString path = QStringLiteral("/music") + QStringLiteral("/long folder").repeated(20);
+    rest(add(path));
+    QVERIFY(QToolTip::isVisible());
+    QVERIFY(QToolTip::text().contains(path));
+}
+
+void TestElidedTextDelegate::textWithRoomIsNotToldAgain()
+{
+    rest(add(QStringLiteral("/music/a")));
+    QVERIFY(!QToolTip::isVisible());
+}
+
+void TestElidedTextDelegate::textThatLooksLikeMarkupIsToldAsItIs()
+{
+    rest(add(QStringLiteral("<b>&amp;</b>").repeated(30)));
+    QVERIFY(QToolTip::isVisible());
+    QVERIFY(QToolTip::text().contains(QStringLiteral("&lt;b&gt;&amp;amp;&lt;/b&gt;")));
+}
+
+void TestElidedTextDelegate::toolTipOfTheCellItselfComesFirst()
+{
+    QTreeWidgetItem* item = add(QStringLiteral("/music/a"));
+    item->setToolTip(0, QStringLiteral("a remark"));
+    rest(item);
+    QCOMPARE(QToolTip::text(), QStringLiteral("a remark"));
+}
+
+QTEST_MAIN(TestElidedTextDelegate)
+#include "tst_elidedtextdelegate.moc"
