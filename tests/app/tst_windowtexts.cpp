@@ -147,6 +147,11 @@ private Q_SLOTS:
     void everyTextIsWholeWithBothGroups_data();
     void everyTextIsWholeWithBothGroups();
     void everyTextIsWholeWhileAFileIsLoaded();
+    void everyWindowCarriesTheIcon_data()
+    {
+        ProgramWindows::addRows();
+    }
+    void everyWindowCarriesTheIcon();
     void theResultsTakeTheRoomOfALargerWindow();
     void moreFoldersGetMoreRoomWithinLimits();
 
@@ -224,6 +229,17 @@ void TestWindowTexts::everyTextIsWholeWhileAFileIsLoaded()
     window->resize(1, 1);
     QVERIFY(shownTexts(window).contains(label));
     QCOMPARE(faultsOf(window, {}), QString());
+}
+
+void TestWindowTexts::everyWindowCarriesTheIcon()
+{
+    QFETCH(QString, window);
+    m_windows = std::make_unique<ProgramWindows>();
+    const QWidget* shown = m_windows->open(window);
+    QVERIFY(shown != nullptr);
+    // That of the main window is not handed down: the dialogs are not its children.
+    QCOMPARE(shown->windowIcon().pixmap(256).toImage(),
+             QPixmap(QStringLiteral(":/icons/app-icon.png")).toImage());
 }
 
 void TestWindowTexts::theResultsTakeTheRoomOfALargerWindow()
