@@ -29,6 +29,7 @@ private Q_SLOTS:
 
     void slotsStandInTheirOrder();
     void formHasItsTextsAndSizes();
+    void fieldsStandInLine();
     void showsTheStoredValues();
     void savingStoresTheNumberOrZero_data();
     void savingStoresTheNumberOrZero();
@@ -61,6 +62,17 @@ void TestSettingsDialog::formHasItsTextsAndSizes()
     QCOMPARE(widget<QCheckBox>(dialog, "multicore")->text(), QString());
     QCOMPARE(widget<QPushButton>(dialog, "saveButton")->text(), QStringLiteral("Save"));
     QCOMPARE(widget<QPushButton>(dialog, "cancelButton")->text(), QStringLiteral("Cancel"));
+}
+
+void TestSettingsDialog::fieldsStandInLine()
+{
+    SettingsDialog dialog;
+    dialog.show();
+    const auto left = [&dialog](const char* name) {
+        return widget<QWidget>(dialog, name)->mapTo(&dialog, QPoint(0, 0)).x();
+    };
+    QCOMPARE(left("similarityThresh"), left("multicore"));
+    QCOMPARE(dialog.size(), QSize(340, 144));
 }
 
 void TestSettingsDialog::showsTheStoredValues()
