@@ -91,6 +91,7 @@ void MainWindow::durationChanged(qint64 duration)
     ui->audioSlider->setMaximum(static_cast<int>(duration));
 }
 
+// cppcheck-suppress funcArgNamesDifferent ; the window has a member "state" of its own
 void MainWindow::setState(QMediaPlayer::PlaybackState newState)
 {
     if (newState == playbackState) {

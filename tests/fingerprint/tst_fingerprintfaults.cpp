@@ -308,10 +308,10 @@ void TestFingerprintFaults::failureOfChromaprintIsPrintedAndThrown()
     QFETCH(const QByteArray, line);
     faults::failNext(function, 0);
     QList<quint32> words;
-    int number = 0;
     QByteArray thrown;
     StandardErrorCapture capture;
     try {
+        int number = 0;
         fpcalc_main(tune.toUtf8().constData(), words, number, number, number);
     } catch (const std::runtime_error& error) {
         thrown = error.what();

@@ -14,11 +14,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <new>
+#include <thread>
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/asan_interface.h>
@@ -39,7 +41,7 @@ constexpr double kHangProcessorSeconds = 5.0;
 constexpr double kHangWallSeconds = 60.0;
 constexpr quint64 kMostMemory = quint64{2} << 30;
 constexpr int kRequirementFailed = 70;
-constexpr useconds_t kPollMicroseconds = 10000;
+constexpr std::chrono::milliseconds kPoll{10};
 constexpr qint64 kProgressMs = 60000;
 /** After so many the run says nothing new. */
 constexpr int kMostFailures = 200;
@@ -175,7 +177,8 @@ QByteArray waitFor(pid_t child, const Shared& shared, const std::function<void()
             return hanging ? "hang" : "crash for too much memory";
         }
         meanwhile();
-        usleep(kPollMicroseconds); // unavoidable: no call waits for a child and a clock
+        // Unavoidable: no call waits for a child and a clock.
+        std::this_thread::sleep_for(kPoll);
     }
     if (WIFSIGNALED(status)) {
         return "crash by signal " + QByteArray::number(WTERMSIG(status));

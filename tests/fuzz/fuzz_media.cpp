@@ -78,7 +78,6 @@ void readUnconverted(const std::string& path)
     if (!reader.Open(path)) {
         return;
     }
-    [[maybe_unused]] volatile int sum = 0;
     while (!reader.AtEnd()) {
         const std::int16_t* samples = nullptr;
         std::size_t frames = 0;
@@ -90,7 +89,7 @@ void readUnconverted(const std::string& path)
         for (std::size_t i = 0; i < count; ++i) {
             blockSum += samples[i] & 1;
         }
-        sum = blockSum;
+        [[maybe_unused]] const volatile int sum = blockSum;
     }
 }
 

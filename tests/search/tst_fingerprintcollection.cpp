@@ -38,8 +38,8 @@ class BusyStore
 {
 public:
     explicit BusyStore(const QString& path)
+        : m_database(QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("busy")))
     {
-        m_database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("busy"));
         m_database.setDatabaseName(path);
         m_holds =
             m_database.open() && QSqlQuery(m_database).exec(QStringLiteral("BEGIN IMMEDIATE"));
