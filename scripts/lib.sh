@@ -29,11 +29,15 @@ packages_for_demo=(ffmpeg xauth xvfb)
 packages_for_testing=(
     ffmpeg pulseaudio pulseaudio-utils strace python3-jsonschema libbenchmark-dev
 )
+# scripts/lint; what looks at the C++ with a compiler's eyes is large, and seldom run.
+packages_for_linting=(clang-format cppcheck shellcheck)
+packages_for_tidying=(clang-tidy python3)
 # Qt is built from Debian's source package.
 packages_for_races=(dpkg-dev libdouble-conversion-dev libpcre2-dev perl xz-utils zlib1g-dev)
 
 # install_missing PURPOSE...: installs what is missing of the packages for building, running, cli,
-# demo, testing or races. Touches neither the package tools nor the network where nothing is missing.
+# demo, testing, linting, tidying or races. Touches neither the package tools nor the network where
+# nothing is missing.
 install_missing() {
     local purpose wanted=() missing=()
     for purpose; do

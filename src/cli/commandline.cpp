@@ -137,11 +137,11 @@ private:
         return QStringLiteral("tree");
     }
 
+    // cppcheck-suppress unusedPrivateFunction ; the members below are initialised with it
     static QCommandLineOption option(const QStringList& names, const char* description,
                                      const char* value = nullptr)
     {
-        return QCommandLineOption(names, QString::fromLatin1(description),
-                                  QString::fromLatin1(value));
+        return {names, QString::fromLatin1(description), QString::fromLatin1(value)};
     }
 
     QCommandLineParser m_parser;

@@ -260,6 +260,7 @@ void FingerprintStore::save(const QList<StoredFile>& files)
         execute(QStringLiteral("COMMIT"));
     } catch (const StoreError&) {
         // Some errors have ended the transaction already; then this fails and is of no interest.
+        // cppcheck-suppress ignoredReturnErrorCode ; as said
         QSqlQuery(m_database).exec(QStringLiteral("ROLLBACK"));
         throw;
     }

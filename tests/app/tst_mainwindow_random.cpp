@@ -98,7 +98,7 @@ private:
     struct Action
     {
         const char* name;
-        int weight;
+        int weight; // cppcheck-suppress unusedStructMember ; lots are made of it
         /** False if it could not be done now. */
         std::function<bool()> perform;
     };
