@@ -1,5 +1,6 @@
 #include "cli/interruption.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -11,7 +12,7 @@ namespace cli {
 
 namespace {
 
-constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
 constexpr int kExitStatusOfSignals = 128;
 /** Less than the second in which the program has promised to be gone. */
 constexpr int kPatienceMs = 900;
@@ -57,7 +58,7 @@ Interruption::Interruption()
         }
         struct sigaction action = {};
         action.sa_handler = handleSignal;
-        action.sa_flags = SA_RESTART | SA_RESETHAND;
+        action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
         ::sigaction(signal, &action, nullptr);
     }
 }

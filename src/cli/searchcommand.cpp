@@ -153,7 +153,7 @@ private:
         const QStringList folders = usableFolders(m_options.folders);
         const QStringList against = usableFolders(m_options.against);
         m_progress.show(QStringLiteral("Listing files"));
-        const fingerprint::FileLists files =
+        fingerprint::FileLists files =
             fingerprint::listsToFingerprint(fingerprint::findAudioFiles(folders, m_stop),
                                             fingerprint::findAudioFiles(against, m_stop));
         m_report.fileCount = files.first.size() + files.second.size();
@@ -223,7 +223,7 @@ private:
     {
         const QStringList all = files.first + files.second;
         m_progress.show(QStringLiteral("Fingerprinting: 0 of %1 files").arg(all.size()));
-        const search::Collection collection = search::fingerprintFiles(
+        search::Collection collection = search::fingerprintFiles(
             all, {m_options.threadCount, store, fingerprintingProgress(), m_stop});
         m_progress.clear();
         if (!collection.storeFailure.isEmpty()) {

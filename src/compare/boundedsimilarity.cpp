@@ -5,6 +5,7 @@
 #include "compare/similaritypercentage.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace compare {
@@ -85,21 +86,22 @@ int getSimilarityAtLeast(const QList<unsigned int>& first, const QList<unsigned 
     const auto allowed =
         static_cast<std::uint32_t>(largestErrorCount(static_cast<int>(longest), threshold));
     const SimilarityKernel& kernel = similarityKernel();
-    std::uint32_t errors[kOffsetCount] = {};
+    std::array<std::uint32_t, kOffsetCount> errors{};
     std::uint32_t fewest = 0;
     for (std::size_t done = 0; done < longest;) {
         const std::uint32_t* secondWords = second.constData() + done;
         const std::size_t run = std::min(runLength(secondWords, allowed - fewest), longest - done);
         kernel.addErrors(first.constData() + done,
                          std::min(firstCount - done, run + kOffsetCount - 1), secondWords, run,
-                         errors);
+                         errors.data());
         done += run;
-        fewest = *std::min_element(errors, errors + std::min(firstCount, kOffsetCount));
+        fewest =
+            *std::min_element(errors.data(), errors.data() + std::min(firstCount, kOffsetCount));
         if (fewest > allowed) {
             return 0;
         }
     }
-    return bestPercentage(errors, firstCount, secondCount);
+    return bestPercentage(errors.data(), firstCount, secondCount);
 }
 
 } // namespace compare

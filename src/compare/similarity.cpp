@@ -4,9 +4,11 @@
 #include "compare/similaritypercentage.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 
 // clang-format off
+// NOLINTNEXTLINE(modernize-avoid-c-arrays): as declared
 const int popcnt_table_8bit[256] = {
     0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4, 1, 2, 2, 3, 2, 3, 3, 4, 2, 3, 3, 4, 3, 4, 4, 5,
     1, 2, 2, 3, 2, 3, 3, 4, 2, 3, 3, 4, 3, 4, 4, 5, 2, 3, 3, 4, 3, 4, 4, 5, 3, 4, 4, 5, 4, 5, 5, 6,
@@ -30,9 +32,9 @@ int getSimilarity(const QList<unsigned int>& first, const QList<unsigned int>& s
 {
     const auto firstCount = static_cast<std::size_t>(first.size());
     const auto secondCount = static_cast<std::size_t>(second.size());
-    std::uint32_t errors[compare::kOffsetCount] = {};
+    std::array<std::uint32_t, compare::kOffsetCount> errors{};
     compare::similarityKernel().addErrors(first.constData(), firstCount, second.constData(),
-                                          secondCount, errors);
+                                          secondCount, errors.data());
     int best = 0;
     for (std::size_t offset = 0; offset < std::min(firstCount, compare::kOffsetCount); ++offset) {
         const auto count = static_cast<int>(std::min(firstCount - offset, secondCount));

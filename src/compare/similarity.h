@@ -3,6 +3,7 @@
 #include <QList>
 
 /** The number of set bits of each byte value. */
+// NOLINTNEXTLINE(modernize-avoid-c-arrays): the table is to be just its 256 numbers
 extern const int popcnt_table_8bit[256];
 
 /** The number of set bits of \a value, by four lookups in popcnt_table_8bit. Reentrant. */

@@ -22,6 +22,8 @@
 #define QUORVEL_HOT [[gnu::noipa]]
 #endif
 
+// NOLINTBEGIN(modernize-avoid-c-arrays): the standard's array brings inline functions
+
 namespace compare {
 
 namespace {
@@ -404,3 +406,5 @@ void addErrors(const std::uint32_t* first, std::size_t firstCount, const std::ui
 const SimilarityKernel kAvx512Kernel = {"avx512", &supported, &addErrors};
 
 } // namespace compare
+
+// NOLINTEND(modernize-avoid-c-arrays)

@@ -1,5 +1,6 @@
 #include "compare/similaritykernels.h"
 
+#include <array>
 #include <atomic>
 
 namespace compare {
@@ -10,7 +11,7 @@ namespace {
  * The slowest first. Without a vector instruction to count bits the compiler's popcount is slower
  * than the table, so it stands before it everywhere but on Arm.
  */
-constexpr const SimilarityKernel* kKernels[] = {
+constexpr std::array kKernels = {
 #ifdef __aarch64__
     &kTableKernel,
     &kPopcountKernel,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <stop_token>
+#include <utility>
 
 namespace fileops {
 
@@ -16,13 +17,17 @@ template <typename Operand> struct UnlessStopped
     std::stop_token stop;
     bool (*function)(const Operand&);
 
+    // Written out for Clang before version 16, which initialises no aggregate in parentheses.
+    UnlessStopped(std::stop_token flag, bool (*worker)(const Operand&))
+        : stop(std::move(flag))
+        , function(worker)
+    {
+    }
+
     bool operator()(const Operand& operand) const
     {
         return !stop.stop_requested() && function(operand);
     }
 };
-
-template <typename Operand>
-UnlessStopped(std::stop_token, bool (*)(const Operand&)) -> UnlessStopped<Operand>;
 
 } // namespace fileops

@@ -82,7 +82,7 @@ FFmpegAudioReader::~FFmpegAudioReader()
 {
     Close();
     av_dict_free(&inputOptions);
-    av_freep(&conversionBuffer[0]);
+    av_freep(&conversionBuffer);
 }
 
 void FFmpegAudioReader::SetOutputSampleRate(int sampleRateHz)
@@ -321,12 +321,12 @@ bool FFmpegAudioReader::deliverFrame(int receiveResult, const std::int16_t** sam
 bool FFmpegAudioReader::convert(const std::uint8_t** planes, int planeSamples, int receiveResult,
                                 const std::int16_t** samples, std::size_t* frameCount)
 {
-    const int converted = swr_convert(resampler->context(), conversionBuffer,
+    const int converted = swr_convert(resampler->context(), &conversionBuffer,
                                       conversionBufferCapacity, planes, planeSamples);
     if (converted < 0) {
         return fail("Couldn't convert audio", receiveResult);
     }
-    *samples = reinterpret_cast<const std::int16_t*>(conversionBuffer[0]);
+    *samples = reinterpret_cast<const std::int16_t*>(conversionBuffer);
     *frameCount = static_cast<std::size_t>(converted);
     return true;
 }
@@ -369,12 +369,12 @@ bool FFmpegAudioReader::reserveConversionBuffer(int frameSamples, int frameChann
     if (frameSamples <= conversionBufferCapacity && channels <= conversionBufferChannels) {
         return true;
     }
-    av_freep(&conversionBuffer[0]);
+    av_freep(&conversionBuffer);
     const int capacity =
         std::max({frameSamples, conversionBufferCapacity, kSmallestConversionBuffer});
     conversionBufferCapacity = 0;
     const int result =
-        av_samples_alloc(conversionBuffer, nullptr, channels, capacity, AV_SAMPLE_FMT_S16, 1);
+        av_samples_alloc(&conversionBuffer, nullptr, channels, capacity, AV_SAMPLE_FMT_S16, 1);
     if (result < 0) {
         return fail("Couldn't allocate audio converter buffer", result);
     }

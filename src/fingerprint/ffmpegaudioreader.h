@@ -122,7 +122,7 @@ private:
     /** Null while the decoded audio needs no conversion. */
     std::unique_ptr<SampleConverter> resampler;
     /** The converter's output: one plane, since the samples are interleaved. */
-    std::uint8_t* conversionBuffer[1] = {nullptr};
+    std::uint8_t* conversionBuffer = nullptr;
     /** In samples per channel. */
     int conversionBufferCapacity = 0;
     /** Null: the container format is probed. */

@@ -19,7 +19,7 @@ constexpr quint32 kApplicationId = 0x51727646;
 constexpr quint32 kVersion = 1;
 
 /** The parts of SQLite's file header that are looked at, and where they stand. */
-constexpr char kMagic[] = "SQLite format 3";
+constexpr auto kMagic = "SQLite format 3";
 constexpr qsizetype kVersionOffset = 60;
 constexpr qsizetype kApplicationIdOffset = 68;
 constexpr qsizetype kHeaderBytes = 100;
