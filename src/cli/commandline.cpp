@@ -1,5 +1,7 @@
 #include "cli/commandline.h"
 
+#include "cli/report.h"
+
 #include <QCommandLineOption>
 #include <QCommandLineParser>
 #include <QThread>
@@ -188,10 +190,10 @@ CommandLine parseCommandLine(const QStringList& arguments)
     try {
         return Parser().parse(arguments);
     } catch (const WrongUsage& wrong) {
-        return {
-            CommandLine::Request::WrongUsage,
-            {},
-            QStringLiteral("quorvel-cli: %1\n%2\n").arg(wrong.reason, QString::fromLatin1(kUsage))};
+        return {CommandLine::Request::WrongUsage,
+                {},
+                QStringLiteral("quorvel-cli: %1\n%2\n")
+                    .arg(printable(wrong.reason), QString::fromLatin1(kUsage))};
     }
 }
 

@@ -4,6 +4,38 @@
 
 namespace cli {
 
+namespace {
+
+/** Whether \a character ends a line, moves the cursor, or makes what follows run the other way. */
+bool steersTheTerminal(QChar character)
+{
+    switch (character.category()) {
+    case QChar::Other_Control:
+    case QChar::Separator_Line:
+    case QChar::Separator_Paragraph:
+        return true;
+    default:
+        break;
+    }
+    // Of the invisible rest, the joiners belong to names in many languages.
+    switch (character.direction()) {
+    case QChar::DirLRE:
+    case QChar::DirLRO:
+    case QChar::DirRLE:
+    case QChar::DirRLO:
+    case QChar::DirPDF:
+    case QChar::DirLRI:
+    case QChar::DirRLI:
+    case QChar::DirFSI:
+    case QChar::DirPDI:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
 qsizetype Report::duplicateCount() const
 {
     qsizetype count = 0;
@@ -28,10 +60,7 @@ bool writeReport(ReportSink& sink, const Report& report, Format format)
 
 QString printable(QString text)
 {
-    std::replace_if(
-        text.begin(), text.end(),
-        [](QChar character) { return character.category() == QChar::Other_Control; },
-        QLatin1Char('?'));
+    std::replace_if(text.begin(), text.end(), steersTheTerminal, QLatin1Char('?'));
     return text;
 }
 

@@ -64,8 +64,9 @@ bool writeJson(ReportSink& sink, const Report& report);
 bool writeCsv(ReportSink& sink, const Report& report);
 
 /**
- * \a text with each control character as "?", to be shown on a terminal: a file's name is other
- * people's, and must not move the cursor or end the line.
+ * \a text with each control character as "?", those that turn the direction of writing included, to
+ * be shown on a terminal: a file's name is other people's, and must not move the cursor, end the
+ * line, or pass for another.
  */
 QString printable(QString text);
 

@@ -126,6 +126,8 @@ void TestCommandLine::wrongUsageIsToldWithTheUsageLine_data()
         << QStringLiteral("one --against=") << QStringLiteral("The name of a FOLDER is empty.");
     QTest::newRow("unknown") << QStringLiteral("--colour one")
                              << QStringLiteral("Unknown option 'colour'.");
+    QTest::newRow("unknown, and steers the terminal")
+        << QStringLiteral("--\x1b[2Jcolour one") << QStringLiteral("Unknown option '?[2Jcolour'.");
     QTest::newRow("no value") << QStringLiteral("one -t")
                               << QStringLiteral("Missing value after '-t'.");
     QTest::newRow("above 100") << QStringLiteral("-t 101 one") << percent;

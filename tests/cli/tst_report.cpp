@@ -84,6 +84,9 @@ class TestReport : public QObject
 private Q_SLOTS:
     void treeListsDuplicatesBelowTheirReference();
     void treeOfNothingSaysSo();
+    void whatSteersATerminalIsShownAsAQuestionMark_data();
+    void whatSteersATerminalIsShownAsAQuestionMark();
+    void whatIsMerelyUnseenStays();
     void csvHasARowForEachDuplicateAndFailure();
     void jsonCarriesEverything();
     void jsonFollowsItsSchema_data();
@@ -113,6 +116,37 @@ void TestReport::treeOfNothingSaysSo()
 {
     QCOMPARE(written({}, Format::Tree), QByteArray("No duplicate audio files found.\n"
                                                    "Files that could not be read as audio: 0\n"));
+}
+
+void TestReport::whatSteersATerminalIsShownAsAQuestionMark_data()
+{
+    QTest::addColumn<char16_t>("character");
+    QTest::newRow("escape") << u'\x1b';
+    QTest::newRow("delete") << u'\x7f';
+    QTest::newRow("control sequence introducer") << u'\x9b';
+    QTest::newRow("line separator") << u'\x2028';
+    QTest::newRow("paragraph separator") << u'\x2029';
+    for (char16_t embedding = 0x202A; embedding <= 0x202E; ++embedding) {
+        QTest::addRow("U+%X", embedding) << embedding;
+    }
+    for (char16_t isolate = 0x2066; isolate <= 0x2069; ++isolate) {
+        QTest::addRow("U+%X", isolate) << isolate;
+    }
+}
+
+void TestReport::whatSteersATerminalIsShownAsAQuestionMark()
+{
+    QFETCH(const char16_t, character);
+    const QString name = QStringLiteral("song") + QChar(character) + QStringLiteral("3pm.exe");
+    QCOMPARE(cli::printable(name), QStringLiteral("song?3pm.exe"));
+}
+
+void TestReport::whatIsMerelyUnseenStays()
+{
+    // The joiners of a Persian word and of an emoji, and a soft hyphen.
+    const QString name =
+        QStringLiteral("\u0645\u06CC\u200C\u062E \U0001F469\u200D\U0001F3A4 a\u00ADb");
+    QCOMPARE(cli::printable(name), name);
 }
 
 void TestReport::csvHasARowForEachDuplicateAndFailure()
