@@ -7,7 +7,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLabel>
-#include <QSettings>
 #include <QTemporaryDir>
 #include <QTextStream>
 
@@ -108,12 +107,9 @@ void measureCancels(MainWindow& window)
 
 int main(int argc, char* argv[])
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
+    benchmarks::preferNoScreen();
     const QApplication application(argc, argv);
-    const QTemporaryDir settings;
-    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
+    const benchmarks::OwnSettings settings;
     const int fileCount = argc > 1 ? std::max(1, QString::fromLocal8Bit(argv[1]).toInt()) : 500;
 
     MainWindow window;

@@ -6,11 +6,24 @@
 #include <QFile>
 #include <QListWidget>
 #include <QPushButton>
+#include <QSettings>
 #include <QtMath>
 
 #include <random>
 
 namespace benchmarks {
+
+void preferNoScreen()
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+}
+
+OwnSettings::OwnSettings()
+{
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder.path());
+}
 
 QByteArray wavHeader(quint32 sampleRateHz, quint16 bitsPerSample, quint32 dataBytes)
 {

@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QString>
+#include <QTemporaryDir>
 #include <QTimer>
 
 #include <chrono>
@@ -13,6 +14,20 @@
 
 /** What the benchmarks of the real window have in common. Thread: GUI thread only. */
 namespace benchmarks {
+
+/** Draws on no screen, unless a platform is asked for. To be called before the application is made.
+ */
+void preferNoScreen();
+
+/** Settings that are this run's own while it lasts. To be made before the window. */
+class OwnSettings
+{
+public:
+    OwnSettings();
+
+private:
+    QTemporaryDir m_folder;
+};
 
 /** A mono PCM WAV header that announces \a dataBytes of samples. */
 QByteArray wavHeader(quint32 sampleRateHz, quint16 bitsPerSample, quint32 dataBytes);

@@ -16,7 +16,6 @@
 #include <QListWidget>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QSettings>
 #include <QTemporaryDir>
 #include <QTreeWidget>
 
@@ -179,12 +178,9 @@ void measureRows(MainWindow& window, int rows)
 
 int main(int argc, char* argv[])
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
+    benchmarks::preferNoScreen();
     const QApplication application(argc, argv);
-    const QTemporaryDir settings;
-    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
+    const benchmarks::OwnSettings settings;
     const QString what = QString::fromLocal8Bit(argc > 1 ? argv[1] : "");
     const int count = argc > 2 ? std::max(1, QString::fromLocal8Bit(argv[2]).toInt()) : 0;
 
