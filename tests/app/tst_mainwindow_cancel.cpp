@@ -1,5 +1,6 @@
 #include "settings/settingsstore.h"
 #include "support/media.h"
+#include "support/occupiedpool.h"
 #include "support/windowfixture.h"
 
 #include <QComboBox>
@@ -18,29 +19,6 @@ constexpr int kRounds = 4;
 
 /** Raw 16-bit samples for more than a day, which take no room on the disk. */
 constexpr qint64 kEndlessBytes = qint64(8) << 30;
-
-/** Keeps a pool busy, so that nothing begins, ends and speaks while events are delivered. */
-class OccupiedPool
-{
-public:
-    explicit OccupiedPool(QThreadPool* pool)
-        : m_threads(pool->maxThreadCount())
-    {
-        for (int i = 0; i < m_threads; ++i) {
-            pool->start([gate = m_gate] { gate->acquire(); });
-        }
-    }
-    ~OccupiedPool()
-    {
-        m_gate->release(m_threads);
-    }
-    OccupiedPool(const OccupiedPool&) = delete;
-    OccupiedPool& operator=(const OccupiedPool&) = delete;
-
-private:
-    std::shared_ptr<QSemaphore> m_gate = std::make_shared<QSemaphore>();
-    int m_threads;
-};
 
 /** Waits until the workers have been at work for a while; this thread sleeps meanwhile. */
 bool waitUntilWorkersAreBusy()
@@ -129,7 +107,7 @@ void TestMainWindowCancel::advanceTo(Stage stage)
 {
     for (int passed = 0; passed < stage; ++passed) {
         fixture->pool()->waitForDone();
-        const OccupiedPool occupied(fixture->pool());
+        const support::OccupiedPool occupied(fixture->pool());
         QCoreApplication::processEvents();
     }
     // The records are there from the building of the work list to the showing of the results.

@@ -7,6 +7,7 @@
 
 #include "app/mainwindow.h"
 #include "fileops/deletedialog.h"
+#include "support/occupiedpool.h"
 #include "support/tune.h"
 #include "ui_deletedialog.h"
 #include "ui_mainwindow.h"
@@ -16,7 +17,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLoggingCategory>
-#include <QSemaphore>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QThread>
@@ -85,28 +85,6 @@ private:
     QTemporaryDir m_folder;
 };
 
-/** Keeps a pool busy, so that nothing begins, ends and speaks while events are delivered. */
-class OccupiedPool
-{
-public:
-    explicit OccupiedPool(QThreadPool* pool)
-        : m_threads(pool->maxThreadCount())
-    {
-        for (int i = 0; i < m_threads; ++i) {
-            pool->start([gate = m_gate] { gate->acquire(); });
-        }
-    }
-    ~OccupiedPool()
-    {
-        m_gate->release(m_threads);
-    }
-    Q_DISABLE_COPY_MOVE(OccupiedPool)
-
-private:
-    std::shared_ptr<QSemaphore> m_gate = std::make_shared<QSemaphore>();
-    int m_threads;
-};
-
 /** A window, and what is done to it. */
 class Life
 {
@@ -133,7 +111,7 @@ public:
     {
         for (int passed = 0; passed < stage; ++passed) {
             pool()->waitForDone();
-            const OccupiedPool occupied(pool());
+            const support::OccupiedPool occupied(pool());
             QCoreApplication::processEvents();
         }
     }
