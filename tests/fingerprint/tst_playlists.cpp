@@ -28,6 +28,7 @@ private Q_SLOTS:
 
 private:
     void addKinds(bool alsoUnknown) const;
+    void openedAlone();
 
     MediaFolder media;
 };
@@ -138,6 +139,24 @@ void TestPlaylists::addKinds(bool alsoUnknown) const
     }
 }
 
+/** Claims of the file of this row that it is opened once, that nothing else is, and that it fails.
+ */
+void TestPlaylists::openedAlone()
+{
+    QFETCH(const QString, name);
+    QFETCH(const QByteArray, content);
+    const QString path = media.write(name, content);
+    const opentrace::Trace trace = opentrace::run(QStringLiteral(QUORVEL_MEDIAGUARD), {path});
+    if (!trace.obstacle.isEmpty()) {
+        QSKIP(qPrintable(trace.obstacle));
+    }
+    QCOMPARE(trace.exitCode, 0);
+    QVERIFY2(trace.output.startsWith("none "), trace.output.constData());
+    // Refused by the reader that asks for the properties; the second one is never made.
+    QCOMPARE(trace.below(media.path()), QStringList{path});
+    QCOMPARE(trace.sockets, 0);
+}
+
 /** The trace would be worth nothing if it did not show what is opened. */
 void TestPlaylists::soundFileIsOpenedTwiceAndSeenInTheTrace()
 {
@@ -170,18 +189,7 @@ void TestPlaylists::playlistUnderAMediaNameOpensNoOtherFile_data()
 
 void TestPlaylists::playlistUnderAMediaNameOpensNoOtherFile()
 {
-    QFETCH(const QString, name);
-    QFETCH(const QByteArray, content);
-    const QString path = media.write(name, content);
-    const opentrace::Trace trace = opentrace::run(QStringLiteral(QUORVEL_MEDIAGUARD), {path});
-    if (!trace.obstacle.isEmpty()) {
-        QSKIP(qPrintable(trace.obstacle));
-    }
-    QCOMPARE(trace.exitCode, 0);
-    QVERIFY2(trace.output.startsWith("none "), trace.output.constData());
-    // Refused by the reader that asks for the properties; the second one is never made.
-    QCOMPARE(trace.below(media.path()), QStringList{path});
-    QCOMPARE(trace.sockets, 0);
+    openedAlone();
 }
 
 void TestPlaylists::scriptThatNamesItselfIsOpenedOnce_data()
@@ -204,15 +212,7 @@ void TestPlaylists::scriptThatNamesItselfIsOpenedOnce_data()
 
 void TestPlaylists::scriptThatNamesItselfIsOpenedOnce()
 {
-    QFETCH(const QString, name);
-    QFETCH(const QByteArray, content);
-    const QString path = media.write(name, content);
-    const opentrace::Trace trace = opentrace::run(QStringLiteral(QUORVEL_MEDIAGUARD), {path});
-    if (!trace.obstacle.isEmpty()) {
-        QSKIP(qPrintable(trace.obstacle));
-    }
-    QVERIFY2(trace.output.startsWith("none "), trace.output.constData());
-    QCOMPARE(trace.below(media.path()), QStringList{path});
+    openedAlone();
 }
 
 QTEST_GUILESS_MAIN(TestPlaylists)
