@@ -1,8 +1,8 @@
 #include "cliprocess.h"
 #include "schemavalidation.h"
 #include "support/media.h"
+#include "tunefolders.h"
 
-#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -19,11 +19,7 @@
 
 namespace {
 
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
+using testmedia::contentOf;
 
 /** Runs the program with its standard error on a terminal; returns what appears there. */
 QByteArray onATerminal(const QStringList& arguments)
@@ -78,17 +74,10 @@ private Q_SLOTS:
     void outputThatCannotBeWrittenIsToldBeforeTheSearch();
     void fullStandardOutputIsAFailure();
     void closedStandardStreamsAreNotMixedUp();
-    void unusableStoreIsRefused();
-    void resultIsNotWrittenOverTheStore();
-    void storeAndResultMayBothBeNew();
     void failedFilesAreToldOnRequestOnly();
     void namesAreUnicodeInAPlainEnvironment();
     void folderNamedTwiceGivesEachFileOnce();
     void namesThatBeginWithAColonAreFiles();
-    void storeServesTheNextRun();
-    void fileThatMetADiskErrorIsTriedAgain_data();
-    void fileThatMetADiskErrorIsTriedAgain();
-    void twoRunsAtATimeShareAStore();
     void progressIsShownOnATerminalAndTakenAway();
     void quietShowsNoProgress();
     void everyPairOfTooManyFilesIsRefused();
@@ -107,12 +96,7 @@ private:
 void TestQuorvelCli::initTestCase()
 {
     media = std::make_unique<testmedia::MediaFolder>();
-    for (unsigned seed = 1; seed <= 3; ++seed) {
-        const testmedia::Tune tune{.seed = seed, .seconds = 10.0};
-        media->makeTune(QStringLiteral("first/%1.flac").arg(seed), tune);
-        media->makeTune(QStringLiteral("second/ünï %1.mp3").arg(seed), tune);
-    }
-    media->write(QStringLiteral("first/noise.ogg"), "no audio");
+    addTuneFolders(*media);
     first = path("first");
     second = path("second");
 }
@@ -303,41 +287,6 @@ void TestQuorvelCli::closedStandardStreamsAreNotMixedUp()
     QCOMPARE(process.exitCode(), 3);
 }
 
-void TestQuorvelCli::unusableStoreIsRefused()
-{
-    const QString notes = media->write(QStringLiteral("notes.txt"), "My notes.");
-    const CliRun run = runCli({first, QStringLiteral("--store"), notes});
-    QCOMPARE(run.exitStatus, 3);
-    QCOMPARE(run.output, QByteArray());
-    QVERIFY(run.errors.contains("not a store"));
-    QCOMPARE(contentOf(notes), QByteArray("My notes."));
-}
-
-void TestQuorvelCli::resultIsNotWrittenOverTheStore()
-{
-    const QString store = path("result.db");
-    const QStringList arguments{first, QStringLiteral("--store"), store};
-    QCOMPARE(runCli(arguments).exitStatus, 0);
-    const QByteArray before = contentOf(store);
-    const CliRun run = runCli(arguments + QStringList{QStringLiteral("-o"), store});
-    QCOMPARE(run.exitStatus, 3);
-    QCOMPARE(contentOf(store), before);
-    const QString neither = path("neither.db");
-    QCOMPARE(runCli({first, QStringLiteral("--store"), neither, QStringLiteral("-o"), neither})
-                 .exitStatus,
-             3);
-    QVERIFY(!QFile::exists(neither));
-}
-
-void TestQuorvelCli::storeAndResultMayBothBeNew()
-{
-    const CliRun run = runCli(
-        {first, QStringLiteral("--store"), path("new.db"), QStringLiteral("-o"), path("new.txt")});
-    QCOMPARE(run.errors, QByteArray());
-    QCOMPARE(run.exitStatus, 0);
-    QVERIFY(QFile::exists(path("new.db")) && QFile::exists(path("new.txt")));
-}
-
 void TestQuorvelCli::failedFilesAreToldOnRequestOnly()
 {
     const QByteArray expected = "quorvel-cli: " + path("first/noise.ogg").toUtf8() +
@@ -385,77 +334,6 @@ void TestQuorvelCli::namesThatBeginWithAColonAreFiles()
     QCOMPARE(run.exitStatus, 0);
     QVERIFY(contentOf(folder + QStringLiteral("/:result")).contains("files found"));
     QVERIFY(contentOf(folder + QStringLiteral("/:memory:")).startsWith("SQLite"));
-}
-
-void TestQuorvelCli::storeServesTheNextRun()
-{
-    const QStringList arguments{first, second, QStringLiteral("-fjson"), QStringLiteral("--store"),
-                                path("store.db")};
-    const CliRun once = runCli(arguments);
-    QCOMPARE(once.exitStatus, 0);
-    // Unreadable files stand for "not read": as root they would be read nevertheless.
-    const QByteArray content = contentOf(path("first/1.flac"));
-    const auto time = QFileInfo(path("first/1.flac")).lastModified();
-    media->write(QStringLiteral("first/1.flac"), QByteArray(content.size(), 'x'));
-    QFile file(path("first/1.flac"));
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    QVERIFY(file.setFileTime(time, QFileDevice::FileModificationTime));
-    file.close();
-    QCOMPARE(runCli(arguments).output, once.output);
-    media->write(QStringLiteral("first/1.flac"), content);
-}
-
-void TestQuorvelCli::fileThatMetADiskErrorIsTriedAgain_data()
-{
-    QTest::addColumn<int>("firstFailingRead");
-    QTest::newRow("at once") << 1;
-    QTest::newRow("in the middle") << 5;
-}
-
-void TestQuorvelCli::fileThatMetADiskErrorIsTriedAgain()
-{
-    QFETCH(const int, firstFailingRead);
-    const QString store = path("disk.db");
-    QFile::remove(store);
-    const QStringList arguments{
-        first, second, QStringLiteral("-j1"), QStringLiteral("-fjson"), QStringLiteral("--store"),
-        store};
-    QProcess traced;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    // The leak check of a sanitized build traces as well, and there can be one tracer only.
-    environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
-    traced.setProcessEnvironment(environment);
-    traced.start(QStringLiteral("strace"),
-                 QStringList{QStringLiteral("-f"), QStringLiteral("-o"), path("trace.txt"),
-                             QStringLiteral("-P"), path("first/1.flac"), QStringLiteral("-e"),
-                             QStringLiteral("trace=read"), QStringLiteral("-e"),
-                             QStringLiteral("inject=read:error=EIO:when=%1+").arg(firstFailingRead),
-                             QStringLiteral(QUORVEL_CLI)} +
-                     arguments);
-    QVERIFY(traced.waitForFinished(120000));
-    QCOMPARE(traced.exitCode(), 0);
-    QVERIFY(contentOf(path("trace.txt")).contains("EIO"));
-    const QByteArray expected = runCli({first, second, QStringLiteral("-fjson")}).output;
-    QVERIFY(traced.readAllStandardOutput() != expected);
-    QCOMPARE(runCli(arguments).output, expected);
-}
-
-void TestQuorvelCli::twoRunsAtATimeShareAStore()
-{
-    const QString store = path("shared.db");
-    const QStringList arguments{first, second, QStringLiteral("-fjson"), QStringLiteral("--store"),
-                                store};
-    QProcess one;
-    QProcess two;
-    startCli(one, arguments);
-    startCli(two, arguments);
-    QVERIFY(one.waitForFinished() && two.waitForFinished());
-    QCOMPARE(one.exitCode(), 0);
-    QCOMPARE(two.exitCode(), 0);
-    const QByteArray expected = runCli({first, second, QStringLiteral("-fjson")}).output;
-    QCOMPARE(one.readAllStandardOutput(), expected);
-    QCOMPARE(two.readAllStandardOutput(), expected);
-    QCOMPARE(runCli(arguments).output, expected);
 }
 
 void TestQuorvelCli::progressIsShownOnATerminalAndTakenAway()

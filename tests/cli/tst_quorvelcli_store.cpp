@@ -1,0 +1,156 @@
+#include "cliprocess.h"
+#include "support/media.h"
+#include "tunefolders.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+
+#include <memory>
+
+using testmedia::contentOf;
+
+/** The store of fingerprints that a search can be told to keep. */
+class TestQuorvelCliStore : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void unusableStoreIsRefused();
+    void resultIsNotWrittenOverTheStore();
+    void storeAndResultMayBothBeNew();
+    void storeServesTheNextRun();
+    void fileThatMetADiskErrorIsTriedAgain_data();
+    void fileThatMetADiskErrorIsTriedAgain();
+    void twoRunsAtATimeShareAStore();
+
+private:
+    QString path(const char* name) const
+    {
+        return media->filePath(QString::fromUtf8(name));
+    }
+
+    std::unique_ptr<testmedia::MediaFolder> media;
+    QString first;
+    QString second;
+};
+
+void TestQuorvelCliStore::initTestCase()
+{
+    media = std::make_unique<testmedia::MediaFolder>();
+    addTuneFolders(*media);
+    first = path("first");
+    second = path("second");
+}
+
+void TestQuorvelCliStore::unusableStoreIsRefused()
+{
+    const QString notes = media->write(QStringLiteral("notes.txt"), "My notes.");
+    const CliRun run = runCli({first, QStringLiteral("--store"), notes});
+    QCOMPARE(run.exitStatus, 3);
+    QCOMPARE(run.output, QByteArray());
+    QVERIFY(run.errors.contains("not a store"));
+    QCOMPARE(contentOf(notes), QByteArray("My notes."));
+}
+
+void TestQuorvelCliStore::resultIsNotWrittenOverTheStore()
+{
+    const QString store = path("result.db");
+    const QStringList arguments{first, QStringLiteral("--store"), store};
+    QCOMPARE(runCli(arguments).exitStatus, 0);
+    const QByteArray before = contentOf(store);
+    const CliRun run = runCli(arguments + QStringList{QStringLiteral("-o"), store});
+    QCOMPARE(run.exitStatus, 3);
+    QCOMPARE(contentOf(store), before);
+    const QString neither = path("neither.db");
+    QCOMPARE(runCli({first, QStringLiteral("--store"), neither, QStringLiteral("-o"), neither})
+                 .exitStatus,
+             3);
+    QVERIFY(!QFile::exists(neither));
+}
+
+void TestQuorvelCliStore::storeAndResultMayBothBeNew()
+{
+    const CliRun run = runCli(
+        {first, QStringLiteral("--store"), path("new.db"), QStringLiteral("-o"), path("new.txt")});
+    QCOMPARE(run.errors, QByteArray());
+    QCOMPARE(run.exitStatus, 0);
+    QVERIFY(QFile::exists(path("new.db")) && QFile::exists(path("new.txt")));
+}
+
+void TestQuorvelCliStore::storeServesTheNextRun()
+{
+    const QStringList arguments{first, second, QStringLiteral("-fjson"), QStringLiteral("--store"),
+                                path("store.db")};
+    const CliRun once = runCli(arguments);
+    QCOMPARE(once.exitStatus, 0);
+    // Unreadable files stand for "not read": as root they would be read nevertheless.
+    const QByteArray content = contentOf(path("first/1.flac"));
+    const auto time = QFileInfo(path("first/1.flac")).lastModified();
+    media->write(QStringLiteral("first/1.flac"), QByteArray(content.size(), 'x'));
+    QFile file(path("first/1.flac"));
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.setFileTime(time, QFileDevice::FileModificationTime));
+    file.close();
+    QCOMPARE(runCli(arguments).output, once.output);
+    media->write(QStringLiteral("first/1.flac"), content);
+}
+
+void TestQuorvelCliStore::fileThatMetADiskErrorIsTriedAgain_data()
+{
+    QTest::addColumn<int>("firstFailingRead");
+    QTest::newRow("at once") << 1;
+    QTest::newRow("in the middle") << 5;
+}
+
+void TestQuorvelCliStore::fileThatMetADiskErrorIsTriedAgain()
+{
+    QFETCH(const int, firstFailingRead);
+    const QString store = path("disk.db");
+    QFile::remove(store);
+    const QStringList arguments{
+        first, second, QStringLiteral("-j1"), QStringLiteral("-fjson"), QStringLiteral("--store"),
+        store};
+    QProcess traced;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    // The leak check of a sanitized build traces as well, and there can be one tracer only.
+    environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
+    traced.setProcessEnvironment(environment);
+    traced.start(QStringLiteral("strace"),
+                 QStringList{QStringLiteral("-f"), QStringLiteral("-o"), path("trace.txt"),
+                             QStringLiteral("-P"), path("first/1.flac"), QStringLiteral("-e"),
+                             QStringLiteral("trace=read"), QStringLiteral("-e"),
+                             QStringLiteral("inject=read:error=EIO:when=%1+").arg(firstFailingRead),
+                             QStringLiteral(QUORVEL_CLI)} +
+                     arguments);
+    QVERIFY(traced.waitForFinished(120000));
+    QCOMPARE(traced.exitCode(), 0);
+    QVERIFY(contentOf(path("trace.txt")).contains("EIO"));
+    const QByteArray expected = runCli({first, second, QStringLiteral("-fjson")}).output;
+    QVERIFY(traced.readAllStandardOutput() != expected);
+    QCOMPARE(runCli(arguments).output, expected);
+}
+
+void TestQuorvelCliStore::twoRunsAtATimeShareAStore()
+{
+    const QString store = path("shared.db");
+    const QStringList arguments{first, second, QStringLiteral("-fjson"), QStringLiteral("--store"),
+                                store};
+    QProcess one;
+    QProcess two;
+    startCli(one, arguments);
+    startCli(two, arguments);
+    QVERIFY(one.waitForFinished() && two.waitForFinished());
+    QCOMPARE(one.exitCode(), 0);
+    QCOMPARE(two.exitCode(), 0);
+    const QByteArray expected = runCli({first, second, QStringLiteral("-fjson")}).output;
+    QCOMPARE(one.readAllStandardOutput(), expected);
+    QCOMPARE(two.readAllStandardOutput(), expected);
+    QCOMPARE(runCli(arguments).output, expected);
+}
+
+QTEST_GUILESS_MAIN(TestQuorvelCliStore)
+#include "tst_quorvelcli_store.moc"
