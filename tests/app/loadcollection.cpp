@@ -148,7 +148,7 @@ void LoadCollection::writeBroken(const QString& name, int kind) const
 
 qint64 LoadCollection::pairCount() const
 {
-    const auto count = [this](const QString& group) {
+    const auto count = [](const QString& group) {
         // What is listed: neither folders nor links that lead nowhere.
         qint64 files = 0;
         for (const QFileInfo& folder :

@@ -13,8 +13,8 @@ QString describe(QLayoutItem* item, int depth);
 
 QString line(const QObject* object, int depth)
 {
-    return QString(depth * 2, u' ') + QLatin1String(object->metaObject()->className()) + u' ' +
-           object->objectName() + u'\n';
+    return QString(qsizetype{2} * depth, u' ') + QLatin1String(object->metaObject()->className()) +
+           u' ' + object->objectName() + u'\n';
 }
 
 QString itemsOf(const QLayout* layout, int depth)

@@ -100,7 +100,7 @@ void TestComparisonWorkList::availableMemoryIsToldAndCanBeSetForTests()
 {
 #ifdef Q_OS_LINUX
     QVERIFY(compare::availableMemoryBytes().has_value());
-    QVERIFY(*compare::availableMemoryBytes() > 1024 * 1024);
+    QVERIFY(*compare::availableMemoryBytes() > qint64{1024} * 1024);
 #endif
     compare::setAvailableMemoryForTests(12345);
     QCOMPARE(compare::availableMemoryBytes(), std::optional<qint64>(12345));

@@ -172,7 +172,7 @@ void FileFaultsTest::fullFileSystemLosesNothing_data()
 void FileFaultsTest::fullFileSystemLosesNothing()
 {
     QFETCH(const bool, move);
-    const QByteArray content = filefixture::noise(kPages * kPageBytes);
+    const QByteArray content = filefixture::noise(qsizetype{kPages} * kPageBytes);
     const QString source = m_here->filePath(u"a.mp3"_qs);
     Tally tally;
     for (int pages = 1; pages <= kPages; ++pages) {
@@ -220,13 +220,14 @@ void FileFaultsTest::killLosesNothing()
     QList<Case> cases;
     for (int i = 0; i < kills; ++i) {
         if (i % 2 == 0) {
-            const tracedrun::Call call =
-                course.calls.at(static_cast<qsizetype>(random() % course.calls.size()));
+            const auto calls = static_cast<std::size_t>(course.calls.size());
+            const tracedrun::Call call = course.calls.at(static_cast<qsizetype>(random() % calls));
             cases.append([&scenario, call](const Folders& folders) {
                 return faultmatrix::killAtCall(scenario, call, folders);
             });
         } else {
-            const auto moment = static_cast<qint64>(random() % course.microseconds);
+            const auto moment =
+                static_cast<qint64>(random() % static_cast<quint64>(course.microseconds));
             cases.append([&scenario, moment](const Folders& folders) {
                 return faultmatrix::killAtTime(scenario, moment, folders);
             });

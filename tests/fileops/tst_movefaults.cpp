@@ -273,7 +273,8 @@ void MoveFaultsTest::failedRenameIsNotAnsweredByCopying()
 void MoveFaultsTest::writeThatLiesIsFoundOut()
 {
     // The call answers that the last block was written and writes nothing.
-    const QString lie = fault("write", kCopyCreated, 2, u"retval=%1"_qs.arg(kSize % (128 * 1024)));
+    const QString lie =
+        fault("write", kCopyCreated, 2, u"retval=%1"_qs.arg(kSize % (qsizetype{128} * 1024)));
     const tracedrun::Result result = move(faraway(), {lie});
     QCOMPARE(result.injected, 1);
     QCOMPARE(result.output, "false\n");

@@ -14,6 +14,7 @@ extern "C" {
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 namespace {
@@ -82,8 +83,8 @@ void widen(AVFrame* frame)
     av_frame_get_buffer(wide, 0);
     const auto* from = reinterpret_cast<const qint16*>(frame->data[0]);
     auto* to = reinterpret_cast<qint32*>(wide->data[0]);
-    std::transform(from, from + frame->nb_samples * frame->ch_layout.nb_channels, to,
-                   [](qint16 sample) { return qint32{sample} * 65536; });
+    std::transform(from, from + std::ptrdiff_t{frame->nb_samples} * frame->ch_layout.nb_channels,
+                   to, [](qint16 sample) { return qint32{sample} * 65536; });
     av_frame_unref(frame);
     av_frame_move_ref(frame, wide);
     av_frame_free(&wide);

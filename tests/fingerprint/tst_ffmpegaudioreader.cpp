@@ -306,9 +306,9 @@ void TestFFmpegAudioReader::sourceThatCannotBeConvertedIsTold()
 {
     for (const quint16 channels : {quint16{208}, quint16{512}}) {
         const auto align = static_cast<quint16>(channels * 4);
-        const QString path =
-            media.write(QStringLiteral("many.wav"),
-                        waveFile(3, channels, 44100, 32, align, QByteArray(align * 8, '\0')));
+        const QString path = media.write(
+            QStringLiteral("many.wav"),
+            waveFile(3, channels, 44100, 32, align, QByteArray(qsizetype{8} * align, '\0')));
         QCOMPARE(openError(path),
                  QByteArray("Could not create an audio converter instance (Invalid argument)"));
     }
@@ -412,7 +412,7 @@ void TestFFmpegAudioReader::durationIsUnknownWhenNothingTellsIt()
     FFmpegAudioReader reader;
     QVERIFY(reader.Open(path.toStdString()));
     QCOMPARE(reader.DurationMs(), -1);
-    QVERIFY(readToEnd(reader).frames > 2 * 44100);
+    QVERIFY(readToEnd(reader).frames > qint64{2} * 44100);
 }
 
 QTEST_GUILESS_MAIN(TestFFmpegAudioReader)

@@ -21,7 +21,6 @@ using chromaprint::FFmpegAudioReader;
 using testmedia::MediaFolder;
 using testmedia::StandardErrorCapture;
 using testmedia::StandardInputReplacement;
-using testmedia::Tune;
 
 /** The fingerprint of one file, and how failures are told. */
 class TestFingerprintCalculation : public QObject

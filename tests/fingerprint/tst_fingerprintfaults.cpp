@@ -12,7 +12,6 @@
 using chromaprint::FFmpegAudioReader;
 using reading::Decoded;
 using reading::errorOf;
-using reading::openError;
 using reading::readToEnd;
 using testmedia::MediaFolder;
 using testmedia::StandardErrorCapture;

@@ -223,7 +223,7 @@ void TestFormatChanges::bufferOfAnEarlierFileGrowsForMoreChannels()
     QVERIFY(reader.Open(six.toStdString()));
     const Decoded decoded = readToEnd(reader);
     QVERIFY2(decoded.completed, errorOf(reader).constData());
-    QVERIFY(decoded.frames > 9 * 44100);
+    QVERIFY(decoded.frames > qint64{9} * 44100);
 }
 
 void TestFormatChanges::oneHertzHeaderGivesBlocksOfTheBuffersSize()

@@ -324,7 +324,7 @@ void TestHostileMedia::streamThatChangesEverySecondIsFollowed()
 {
     QFETCH(const QString, suffix);
     QFETCH(const QList<QStringList>, arguments);
-    constexpr int kSeconds = 24;
+    constexpr qsizetype kSeconds = 24;
     QStringList parts;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         parts.append(media.makeTune(
@@ -333,7 +333,7 @@ void TestHostileMedia::streamThatChangesEverySecondIsFollowed()
             arguments.at(i)));
     }
     QStringList sequence;
-    for (int second = 0; second < kSeconds; ++second) {
+    for (qsizetype second = 0; second < kSeconds; ++second) {
         sequence.append(parts.at(second % parts.size()));
     }
     const Result result = calculate(media.join(QStringLiteral("changing.") + suffix, sequence));

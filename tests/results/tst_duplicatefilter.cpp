@@ -8,7 +8,7 @@ namespace {
 
 QString letter(int index)
 {
-    return QString(QChar(u'A' + index));
+    return {QChar(u'A' + index)};
 }
 
 /** "A:BC D:E" as a map whose similarities are all 90. */

@@ -15,7 +15,6 @@
 
 using namespace std::chrono_literals;
 using search::Collection;
-using search::CollectionOptions;
 using search::CollectionProgress;
 using search::fingerprintFiles;
 using search::FingerprintStore;

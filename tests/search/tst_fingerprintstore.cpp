@@ -245,7 +245,7 @@ void TestFingerprintStore::damagedPageIsRefusedAndUntouched()
 {
     makeLargeStore();
     QByteArray content = contentOf(path());
-    QVERIFY(content.size() > 5 * 4096);
+    QVERIFY(content.size() > qsizetype{5} * 4096);
     content.replace(4096, 4096, QByteArray(4096, '\x5A'));
     write(path(), content);
     QVERIFY(isRefused("damaged"));

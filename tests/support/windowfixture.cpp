@@ -155,7 +155,7 @@ QString WindowFixture::treeText(const QString& prefix) const
             cells.append(item->text(column));
         }
         cells.first().remove(prefix);
-        return QString(depth * 4, u' ') + cells.join(u" | ") + u'\n';
+        return QString(qsizetype{4} * depth, u' ') + cells.join(u" | ") + u'\n';
     };
     QString text;
     const auto* tree = find<QTreeWidget>("treeWidget");
