@@ -44,6 +44,7 @@ int main(int argc, char** argv)
     const int threadCount = takeOption(files, "-j", 1);
     const int repeats = takeOption(files, "-r", 1);
 
+    const int tenth = repeats / 10;
     const auto all = static_cast<double>(files.size() * repeats);
     double residentAfterTenth = 0.0;
     search::CollectionProgress last;
@@ -59,7 +60,7 @@ int main(int argc, char** argv)
                     {}});
         seconds += last.secondsOfAudioDecoded;
         failures += collection.failures.size();
-        if (i == repeats / 10) {
+        if (i == tenth) {
             residentAfterTenth = residentKib();
         }
     }
@@ -68,7 +69,7 @@ int main(int argc, char** argv)
     std::printf("%.0f files, %lld failed, %.2f hours of audio: %.2f s, processor %.2f s\n", all,
                 static_cast<long long>(failures), seconds / 3600.0, elapsed, processor);
     if (repeats > 1) {
-        const double later = all - static_cast<double>(files.size() * (repeats / 10 + 1));
+        const double later = all - static_cast<double>(files.size() * (tenth + 1));
         std::printf("memory: %.0f KiB, %.0f KiB after a tenth: %.0f bytes for each later file\n",
                     residentKib(), residentAfterTenth,
                     (residentKib() - residentAfterTenth) * 1024.0 / later);
