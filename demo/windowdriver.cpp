@@ -63,7 +63,7 @@ QStringList cells(const QTreeWidgetItem* item)
     for (int column = 0; column < item->columnCount(); ++column) {
         texts.append(item->text(column));
     }
-    texts.first().prepend(QString(depth(item) * indentPerLevel, u' '));
+    texts.first().prepend(QString(qsizetype{depth(item)} * indentPerLevel, u' '));
     return texts;
 }
 
