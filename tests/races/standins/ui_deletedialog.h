@@ -14,6 +14,9 @@ public:
         for (QWidget** widget : {&deleteButton, &moveButton, &copyButton, &dirSelector}) {
             *widget = new QWidget(dialog);
         }
+        for (QPushButton** button : {&chooseDirButton, &okButton, &cancelButton}) {
+            *button = new QPushButton(dialog);
+        }
         filesList = new QListWidget(dialog);
         dirLabel = new QLineEdit(dialog);
         deleteProgress = new QProgressBar(dialog);
@@ -25,6 +28,9 @@ public:
     QWidget* moveButton = nullptr;
     QWidget* copyButton = nullptr;
     QWidget* dirSelector = nullptr;
+    QPushButton* chooseDirButton = nullptr;
+    QPushButton* okButton = nullptr;
+    QPushButton* cancelButton = nullptr;
     QListWidget* filesList = nullptr;
     QLineEdit* dirLabel = nullptr;
     QProgressBar* deleteProgress = nullptr;

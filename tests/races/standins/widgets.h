@@ -71,13 +71,33 @@ public:
     void addFile(const QString& /*name*/, const QSize& /*size*/, Mode /*mode*/, State /*state*/) {}
 };
 
+class QKeySequence
+{
+public:
+    enum StandardKey { New, Preferences, Quit, HelpContents };
+    QKeySequence(QKeyCombination /*keys*/) {}
+    QKeySequence(Qt::Key /*key*/) {}
+    static QList<QKeySequence> keyBindings(StandardKey /*key*/)
+    {
+        return {};
+    }
+};
+
 class QAction : public QObject
 {
     Q_OBJECT
 public:
     using QObject::QObject;
+    void setShortcuts(const QList<QKeySequence>& /*keys*/) {}
 Q_SIGNALS:
     void triggered(bool checked);
+};
+
+class QPushButton : public QWidget
+{
+public:
+    using QWidget::QWidget;
+    void click() {}
 };
 
 class QLabel : public QWidget
@@ -125,15 +145,27 @@ private:
     int m_value = 0;
 };
 
-class QSlider : public QWidget
+class QAbstractSlider : public QWidget
+{
+public:
+    using QWidget::QWidget;
+    enum SliderAction { SliderMove };
+};
+
+class QSlider : public QAbstractSlider
 {
     Q_OBJECT
 public:
-    using QWidget::QWidget;
+    using QAbstractSlider::QAbstractSlider;
+    int sliderPosition() const
+    {
+        return 0;
+    }
     void setValue(int /*value*/) {}
     void setRange(int /*minimum*/, int /*maximum*/) {}
 Q_SIGNALS:
     void sliderMoved(int position);
+    void actionTriggered(int action);
 };
 
 class QComboBox : public QWidget
@@ -314,6 +346,7 @@ public:
     {
         return &m_header;
     }
+    void setItemDelegate(QObject* /*delegate*/) {}
     QTreeWidgetItem* currentItem() const
     {
         return nullptr;
