@@ -10,7 +10,6 @@
 
 #include <sys/stat.h>
 
-using chromaprint::FFmpegAudioReader;
 using testmedia::MediaFolder;
 
 /** Files that shrink, vanish or become something else while they are read. */
