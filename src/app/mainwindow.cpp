@@ -1,5 +1,6 @@
 #include "app/mainwindow.h"
 
+#include "app/returnkey.h"
 #include "results/elidedtextdelegate.h"
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
@@ -35,6 +36,7 @@ void setStandardShortcut(QAction* action, QKeySequence::StandardKey key, const Q
 {
     const QList<QKeySequence> keys = QKeySequence::keyBindings(key);
     action->setShortcuts(keys.isEmpty() ? QList<QKeySequence>{usual} : keys);
+    action->setAutoRepeat(false); // a held key would open page upon page in the browser
 }
 
 } // namespace
@@ -99,6 +101,7 @@ void MainWindow::setShortcuts()
     setStandardShortcut(ui->actionSettings, QKeySequence::Preferences, Qt::CTRL | Qt::Key_Comma);
     setStandardShortcut(ui->actionExit, QKeySequence::Quit, Qt::CTRL | Qt::Key_Q);
     setStandardShortcut(ui->actionHelp_Online, QKeySequence::HelpContents, Qt::Key_F1);
+    returnKey::pressesFocused(ui->centralwidget->findChildren<QPushButton*>());
 }
 
 void MainWindow::connectActions()

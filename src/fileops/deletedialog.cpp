@@ -1,5 +1,6 @@
 #include "fileops/deletedialog.h"
 
+#include "app/returnkey.h"
 #include "fileops/fileworkers.h"
 #include "fileops/rowdelegate.h"
 #include "fileops/unlessstopped.h"
@@ -8,7 +9,6 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QScopedValueRollback>
-#include <QShortcut>
 #include <QTimer>
 #include <QtConcurrent>
 
@@ -50,22 +50,6 @@ QListWidgetItem* newRow(const DuplicateRow& row)
     return item;
 }
 
-/**
- * Lets Return press each of \a buttons while it has the focus. None of them becomes the dialog's
- * default for that, which Return would press from anywhere.
- */
-void pressWithReturn(std::initializer_list<QPushButton*> buttons)
-{
-    for (QPushButton* button : buttons) {
-        for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
-            auto* shortcut = new QShortcut(key, button);
-            shortcut->setContext(Qt::WidgetShortcut);
-            shortcut->setAutoRepeat(false);
-            QObject::connect(shortcut, &QShortcut::activated, button, &QPushButton::click);
-        }
-    }
-}
-
 } // namespace
 
 deleteDialog::deleteDialog(QWidget* parent)
@@ -76,7 +60,7 @@ deleteDialog::deleteDialog(QWidget* parent)
     ui->setupUi(this);
     ui->filesList->setItemDelegate(new RowDelegate(this));
     ui->deleteProgress->hide();
-    pressWithReturn({ui->chooseDirButton, ui->okButton, ui->cancelButton});
+    returnKey::pressesFocused({ui->chooseDirButton, ui->okButton, ui->cancelButton});
     // One after another: the files of an operation are never handled in parallel.
     threadPool.setMaxThreadCount(1);
     connect(&watcher, &QFutureWatcherBase::progressRangeChanged, ui->deleteProgress,

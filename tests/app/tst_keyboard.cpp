@@ -4,14 +4,17 @@
 #include <QAccessible>
 #include <QAction>
 #include <QApplication>
+#include <QComboBox>
 #include <QDesktopServices>
 #include <QDir>
 #include <QFileDialog>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTest>
 #include <QThreadPool>
 #include <QTimer>
@@ -53,8 +56,36 @@ QStringList walk(Qt::Key key)
     return names;
 }
 
+/** Presses \a key and keeps it down, as far as its first repetitions. */
+void hold(QWidget* widget, Qt::Key key)
+{
+    widget->setFocus();
+    for (const bool repeated : {false, true, true}) {
+        // As for a key of the keyboard, the shortcuts are asked first.
+        if (!qt_sendShortcutOverrideEvent(widget, 0, key, Qt::NoModifier, QString(), repeated)) {
+            QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, QString(), repeated);
+            QApplication::sendEvent(widget, &press);
+        }
+    }
+}
+
+/** What Tab can ever give the focus to, shown and enabled at present or not. */
+QList<QWidget*> controlsOf(const QWidget* window)
+{
+    QList<QWidget*> controls = window->findChildren<QWidget*>();
+    controls.removeIf([](const QWidget* widget) {
+        return (widget->focusPolicy() & Qt::TabFocus) == 0 || widget->objectName().isEmpty() ||
+               widget->objectName().startsWith(QStringLiteral("qt_"));
+    });
+    return controls;
+}
+
 QString spokenName(QWidget* widget)
 {
+    // Asked for its name, a box to choose from tells what is chosen.
+    if (qobject_cast<QComboBox*>(widget) != nullptr) {
+        return widget->accessibleName();
+    }
     QAccessibleInterface* interface = QAccessible::queryAccessibleInterface(widget);
     return interface == nullptr ? QString() : interface->text(QAccessible::Name);
 }
@@ -83,6 +114,7 @@ public Q_SLOTS:
 private Q_SLOTS:
     void init()
     {
+        m_openedPages.clear();
         m_windows = std::make_unique<ProgramWindows>();
     }
     void cleanup()
@@ -92,7 +124,7 @@ private Q_SLOTS:
 
     void tabFollowsTheEye_data();
     void tabFollowsTheEye();
-    void tabReachesBothGroups();
+    void tabReachesBothGroupsAndStop();
     void everyControlHasASpokenName_data()
     {
         ProgramWindows::addRows();
@@ -106,6 +138,7 @@ private Q_SLOTS:
     void keysOfTheActionsWork();
     void altReachesTheMenus();
     void returnPressesTheButtonWithTheFocus();
+    void aHeldKeyActsOnce();
     void returnSavesTheSettings();
     void returnClosesTheVersion();
     void returnNeverStartsAFileOperation();
@@ -158,16 +191,17 @@ void TestKeyboard::tabFollowsTheEye()
     QCOMPARE(focusable(shown), stations);
 }
 
-void TestKeyboard::tabReachesBothGroups()
+void TestKeyboard::tabReachesBothGroupsAndStop()
 {
     WindowFixture& fixture = m_windows->fixture();
     fixture.open();
     fixture.window().activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(&fixture.window()));
+    fixture.find<QWidget>("stopButton")->setEnabled(true);
     fixture.find<QWidget>("folderListGroupA")->setFocus();
-    QCOMPARE(walk(Qt::Key_Tab).mid(0, 5),
+    QCOMPARE(walk(Qt::Key_Tab).mid(0, 7),
              names({"folderListGroupA", "addFolderButtonGroupB", "removeFolderButtonGroupB",
-                    "folderListGroupB", "compareButton"}));
+                    "folderListGroupB", "compareButton", "stopButton", "playButton"}));
 }
 
 void TestKeyboard::everyControlHasASpokenName()
@@ -175,19 +209,13 @@ void TestKeyboard::everyControlHasASpokenName()
     QFETCH(QString, window);
     QWidget* shown = m_windows->open(window);
     QVERIFY(shown != nullptr);
-    const QList<QWidget*> widgets = shown->findChildren<QWidget*>();
-    int controls = 0;
-    for (QWidget* widget : widgets) {
-        if ((widget->focusPolicy() & Qt::TabFocus) == 0 || widget->objectName().isEmpty() ||
-            widget->objectName().startsWith(QStringLiteral("qt_"))) {
-            continue;
-        }
-        ++controls;
-        const QString name = spokenName(widget);
+    const QList<QWidget*> controls = controlsOf(shown);
+    QVERIFY(!controls.isEmpty());
+    for (QWidget* control : controls) {
+        const QString name = spokenName(control);
         QVERIFY2(!name.isEmpty() && !name.contains(QStringLiteral("...")),
-                 qPrintable(widget->objectName()));
+                 qPrintable(control->objectName()));
     }
-    QVERIFY(controls > 0);
     const QStringList reached = focusable(shown);
     QVERIFY2(!reached.contains(QString()), qPrintable(reached.join(u' ')));
 }
@@ -219,23 +247,31 @@ void TestKeyboard::controlsThatActAreDescribed()
     QFETCH(QString, window);
     QWidget* shown = m_windows->open(window);
     QVERIFY(shown != nullptr);
-    const QStringList controls = focusable(shown);
-    for (const QString& name : controls) {
-        const auto* control = shown->findChild<QWidget*>(name);
-        QVERIFY2(!control->accessibleDescription().isEmpty(), qPrintable(name));
+    const QList<QWidget*> controls = controlsOf(shown);
+    QVERIFY(!controls.isEmpty());
+    for (const QWidget* control : controls) {
+        QVERIFY2(!control->accessibleDescription().isEmpty(), qPrintable(control->objectName()));
     }
 }
 
 void TestKeyboard::labelsLeadToTheirControls()
 {
     m_windows->fixture().open();
-    const auto buddy = [this](const char* label) {
-        const QWidget* control = m_windows->fixture().find<QLabel>(label)->buddy();
+    const QWidget* window = &m_windows->fixture().window();
+    const auto buddy = [&window](const char* label) {
+        const QWidget* control = window->findChild<QLabel*>(QString::fromLatin1(label))->buddy();
         return control == nullptr ? QString() : control->objectName();
     };
     QCOMPARE(buddy("label"), QStringLiteral("comparisonModeSelector"));
     QCOMPARE(buddy("label_A"), QStringLiteral("folderListGroupA"));
     QCOMPARE(buddy("label_B"), QStringLiteral("folderListGroupB"));
+    window = m_windows->open(QStringLiteral("settings"));
+    QVERIFY(window != nullptr);
+    QCOMPARE(buddy("SimilarityLabel"), QStringLiteral("similarityThresh"));
+    QCOMPARE(buddy("label"), QStringLiteral("multicore"));
+    window = m_windows->open(QStringLiteral("delete"));
+    QVERIFY(window != nullptr);
+    QCOMPARE(buddy("deleteLabel"), QStringLiteral("filesList"));
 }
 
 void TestKeyboard::actionsHaveTheUsualKeys()
@@ -298,6 +334,33 @@ void TestKeyboard::returnPressesTheButtonWithTheFocus()
     remove->setFocus();
     QTest::keyClick(remove, Qt::Key_Return);
     QCOMPARE(m_windows->fixture().folders('A'), QStringList());
+}
+
+void TestKeyboard::aHeldKeyActsOnce()
+{
+    QWidget* window = m_windows->open(QStringLiteral("main"));
+    QVERIFY(window != nullptr);
+    const WindowFixture& fixture = m_windows->fixture();
+    const QList<QPushButton*> buttons = window->findChildren<QPushButton*>();
+    for (QPushButton* button : buttons) {
+        if (!button->isEnabled() || !button->isVisible() ||
+            button->objectName().startsWith(QStringLiteral("add"))) {
+            continue;
+        }
+        const QSignalSpy presses(button, &QPushButton::clicked);
+        // Whatever it opens is not there while the key is down, and so never gets the rest.
+        hold(button, Qt::Key_Return);
+        QVERIFY2(presses.isEmpty(), qPrintable(button->objectName()));
+        QTest::keyRelease(button, Qt::Key_Return);
+        QVERIFY2(presses.size() == 1, qPrintable(button->objectName()));
+    }
+
+    QDesktopServices::setUrlHandler(QStringLiteral("https"), this, "catchUrl");
+    window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(window));
+    hold(fixture.find<QTreeWidget>("treeWidget"), Qt::Key_F1);
+    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+    QCOMPARE(m_openedPages.size(), 1);
 }
 
 void TestKeyboard::returnSavesTheSettings()
