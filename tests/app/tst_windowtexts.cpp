@@ -3,11 +3,13 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QTest>
 #include <QToolButton>
+#include <QToolTip>
 #include <QTranslator>
 #include <QTreeWidget>
 
@@ -147,6 +149,7 @@ private Q_SLOTS:
     void everyTextIsWholeWithBothGroups_data();
     void everyTextIsWholeWithBothGroups();
     void everyTextIsWholeWhileAFileIsLoaded();
+    void aPathWithoutRoomShowsBothEndsAndIsToldWhole();
     void everyWindowCarriesTheIcon_data()
     {
         ProgramWindows::addRows();
@@ -229,6 +232,22 @@ void TestWindowTexts::everyTextIsWholeWhileAFileIsLoaded()
     window->resize(1, 1);
     QVERIFY(shownTexts(window).contains(label));
     QCOMPARE(faultsOf(window, {}), QString());
+}
+
+void TestWindowTexts::aPathWithoutRoomShowsBothEndsAndIsToldWhole()
+{
+    m_windows = std::make_unique<ProgramWindows>();
+    QVERIFY(m_windows->open(QStringLiteral("main")) != nullptr);
+    auto* tree = m_windows->fixture().find<QTreeWidget>("treeWidget");
+    QCOMPARE(tree->textElideMode(), Qt::ElideMiddle);
+    const QString path = QStringLiteral("/music/long folder").repeated(10);
+    auto* item = new QTreeWidgetItem(tree, {path});
+    tree->scrollToItem(item);
+    const QPoint place = tree->visualItemRect(item).topLeft() + QPoint(5, 5);
+    QHelpEvent event(QEvent::ToolTip, place, tree->viewport()->mapToGlobal(place));
+    QApplication::sendEvent(tree->viewport(), &event);
+    QVERIFY(QToolTip::text().contains(path));
+    QToolTip::hideText();
 }
 
 void TestWindowTexts::everyWindowCarriesTheIcon()
