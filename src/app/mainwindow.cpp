@@ -29,6 +29,25 @@ void sizeColumns(QHeaderView* header)
 }
 
 /**
+ * Leaves the wheel to what lies around: a box of choices would take it from a pointer that merely
+ * passes, and another mode empties the window.
+ */
+class WheelIgnorer : public QObject
+{
+public:
+    using QObject::QObject;
+
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override
+    {
+        if (event->type() != QEvent::Wheel) {
+            return false;
+        }
+        event->ignore();
+        return true;
+    }
+};
+
+/**
  * Gives an action the platform's own keys for what it does, or \a usual where the platform has
  * none: a plain window manager knows neither settings nor quitting.
  */
@@ -69,6 +88,7 @@ MainWindow::MainWindow(QWidget* parent)
     setUpPlayer();
     connectPlayer();
 
+    ui->comparisonModeSelector->installEventFilter(new WheelIgnorer(this));
     ui->stopButton->setEnabled(false);
     ui->audioDurationLabel->hide();
     ui->duplicateFoundLabel->hide();
@@ -146,16 +166,16 @@ void MainWindow::connectPlayer()
 {
     // The second connection of this slot, which is also connected by its name.
     connect(ui->audioSlider, &QSlider::sliderMoved, this, &MainWindow::on_audioSlider_sliderMoved);
+    connect(player, &QMediaPlayer::positionChanged, this, &MainWindow::positionChanged);
+    connect(player, &QMediaPlayer::durationChanged, this, &MainWindow::durationChanged);
+    connect(player, &QMediaPlayer::playbackStateChanged, this, &MainWindow::setState);
+    connect(player, &QMediaPlayer::mediaStatusChanged, this, &MainWindow::mediaStatusChanged);
     // The keys, the wheel and a click beside the handle do not count as moves of the slider.
     connect(ui->audioSlider, &QSlider::actionTriggered, this, [this](int action) {
         if (action != QAbstractSlider::SliderMove) {
             on_audioSlider_sliderMoved(ui->audioSlider->sliderPosition());
         }
     });
-    connect(player, &QMediaPlayer::positionChanged, this, &MainWindow::positionChanged);
-    connect(player, &QMediaPlayer::durationChanged, this, &MainWindow::durationChanged);
-    connect(player, &QMediaPlayer::playbackStateChanged, this, &MainWindow::setState);
-    connect(player, &QMediaPlayer::mediaStatusChanged, this, &MainWindow::mediaStatusChanged);
     // What a double-click does, for those who use the keyboard.
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
         auto* shortcut = new QShortcut(key, ui->treeWidget);

@@ -146,6 +146,10 @@ void MainWindow::updateDurationInfo(qint64 positionSeconds)
 
 void MainWindow::showPlayIcon(const QIcon& icon)
 {
+    // The icon tells those who see it what a press will do.
+    const bool plays = icon.cacheKey() == playIcon.cacheKey();
+    ui->playButton->setAccessibleName(plays ? tr("Play") : tr("Pause"));
+    ui->playButton->setToolTip(plays ? tr("Play the preview") : tr("Pause the preview"));
     ui->playButton->setIcon(icon);
     ui->playButton->setIconSize(kPlayIconSize);
 }

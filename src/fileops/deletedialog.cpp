@@ -42,7 +42,7 @@ QListWidgetItem* newRow(const DuplicateRow& row)
     item->setCheckState(row.sameFileAs.isEmpty() ? Qt::Checked : Qt::Unchecked);
     if (!row.sameFileAs.isEmpty()) {
         // Marked up, since a path that looks like markup would be taken for it.
-        item->setToolTip(QStringLiteral("<p>%1</p>")
+        item->setToolTip(QStringLiteral("<p style='white-space:pre-wrap'>%1</p>")
                              .arg(deleteDialog::tr("Another name of %1: it is the same file")
                                       .arg(row.sameFileAs)
                                       .toHtmlEscaped()));

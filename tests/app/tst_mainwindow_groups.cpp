@@ -1,10 +1,13 @@
 #include "support/windowfixture.h"
 
+#include <QApplication>
+#include <QComboBox>
 #include <QLabel>
 #include <QListWidget>
 #include <QProgressBar>
 #include <QTest>
 #include <QTreeWidget>
+#include <QWheelEvent>
 
 class TestMainWindowGroups : public QObject
 {
@@ -22,6 +25,7 @@ private Q_SLOTS:
     void withinGroupHidesGroupBAndTheHeading();
     void betweenGroupsShowsBothAgainEmpty();
     void changingTheModeEmptiesFoldersAndResults();
+    void wheelOverTheModeChangesNothing();
     void newComparisonEmptiesEverything();
     void emptyGroupsClearTheResultsAndDoNothingElse_data();
     void emptyGroupsClearTheResultsAndDoNothingElse();
@@ -131,6 +135,19 @@ void TestMainWindowGroups::changingTheModeEmptiesFoldersAndResults()
     QCOMPARE(fixture->folders('B'), QStringList());
     QCOMPARE(fixture->treeText(), QString());
     QVERIFY(!fixture->find<QLabel>("duplicateFoundLabel")->isVisible());
+}
+
+void TestMainWindowGroups::wheelOverTheModeChangesNothing()
+{
+    fixture->listFolder('A', QStringLiteral("/music"));
+    auto* selector = fixture->find<QComboBox>("comparisonModeSelector");
+    selector->setFocus();
+    const QPointF place = selector->rect().center();
+    QWheelEvent event(place, selector->mapToGlobal(place), QPoint(), QPoint(0, -120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(selector, &event);
+    QCOMPARE(selector->currentIndex(), 0);
+    QCOMPARE(fixture->folders('A'), QStringList{QStringLiteral("/music")});
 }
 
 void TestMainWindowGroups::newComparisonEmptiesEverything()

@@ -45,6 +45,7 @@ private Q_SLOTS:
     void stoppingPutsSliderAndLabelBack();
     void stopButtonLeavesTheLabel();
     void iconsAlwaysHaveTheirSize();
+    void playButtonSaysWhatAPressDoes();
     void labelShowsPositionAndDuration_data();
     void labelShowsPositionAndDuration();
     void labelTruncatesToWholeSeconds();
@@ -193,6 +194,23 @@ void TestMainWindowPlayer::iconsAlwaysHaveTheirSize()
     preview->playButton->setIconSize(QSize(7, 7));
     fixture->window().resetAll();
     QCOMPARE(preview->playButton->iconSize(), size);
+}
+
+void TestMainWindowPlayer::playButtonSaysWhatAPressDoes()
+{
+    const auto said = [this] {
+        return QStringList{preview->playButton->accessibleName(), preview->playButton->toolTip()};
+    };
+    const QStringList play{QStringLiteral("Play"), QStringLiteral("Play the preview")};
+    const QStringList pause{QStringLiteral("Pause"), QStringLiteral("Pause the preview")};
+    QCOMPARE(said(), play);
+    showState(*preview, QMediaPlayer::PlayingState);
+    QCOMPARE(said(), pause);
+    showState(*preview, QMediaPlayer::PausedState);
+    QCOMPARE(said(), play);
+    showState(*preview, QMediaPlayer::PlayingState);
+    fixture->window().on_stopButton_clicked();
+    QCOMPARE(said(), play);
 }
 
 void TestMainWindowPlayer::labelShowsPositionAndDuration_data()

@@ -19,7 +19,7 @@ public:
         for (QLabel** label : {&label_A, &duplicateFoundLabel, &audioDurationLabel}) {
             *label = new QLabel(window);
         }
-        for (QWidget** widget : {&folderListParentB, &stopButton}) {
+        for (QWidget** widget : {&centralwidget, &folderListParentB, &stopButton}) {
             *widget = new QWidget(window);
         }
         comparisonModeSelector = new QComboBox(window);
@@ -32,6 +32,7 @@ public:
     /** The form of the window that was built last. */
     static inline Ui_MainWindow* current = nullptr;
 
+    QWidget* centralwidget = nullptr;
     QAction* actionNew_Comparison = nullptr;
     QAction* actionSettings = nullptr;
     QAction* actionExit = nullptr;

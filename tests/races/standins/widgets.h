@@ -89,6 +89,7 @@ class QAction : public QObject
 public:
     using QObject::QObject;
     void setShortcuts(const QList<QKeySequence>& /*keys*/) {}
+    void setAutoRepeat(bool /*repeat*/) {}
 Q_SIGNALS:
     void triggered(bool checked);
 };
