@@ -1,0 +1,31 @@
+# What `cmake --install` installs, and where: the file system hierarchy as GNUInstallDirs has it.
+# The libraries, the demonstration, the tests and the benchmarks are the project's own business.
+
+include(GNUInstallDirs)
+
+install(TARGETS quorvel quorvel-cli RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+
+set(packaging "${PROJECT_SOURCE_DIR}/packaging")
+set(docs "${PROJECT_SOURCE_DIR}/docs")
+
+install(FILES "${packaging}/quorvel.desktop" DESTINATION "${CMAKE_INSTALL_DATADIR}/applications")
+install(FILES "${packaging}/example.quorvel.quorvel.metainfo.xml"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo")
+
+# Rendered by scripts/render-icons.
+install(DIRECTORY "${packaging}/icons/hicolor" DESTINATION "${CMAKE_INSTALL_DATADIR}/icons")
+install(FILES "${PROJECT_SOURCE_DIR}/icons/svg/app-icon.svg"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps" RENAME quorvel.svg)
+
+install(FILES "${docs}/quorvel.1" "${docs}/quorvel-cli.1"
+    DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+# bash-completion looks for a file named after the command.
+install(FILES "${packaging}/quorvel-cli.bash"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME quorvel-cli)
+
+install(FILES
+    "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+    "${PROJECT_SOURCE_DIR}/LICENSE"
+    "${docs}/user-guide.md" "${docs}/accuracy.md" "${docs}/store.md"
+    "${docs}/quorvel-cli.schema.json"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}")
