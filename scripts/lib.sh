@@ -25,9 +25,17 @@ packages_for_running=(
 # Qt's driver for the store of fingerprints.
 packages_for_cli=(libqt6sql6-sqlite)
 packages_for_demo=(ffmpeg xauth xvfb)
-# jsonschema holds what is written against its schema; the benchmarks are built with the tests.
+# What the package depends on is read out of what is linked (dpkg-dev).
+packages_for_packaging=(dpkg-dev file gzip)
+# A fresh system, and a screen, a sound server and a hand on the mouse outside of it.
+packages_for_package_check=(
+    debootstrap ffmpeg imagemagick lintian openbox procps pulseaudio pulseaudio-utils xdotool xvfb
+)
+# jsonschema holds what is written against its schema; the benchmarks are built with the tests. What
+# is installed is looked at by the tools that desktops, software centres and packagers use.
 packages_for_testing=(
     ffmpeg pulseaudio pulseaudio-utils strace python3-jsonschema libbenchmark-dev
+    appstream binutils desktop-file-utils mandoc python3-yaml
 )
 # scripts/lint; what looks at the C++ with a compiler's eyes is large, and seldom run.
 packages_for_linting=(clang-format cppcheck shellcheck)
@@ -36,8 +44,8 @@ packages_for_tidying=(clang-tidy python3)
 packages_for_races=(dpkg-dev libdouble-conversion-dev libpcre2-dev perl xz-utils zlib1g-dev)
 
 # install_missing PURPOSE...: installs what is missing of the packages for building, running, cli,
-# demo, testing, linting, tidying or races. Touches neither the package tools nor the network where
-# nothing is missing.
+# demo, packaging, package_check, testing, linting, tidying or races. Touches neither the package
+# tools nor the network where nothing is missing.
 install_missing() {
     local purpose wanted=() missing=()
     for purpose; do
