@@ -1,5 +1,5 @@
 # Run by CPack on the installed tree before it is packed: adds what Debian's policy asks of a package,
-# and compresses what it wants compressed.
+# and strips and compresses what it wants stripped and compressed.
 
 set(usr "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr")
 set(doc "${usr}/share/doc/quorvel")
@@ -24,3 +24,7 @@ file(GLOB manuals "${usr}/share/man/man1/*.1")
 foreach(file IN LISTS manuals ITEMS "${doc}/changelog" "${doc}/changelog.Debian")
     compress("${file}")
 endforeach()
+
+# Debug information would be most of the package. CPack's own stripping leaves these sections.
+execute_process(COMMAND strip --remove-section=.comment --remove-section=.note
+    "${usr}/bin/quorvel" "${usr}/bin/quorvel-cli" COMMAND_ERROR_IS_FATAL ANY)
