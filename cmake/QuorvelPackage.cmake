@@ -36,11 +36,10 @@ set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 # plugins Qt's player crashes, and without the driver there is no store of fingerprints.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "gstreamer1.0-plugins-base, libqt6sql6-sqlite")
-# To hear what was found, in every format and through the sound server; to start on Wayland without
-# X; and a font, which a system with a desktop has, but not necessarily this one.
+# To hear what was found, in every format and through the sound server, and to start on Wayland
+# without X. A font comes with fontconfig.
 string(JOIN ", " CPACK_DEBIAN_PACKAGE_RECOMMENDS
-    gstreamer1.0-plugins-good gstreamer1.0-libav gstreamer1.0-plugins-ugly
-    qt6-wayland fonts-dejavu-core)
+    gstreamer1.0-plugins-good gstreamer1.0-libav gstreamer1.0-plugins-ugly qt6-wayland)
 
 set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/QuorvelDebianFiles.cmake")
 

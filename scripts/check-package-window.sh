@@ -11,7 +11,7 @@ open_screen() {
         ! xdotool getmouselocation >/dev/null 2>&1 || break
         sleep 0.1
     done
-    HOME=$work openbox --sm-disable 2>/dev/null &
+    HOME=$work openbox --sm-disable >/dev/null 2>&1 &
 }
 
 # open_sound: a sound server whose socket is in the fresh system; sets $sound.
@@ -79,7 +79,7 @@ await_idle() {
 
 use_command_line() {
     as_anna quorvel-cli --version
-    as_anna quorvel-cli --store "$home/store.db" --against "$home/Music" "$home/Old backup" |
+    as_anna quorvel-cli --store "$home/store.db" --against "$home/Old backup" "$home/Music" |
         tee "$work/found" | tail -n 1
     grep -qx '10 duplicate audio files found.' "$work/found" || die "quorvel-cli did not find them"
     rm "$root$home/store.db"
