@@ -5,12 +5,15 @@
 # open_screen: a screen with a window manager, which people in the fresh system see as theirs. X
 # clients find it by a name that is not a file's.
 open_screen() {
-    export DISPLAY=:97
-    Xvfb "$DISPLAY" -screen 0 1280x1024x24 -ac -nolisten tcp 2>"$work/screen.log" &
-    for ((attempt = 0; attempt < 100; attempt++)); do
-        ! xdotool getmouselocation >/dev/null 2>&1 || break
+    Xvfb -displayfd 3 -screen 0 1280x1024x24 -ac -nolisten tcp 3>"$work/display" \
+        2>"$work/screen.log" &
+    for ((attempt = 0; attempt < 300; attempt++)); do
+        [[ ! -s $work/display ]] || break
         sleep 0.1
     done
+    [[ -s $work/display ]] || die "there is no screen: $(cat "$work/screen.log")"
+    DISPLAY=:$(<"$work/display")
+    export DISPLAY
     HOME=$work openbox --sm-disable >/dev/null 2>&1 &
 }
 
@@ -146,11 +149,21 @@ play_a_row() {
     picture playing
 }
 
+# delete_them: all that was found, which the dialog has ticked; one Tab leads from the list to the
+# button.
 delete_them() {
+    local before after
     tab_to "Delete Duplicates"
     picture delete
-    local before
-    before=$(find "$root$home" -type f -path '*backup*' | wc -l)
-    echo "Files in the old backup: $before"
+    before=$(count_music)
+    press Tab space
+    await_idle "$pid"
+    picture deleted
+    after=$(count_music)
+    echo "Files of music before and after deleting: $before, $after"
+    ((before - after == 10)) || die "not just the ten duplicates were deleted"
     press alt+F4
+}
+count_music() {
+    find "$root$home/Music" "$root$home/Old backup" -type f | wc -l
 }
