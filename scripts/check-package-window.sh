@@ -110,6 +110,10 @@ use_window() {
     pid=$(pgrep -x quorvel)
     xdotool windowactivate --sync "$(window Quorvel)"
     picture start
+    # Desktops find the entry, and with it name and icon, by the window's class.
+    class=$(sed -n 's/^StartupWMClass=//p' "$root/usr/share/applications/quorvel.desktop")
+    [[ $(xdotool search --onlyvisible --class "^$class\$") == "$(window Quorvel)" ]] ||
+        die "the window is not of the class that the desktop entry names"
 
     add_folder "$home/Music"
     add_folder "$home/Old backup"
