@@ -130,7 +130,8 @@ use_window() {
         sleep 0.1
     done
     ! kill -0 "$pid" 2>/dev/null || die "the window does not close"
-    echo "It said:" && cat "$work/output"
+    echo "It said, and how often:"
+    sort "$work/output" | uniq --count
 }
 
 # play_a_row: double-clicks down the window until something is heard, or, without a sound server,
