@@ -177,8 +177,7 @@ QByteArray waitFor(pid_t child, const Shared& shared, const std::function<void()
             return hanging ? "hang" : "crash for too much memory";
         }
         meanwhile();
-        // Unavoidable: no call waits for a child and a clock.
-        std::this_thread::sleep_for(kPoll);
+        std::this_thread::sleep_for(kPoll); // unavoidable: no call waits for a child and a clock
     }
     if (WIFSIGNALED(status)) {
         return "crash by signal " + QByteArray::number(WTERMSIG(status));
