@@ -60,7 +60,13 @@ ProgramWindows::ProgramWindows()
 
 ProgramWindows::~ProgramWindows()
 {
-    // Dialogs have no parent, and what is released is deleted by the loop only.
+    closeDialogs();
+}
+
+void ProgramWindows::closeDialogs()
+{
+    // They have no parent, and are released by the window that opened them, as long as it lives;
+    // what is released is deleted by the loop only.
     const QWidgetList windows = QApplication::topLevelWidgets();
     for (QWidget* window : windows) {
         if (auto* dialog = qobject_cast<QDialog*>(window)) {
@@ -82,6 +88,7 @@ bool ProgramWindows::findTheDuplicate()
 QWidget* ProgramWindows::open(const QString& name)
 {
     const Way& way = wayTo(name);
+    closeDialogs();
     if (!findTheDuplicate()) {
         return nullptr;
     }

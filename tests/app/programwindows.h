@@ -23,7 +23,7 @@ public:
     ~ProgramWindows();
 
     /**
-     * Opens the main window, finds the duplicate, and opens the window \a name over it. It is
+     * Opens the main window anew, finds the duplicate, and opens the window \a name over it. It is
      * active, and belongs to the program. Errors: null if that did not come about.
      */
     QWidget* open(const QString& name);
@@ -41,6 +41,7 @@ public:
     }
 
 private:
+    static void closeDialogs();
     bool findTheDuplicate();
 
     testmedia::MediaFolder m_music;
