@@ -7,6 +7,7 @@
 
 #include <QAudioOutput>
 #include <QCloseEvent>
+#include <QEvent>
 #include <QHeaderView>
 #include <QShortcut>
 #include <QTimer>
