@@ -1,5 +1,6 @@
 #include "dialogfixture.h"
 #include "filefixture.h"
+#include "slowdisk.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -18,11 +19,9 @@ constexpr int kGuardMs = 60'000;
 constexpr int kRounds = 60;
 constexpr quint32 kSeed = 20240517;
 
-/**
- * The file in progress, and those that a busy machine lets begin between counting and closing: few
- * of all.
- */
-constexpr int kBegunMeanwhile = 30;
+constexpr std::chrono::milliseconds kFlush(20);
+/** The file in progress, and those that a busy machine lets begin between counting and closing. */
+constexpr int kBegunMeanwhile = 10;
 
 } // namespace
 
@@ -115,10 +114,11 @@ void DeleteDialogClosingTest::verifyQuiet(const QString& directory)
 
 void DeleteDialogClosingTest::destructionStopsADeleteAndLeavesTheRest()
 {
-    constexpr int count = 5'000;
+    constexpr int count = 1'000;
     const QStringList paths = makeFiles(count, "x");
     DialogFixture fixture(u"delete"_qs);
     fixture.addFiles(paths);
+    const SlowDisk disk;
     fixture.start();
     QElapsedTimer guard;
     guard.start();
@@ -142,6 +142,7 @@ void DeleteDialogClosingTest::destructionStopsACopyAfterTheFileInProgress()
     DialogFixture fixture(u"copy"_qs);
     fixture.addFiles(makeFiles(count, content));
     fixture.directory()->setText(target());
+    const SlowDisk disk(kFlush);
     fixture.start();
     waitUntilFilled(target());
 
@@ -170,6 +171,7 @@ void DeleteDialogClosingTest::destructionIsAsPromptAfterManyQuickFiles()
     DialogFixture fixture(u"copy"_qs);
     fixture.addFiles(paths);
     fixture.directory()->setText(target());
+    const SlowDisk disk(kFlush);
     fixture.start();
     waitUntilFilled(target());
 
@@ -192,6 +194,7 @@ void DeleteDialogClosingTest::destructionStopsAMoveAndEveryFileIsWhole()
     DialogFixture fixture(u"move"_qs);
     fixture.addFiles(makeFiles(count, content));
     fixture.directory()->setText(other.path());
+    const SlowDisk disk;
     fixture.start();
     waitUntilFilled(other.path());
     fixture.take().reset();
@@ -216,6 +219,7 @@ void DeleteDialogClosingTest::destructionStopsTheOperationBehindTheFirst()
     QVERIFY(QDir().mkpath(path(u"third"_qs)));
     DialogFixture fixture(u"copy"_qs);
     fixture.addFiles(makeFiles(count, filefixture::noise(500'000)));
+    const SlowDisk disk;
     for (const QString& directory : {target(), path(u"second"_qs), path(u"third"_qs)}) {
         fixture.directory()->setText(directory);
         fixture.start();
@@ -265,6 +269,7 @@ void DeleteDialogClosingTest::dialogReleasedOnFinishedStopsItsOperation()
     DialogFixture fixture(u"copy"_qs);
     fixture.addFiles(makeFiles(count, filefixture::noise(500'000)));
     fixture.directory()->setText(target());
+    const SlowDisk disk;
     fixture.start();
     waitUntilFilled(target());
     if (way == u"frame") {
