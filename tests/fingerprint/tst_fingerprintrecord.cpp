@@ -14,6 +14,7 @@
 
 #include <cstdio>
 #include <future>
+#include <semaphore>
 
 using reading::isFailure;
 using reading::likeness;
@@ -136,19 +137,23 @@ void TestFingerprintRecord::stopFromAnotherThreadEndsALongSearchForFrames()
     std::stop_source stop;
     reader.SetStopToken(stop.get_token());
     QVERIFY(reader.Open(path.toStdString()));
-    std::atomic<int> blocks = 0;
-    auto completed = std::async(std::launch::async, [&reader, &blocks] {
+    constexpr int kBlocksOfTheSong = 290;
+    std::binary_semaphore pastTheSong(0);
+    auto completed = std::async(std::launch::async, [&reader, &pastTheSong] {
         const std::int16_t* samples = nullptr;
         std::size_t frames = 0;
+        int blocks = 0;
         while (!reader.AtEnd()) {
             if (!reader.ReadBlock(&samples, &frames)) {
                 return false;
             }
-            ++blocks;
+            if (++blocks == kBlocksOfTheSong) {
+                pastTheSong.release();
+            }
         }
         return true;
     });
-    QTRY_VERIFY_WITH_TIMEOUT(blocks > 290, 60000);
+    QVERIFY(pastTheSong.try_acquire_for(std::chrono::minutes(1)));
     stop.request_stop();
     QVERIFY(!completed.get());
     QCOMPARE(reading::errorOf(reader),

@@ -1,4 +1,5 @@
 #include "app/mainwindow.h"
+#include "compare/similaritykernels.h"
 #include "search/duplicatesearch.h"
 #include "settings/settingsstore.h"
 #include "support/fingerprintwords.h"
@@ -7,8 +8,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <atomic>
 #include <limits>
 #include <random>
+#include <stop_token>
 
 namespace {
 
@@ -73,6 +76,22 @@ DuplicateMap mapOfTheWindow(const Records& first, const Records& second, bool wi
     MainWindow::fingerprintsSecond.clear();
     return map;
 }
+
+/** A kernel that asks for a stop in the midst of a comparison. */
+constexpr int kStoppedAt = 1000;
+std::stop_source stopOfTheKernel;
+std::atomic<int> kernelCalls = 0;
+constexpr compare::SimilarityKernel kStoppingKernel = {
+    "stopping",
+    [] { return true; },
+    [](const std::uint32_t* first, std::size_t firstCount, const std::uint32_t* second,
+       std::size_t secondCount, std::uint32_t* errors) {
+        if (++kernelCalls == kStoppedAt) {
+            stopOfTheKernel.request_stop();
+        }
+        compare::kTableKernel.addErrors(first, firstCount, second, secondCount, errors);
+    },
+};
 
 /** The number of pairs of fingerprints that durations do not rule out. */
 qint64 comparablePairs(const Records& records)
@@ -169,12 +188,14 @@ void TestDuplicateSearch::progressRisesToNoMoreThanAll()
 
 void TestDuplicateSearch::stopEndsWithoutAResult()
 {
-    const Records records = seededRecords(9, 3000);
-    std::stop_source stop;
-    const auto progress = [&stop](qsizetype, qsizetype) { stop.request_stop(); };
-    QVERIFY(
-        search::compareWithin(records, {-1, 2, progress, stop.get_token()}).duplicates.isEmpty());
-    QVERIFY(stop.stop_requested());
+    const Records records = seededRecords(9, 300);
+    compare::setSimilarityKernelForTests(&kStoppingKernel);
+    const DuplicateMap duplicates =
+        search::compareWithin(records, {-1, 2, {}, stopOfTheKernel.get_token()}).duplicates;
+    compare::setSimilarityKernelForTests(nullptr);
+    QVERIFY(stopOfTheKernel.stop_requested());
+    QVERIFY(duplicates.isEmpty());
+    QVERIFY2(kernelCalls < 2 * kStoppedAt, qPrintable(QString::number(kernelCalls)));
 }
 
 void TestDuplicateSearch::emptyListsGiveNothing()
