@@ -5,6 +5,10 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <sys/prctl.h>
+
+#include <csignal>
+
 QJsonObject CliRun::json() const
 {
     return QJsonDocument::fromJson(output).object();
@@ -57,7 +61,7 @@ CliRun runCli(const QStringList& arguments, const QString& folder,
     process.setWorkingDirectory(folder);
     process.setProcessEnvironment(environment);
     startCli(process, arguments);
-    if (!process.waitForFinished(120000)) {
+    if (!process.waitForFinished(300000)) {
         process.kill();
         process.waitForFinished();
         return {};
@@ -68,6 +72,13 @@ CliRun runCli(const QStringList& arguments, const QString& folder,
 
 void startCli(QProcess& process, const QStringList& arguments)
 {
+    // A test that is killed leaves nothing behind.
+    process.setChildProcessModifier([further = process.childProcessModifier()] {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (further) {
+            further();
+        }
+    });
     process.start(QStringLiteral(QUORVEL_CLI), arguments);
     if (!process.waitForStarted()) {
         qFatal("%s", qPrintable(process.errorString()));
