@@ -335,7 +335,8 @@ void TestMainWindowFileOps::deletedFilesStayInTheTreeButNotInTheNextDialog()
     const QString kept = list->item(2)->text();
     list->item(2)->setCheckState(Qt::Unchecked);
     QVERIFY(press(dialog, "deleteButton"));
-    QTRY_COMPARE(countLabel(dialog), QStringLiteral("1 files deleted"));
+    QTRY_COMPARE_WITH_TIMEOUT(countLabel(dialog), QStringLiteral("1 files deleted"),
+                              WindowFixture::kHangGuardMs);
     QVERIFY(press(dialog, "okButton"));
     QCOMPARE(fixture->treeText(), tree);
     QTRY_COMPARE(openDialog(), nullptr);
@@ -359,7 +360,8 @@ void TestMainWindowFileOps::deletingRemovesWhatIsTickedOnly()
     }
     kept.sort();
     QVERIFY(press(dialog, "deleteButton"));
-    QTRY_COMPARE(countLabel(dialog), QStringLiteral("2 files deleted"));
+    QTRY_COMPARE_WITH_TIMEOUT(countLabel(dialog), QStringLiteral("2 files deleted"),
+                              WindowFixture::kHangGuardMs);
     QCOMPARE(QDir(path(QStringLiteral("/b"))).entryList(QDir::Files), kept);
     QVERIFY(QFile::exists(path(QStringLiteral("/a/one.wav"))));
 }

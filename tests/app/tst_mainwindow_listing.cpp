@@ -66,7 +66,8 @@ void TestMainWindowListing::secondPressStartsAgainFromTheListing()
     fixture->listFolder('A', folder.path() + QStringLiteral("/a"));
     fixture->listFolder('B', folder.path() + QStringLiteral("/b"));
     QVERIFY(fixture->click("compareButton"));
-    QTRY_COMPARE(fixture->find<QProgressBar>("progressBar")->value(), 40);
+    QTRY_COMPARE_WITH_TIMEOUT(fixture->find<QProgressBar>("progressBar")->value(), 40,
+                              WindowFixture::kHangGuardMs);
     // What the first run has listed is gone, and there is something new.
     QVERIFY(QFile::remove(endless));
     QVERIFY(QFile::copy(m_first, folder.filePath(QStringLiteral("b/2.wav"))));

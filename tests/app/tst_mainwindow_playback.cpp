@@ -265,11 +265,12 @@ void TestMainWindowPlayback::arrowKeysSeekAFewSeconds()
     const int before = preview->slider->value();
     QTest::keyClick(preview->slider, Qt::Key_Right);
     QCOMPARE(preview->slider->value(), before + 5000);
-    QTRY_VERIFY(PlayableMedia::isNear(preview->player->position(), before + 5000));
+    QTRY_VERIFY_WITH_TIMEOUT(PlayableMedia::isNear(preview->player->position(), before + 5000),
+                             kHangGuardMs);
     QVERIFY(fixture->click("playButton"));
     QVERIFY(preview->plays(before + 5100));
     QTest::keyClick(preview->slider, Qt::Key_Left);
-    QTRY_VERIFY(preview->player->position() < before + 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(preview->player->position() < before + 5000, kHangGuardMs);
 }
 
 void TestMainWindowPlayback::pressingPlayManyTimesKeepsIconAndPlayerTogether()

@@ -383,7 +383,7 @@ void TestMainWindowPlayer::filesWithStrangeNamesAreLoaded()
     const QString path = m_media.write(name, testmedia::contentOf(m_first));
     preview->doubleClick(preview->list(path));
     QCOMPARE(preview->loadedPath(), path);
-    QTRY_VERIFY(preview->slider->maximum() > 0);
+    QTRY_VERIFY_WITH_TIMEOUT(preview->slider->maximum() > 0, WindowFixture::kHangGuardMs);
 }
 
 void TestMainWindowPlayer::aPathIsNeverTakenForAWebPage()
@@ -395,7 +395,8 @@ void TestMainWindowPlayer::aPathIsNeverTakenForAWebPage()
 void TestMainWindowPlayer::aFileThatCannotBePlayedShowsNoTime()
 {
     preview->doubleClick(preview->list(m_media.filePath(QStringLiteral("vanished.wav"))));
-    QTRY_COMPARE(preview->player->mediaStatus(), QMediaPlayer::InvalidMedia);
+    QTRY_COMPARE_WITH_TIMEOUT(preview->player->mediaStatus(), QMediaPlayer::InvalidMedia,
+                              WindowFixture::kHangGuardMs);
     QVERIFY(preview->label->isVisible());
     QCOMPARE(preview->label->text(), QString());
 }
@@ -403,11 +404,12 @@ void TestMainWindowPlayer::aFileThatCannotBePlayedShowsNoTime()
 void TestMainWindowPlayer::aFileThatCannotBePlayedDoesNotShowTheTimeOfTheLastOne()
 {
     preview->doubleClick(preview->list(m_first));
-    QTRY_VERIFY(preview->slider->maximum() > 0);
+    QTRY_VERIFY_WITH_TIMEOUT(preview->slider->maximum() > 0, WindowFixture::kHangGuardMs);
     showPosition(*preview, 2);
     QVERIFY(preview->label->text().endsWith(QStringLiteral(" / 00:03")));
     preview->doubleClick(preview->list(m_media.filePath(QStringLiteral("vanished.wav"))));
-    QTRY_COMPARE(preview->player->mediaStatus(), QMediaPlayer::InvalidMedia);
+    QTRY_COMPARE_WITH_TIMEOUT(preview->player->mediaStatus(), QMediaPlayer::InvalidMedia,
+                              WindowFixture::kHangGuardMs);
     QCOMPARE(preview->label->text(), QString());
     QCOMPARE(preview->slider->maximum(), 0);
 }

@@ -112,7 +112,7 @@ void TestMainWindowProgress::fingerprintProgressIsTheShareOfBothRuns()
     fixture->listFolder('B', endless.path());
     QVERIFY(fixture->click("compareButton"));
     // Two of three files, times 80: 53.3, truncated.
-    QTRY_COMPARE(barValue(), 53);
+    QTRY_COMPARE_WITH_TIMEOUT(barValue(), 53, WindowFixture::kHangGuardMs);
     fixture->choose("actionNew_Comparison");
     QCOMPARE(barValue(), 0);
 }
@@ -127,12 +127,13 @@ void TestMainWindowProgress::windowAnswersWhileGroupBIsStillRead()
     fixture->listFolder('A', one.path());
     fixture->listFolder('B', endless.path());
     QVERIFY(fixture->click("compareButton"));
-    QTRY_COMPARE(barValue(), 40); // Group A is done, and would have to wait for Group B
+    // Group A is done, and would have to wait for Group B.
+    QTRY_COMPARE_WITH_TIMEOUT(barValue(), 40, WindowFixture::kHangGuardMs);
     int turns = 0;
     QTimer timer;
     connect(&timer, &QTimer::timeout, &timer, [&turns] { ++turns; });
     timer.start(0);
-    QTRY_VERIFY(turns > 100);
+    QTRY_VERIFY_WITH_TIMEOUT(turns > 100, WindowFixture::kHangGuardMs);
     QVERIFY(fixture->pool()->activeThreadCount() > 0);
     QVERIFY(MainWindow::fingerprintsFirst.isEmpty());
 }

@@ -421,7 +421,11 @@ void TestMainWindowRandom::look()
     for (const char* folder : {"a", "b", "target"}) {
         QDirIterator files(path(QLatin1String(folder)), QDir::Files, QDirIterator::Subdirectories);
         while (files.hasNext()) {
-            left.insert(m_tunes.value(testmedia::contentOf(files.next()), -1));
+            // One that was just moved is found in its new place.
+            QFile file(files.next());
+            if (file.open(QFile::ReadOnly)) {
+                left.insert(m_tunes.value(file.readAll(), -1));
+            }
         }
     }
     left.remove(-1);
@@ -470,8 +474,8 @@ void TestMainWindowRandom::anyOrderOfActionsLeavesTheWindowInOrder()
         }
     }
     // After all that, it works as on the first day.
+    reopen(); // and no operation is under way any more
     fillFolders();
-    reopen();
     settings::write({kThreshold, true});
     fixture->listFolder('A', path(QStringLiteral("originals")));
     fixture->listFolder('B', path(QStringLiteral("b")));

@@ -412,7 +412,7 @@ void TestMainWindowRun::tooManyFilesAreSaidInTheStatusBar()
     fixture->listFolder('A', many.path());
     QVERIFY(fixture->click("compareButton"));
     const auto* bar = fixture->find<QStatusBar>("statusbar");
-    QTRY_VERIFY_WITH_TIMEOUT(!bar->currentMessage().isEmpty(), 240000);
+    QTRY_VERIFY_WITH_TIMEOUT(!bar->currentMessage().isEmpty(), 600000);
     QVERIFY(bar->currentMessage().contains(QStringLiteral("65537")));
     QCOMPARE(fixture->countText(), QString());
 }

@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr int kHangGuardMs = 60000;
-
 QListWidget* folderList(const WindowFixture& fixture, char group)
 {
     return fixture.find<QListWidget>(group == 'A' ? "folderListGroupA" : "folderListGroupB");

@@ -19,6 +19,9 @@ class QTreeWidget;
 class WindowFixture
 {
 public:
+    /** How long what takes milliseconds may take: a guard against hanging, no measure of speed. */
+    static constexpr int kHangGuardMs = 60000;
+
     /** Points the settings into a temporary folder; the window is not built yet. */
     WindowFixture();
     ~WindowFixture();
