@@ -201,7 +201,7 @@ private:
 
     /**
      * Counts the runs that were started or reset. What is delivered later than the call that asked
-     * for it (a continuation, a timer) carries the number of its run and does nothing in another.
+     * for it (a stage's end, a timer) carries the number of its run and does nothing in another.
      */
     quint64 runNumber = 0;
     /** How many of the two fingerprint runs are still to finish before the comparison starts. */
@@ -211,14 +211,6 @@ private:
     QElapsedTimer sinceStart;
     /** The work list of a comparison while it is built; no value if there is no memory for it. */
     QFuture<std::optional<QList<compare::IndexPair>>> pairsFuture;
-    /**
-     * The continuations of the three futures, kept only to be alive: a future that is cancelled
-     * writes to its continuation without owning it, also long after both have finished.
-     */
-    QFuture<void> fingerprintContinuation1;
-    QFuture<void> fingerprintContinuation2;
-    QFuture<void> pairsContinuation;
-
     /**
      * Tells the workers to stop in the middle of their item. Static, as the stage functions are;
      * replaced only while no worker runs.

@@ -103,8 +103,8 @@ void MainWindow::removeCurrentFolder(QListWidget* list)
 
 /**
  * Ends whatever runs. The stop flag ends the item in progress, cancelling keeps the framework from
- * starting another, and only an idle pool makes sure that no continuation is posted afterwards;
- * what was posted before carries the number of a run that is over.
+ * starting another, and only an idle pool makes sure that nothing is posted afterwards; what was
+ * posted before carries the number of a run that is over.
  */
 void MainWindow::stopRun()
 {

@@ -1,5 +1,6 @@
 #include "app/mainwindow.h"
 
+#include "app/whenfinished.h"
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
 
@@ -64,16 +65,14 @@ void MainWindow::compareAudioParallel()
     }
 
     // The list of a large collection takes a second to build: a worker does it.
-    auto building = QtConcurrent::run(&threadPool, [first = static_cast<int>(firstCount),
-                                                    second = static_cast<int>(secondCount),
-                                                    betweenGroups, stop = runStop.get_token()] {
+    pairsFuture = QtConcurrent::run(&threadPool, [first = static_cast<int>(firstCount),
+                                                  second = static_cast<int>(secondCount),
+                                                  betweenGroups, stop = runStop.get_token()] {
         return betweenGroups ? compare::betweenGroupsPairs(first, second, stop)
                              : compare::withinGroupPairs(first, stop);
     });
-    pairsFuture = building;
-    // Asked of the local future: the continuation replaces the member, and may run at once.
-    pairsContinuation = building.then(
-        this,
+    whenFinished(
+        pairsFuture, this,
         [this, fileCount, run = runNumber](const std::optional<QList<compare::IndexPair>>& pairs) {
             if (run != runNumber) {
                 return;

@@ -1,6 +1,7 @@
 #include "fileops/deletedialog.h"
 
 #include "app/returnkey.h"
+#include "app/whenfinished.h"
 #include "fileops/fileworkers.h"
 #include "fileops/rowdelegate.h"
 #include "fileops/unlessstopped.h"
@@ -71,11 +72,10 @@ deleteDialog::deleteDialog(QWidget* parent)
 
 deleteDialog::~deleteDialog()
 {
-    // The framework hands files out in blocks, so its own cancellation alone would come late. Only
-    // an idle pool can be trusted to have no continuation left that is about to call this dialog.
+    // The framework hands files out in blocks, so its own cancellation alone would come late.
     stop.request_stop();
-    for (Operation& each : operations) {
-        each.work.cancel();
+    for (QFuture<QList<bool>>& each : operations) {
+        each.cancel();
     }
     threadPool.waitForDone();
     delete ui;
@@ -225,11 +225,11 @@ void deleteDialog::start(const QList<Operand>& work, bool (*function)(const Oper
     future = QtConcurrent::mappedReduced<QList<bool>>(
         &threadPool, work, fileops::UnlessStopped(stop.get_token(), function),
         &deleteDialog::copyReduce, QtConcurrent::UnorderedReduce | QtConcurrent::SequentialReduce);
-    const QFuture<void> shown = future.then(this, [this, ending, rows](const QList<bool>& results) {
+    whenFinished(future, this, [this, ending, rows](const QList<bool>& results) {
         showResult(results, ending, rows);
     });
-    operations.removeIf([](const Operation& each) { return each.shown.isFinished(); });
-    operations.append({future, shown});
+    operations.removeIf([](const QFuture<QList<bool>>& each) { return each.isFinished(); });
+    operations.append(future);
     watcher.setFuture(future);
 }
 

@@ -91,16 +91,8 @@ private:
     QFutureWatcher<QList<bool>> watcher;
     QFuture<QList<bool>> future;
 
-    /** An operation and its continuation. Without the latter the work must not be cancelled: it
-     * goes on to refer to the continuation, even to one that has long run and been released. */
-    struct Operation
-    {
-        QFuture<QList<bool>> work;
-        QFuture<void> shown;
-    };
-
     // A second operation may wait behind the first, which future and watcher then no longer follow.
-    QList<Operation> operations;
+    QList<QFuture<QList<bool>>> operations;
     std::stop_source stop;
     bool tickingAll = false;
 

@@ -1,5 +1,6 @@
 #include "app/mainwindow.h"
 
+#include "app/whenfinished.h"
 #include "fingerprint/audiofilediscovery.h"
 #include "fingerprint/filelists.h"
 #include "ui_mainwindow.h"
@@ -93,8 +94,8 @@ void MainWindow::startFingerprintRuns(const QStringList& listA, const QStringLis
             fingerprintRunFinished();
         }
     };
-    fingerprintContinuation1 = fingerprintFuture1.then(this, finished);
-    fingerprintContinuation2 = fingerprintFuture2.then(this, finished);
+    whenFinished(fingerprintFuture1, this, finished);
+    whenFinished(fingerprintFuture2, this, finished);
 }
 
 void MainWindow::fingerprintRunFinished()

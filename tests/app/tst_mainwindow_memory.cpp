@@ -1,10 +1,12 @@
 #include "compare/comparisonworklist.h"
 #include "support/addressspacelimit.h"
+#include "support/finishedruns.h"
 #include "support/media.h"
 #include "support/standardstreams.h"
 #include "support/windowfixture.h"
 
 #include <QProgressBar>
+#include <QSignalSpy>
 #include <QStatusBar>
 #include <QTest>
 
@@ -30,9 +32,14 @@ private Q_SLOTS:
 
     void tooLittleMemoryIsSaidInTheStatusBar_data();
     void tooLittleMemoryIsSaidInTheStatusBar();
+    void barStaysEmptyAfterRunsThatEndedAtOnce_data();
+    void barStaysEmptyAfterRunsThatEndedAtOnce();
     void memoryThatCannotBeHadAfterAllIsSaidInTheStatusBar();
 
 private:
+    static void addBothModes();
+    void refuseSixFiles(int mode, qint64 availableBytes) const;
+
     std::unique_ptr<WindowFixture> fixture;
     testmedia::MediaFolder m_two;
     testmedia::MediaFolder m_four;
@@ -52,7 +59,7 @@ void TestMainWindowMemory::cleanup()
     compare::setAvailableMemoryForTests(std::nullopt);
 }
 
-void TestMainWindowMemory::tooLittleMemoryIsSaidInTheStatusBar_data()
+void TestMainWindowMemory::addBothModes()
 {
     QTest::addColumn<int>("mode");
     QTest::addColumn<int>("pairs");
@@ -60,31 +67,69 @@ void TestMainWindowMemory::tooLittleMemoryIsSaidInTheStatusBar_data()
     QTest::newRow("within group") << 1 << 15;
 }
 
-void TestMainWindowMemory::tooLittleMemoryIsSaidInTheStatusBar()
+/** Searches two files and four, and waits for the message that they are too many. */
+void TestMainWindowMemory::refuseSixFiles(int mode, qint64 availableBytes) const
 {
-    QFETCH(int, mode);
-    QFETCH(int, pairs);
-    const testmedia::StandardErrorCapture capture;
     fixture->setMode(mode);
     fixture->listFolder('A', m_two.path());
     fixture->listFolder(mode == 0 ? 'B' : 'A', m_four.path());
-    const qint64 needed = pairs * qint64(sizeof(compare::IndexPair));
-    compare::setAvailableMemoryForTests(needed - 1);
+    compare::setAvailableMemoryForTests(availableBytes);
     QVERIFY(fixture->click("compareButton"));
     const auto* bar = fixture->find<QStatusBar>("statusbar");
     QTRY_VERIFY_WITH_TIMEOUT(!bar->currentMessage().isEmpty(), WindowFixture::kHangGuardMs);
     QVERIFY2(bar->currentMessage().startsWith(QStringLiteral("6 files ")),
              qPrintable(bar->currentMessage()));
+}
+
+void TestMainWindowMemory::tooLittleMemoryIsSaidInTheStatusBar_data()
+{
+    addBothModes();
+}
+
+void TestMainWindowMemory::tooLittleMemoryIsSaidInTheStatusBar()
+{
+    QFETCH(int, mode);
+    QFETCH(int, pairs);
+    const testmedia::StandardErrorCapture capture;
+    const qint64 needed = pairs * qint64(sizeof(compare::IndexPair));
+    refuseSixFiles(mode, needed - 1);
+    if (QTest::currentTestFailed()) {
+        return;
+    }
     QCOMPARE(fixture->find<QProgressBar>("progressBar")->value(), 0);
     QVERIFY(!fixture->find<QProgressBar>("progressBar")->isTextVisible());
     QVERIFY(MainWindow::fingerprintsFirst.isEmpty());
     QVERIFY(MainWindow::fingerprintsSecond.isEmpty());
     QTest::qWait(1200); // unavoidable: nothing may be reported in the second that follows
     QCOMPARE(fixture->countText(), QString());
+    QCOMPARE(fixture->find<QProgressBar>("progressBar")->value(), 0);
     // With room again, the same press works and the message is gone.
     compare::setAvailableMemoryForTests(needed);
     QVERIFY(fixture->findDuplicates());
-    QCOMPARE(bar->currentMessage(), QString());
+    QCOMPARE(fixture->find<QStatusBar>("statusbar")->currentMessage(), QString());
+}
+
+void TestMainWindowMemory::barStaysEmptyAfterRunsThatEndedAtOnce_data()
+{
+    addBothModes();
+}
+
+void TestMainWindowMemory::barStaysEmptyAfterRunsThatEndedAtOnce()
+{
+    QFETCH(int, mode);
+    const testmedia::StandardErrorCapture capture;
+    const FinishedRuns finished;
+    const auto* bar = fixture->find<QProgressBar>("progressBar");
+    const QSignalSpy shown(bar, &QProgressBar::valueChanged);
+    refuseSixFiles(mode, 0);
+    if (QTest::currentTestFailed()) {
+        return;
+    }
+    // All files were read, and that was shown, but before the refusal emptied the bar.
+    QVERIFY(shown.contains(QVariantList{80}));
+    QCoreApplication::sendPostedEvents();
+    QCOMPARE(bar->value(), 0);
+    QVERIFY(!bar->isTextVisible());
 }
 
 void TestMainWindowMemory::memoryThatCannotBeHadAfterAllIsSaidInTheStatusBar()

@@ -39,6 +39,7 @@ private Q_SLOTS:
     void everySlotOfTheWindowIsInTheFileThatTheHeaderNames();
     void partsOfTheWindowAreNamedInItsHeader();
     void onlyTheFingerprintFolderIncludesFFmpegAndChromaprint();
+    void continuationsAreNotAttachedToRunningFutures();
     void testsDoNotSleepWithoutAReason();
 };
 
@@ -84,6 +85,22 @@ void TestSourceLayout::onlyTheFingerprintFolderIncludesFFmpegAndChromaprint()
             const bool allowed = path.contains(QStringLiteral("/src/fingerprint/")) &&
                                  path.endsWith(QStringLiteral(".cpp"));
             if (!allowed && contents(path).contains(include)) {
+                offenders.append(path);
+            }
+        }
+    }
+    QCOMPARE(offenders, QStringList());
+}
+
+void TestSourceLayout::continuationsAreNotAttachedToRunningFutures()
+{
+    // See app/whenfinished.h.
+    static const QRegularExpression attaching(
+        QStringLiteral("(\\.|->)(then|onCanceled|onFailed)\\b"));
+    QStringList offenders;
+    for (const QString& pattern : {QStringLiteral("*.h"), QStringLiteral("*.cpp")}) {
+        for (const QString& path : filesBelow(QStringLiteral("src"), pattern)) {
+            if (contents(path).contains(attaching)) {
                 offenders.append(path);
             }
         }
