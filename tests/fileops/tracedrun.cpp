@@ -1,10 +1,14 @@
 #include "tracedrun.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QHash>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
+
+#include <csignal>
+#include <sys/types.h>
 
 namespace tracedrun {
 
@@ -86,39 +90,106 @@ bool isPossible(QString* reason)
     return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
-Result run(const QStringList& arguments, const QStringList& faults, Log log)
-{
-    const QTemporaryDir logs;
-    const QString logFile = logs.filePath(QStringLiteral("trace"));
-    QStringList command = {QStringLiteral("-f"), QStringLiteral("-o"), logFile,
-                           QStringLiteral("-e"), tracedCalls()};
-    if (log == Log::WithPaths) {
-        command << QStringLiteral("-y");
-    }
-    for (const QString& fault : faults) {
-        command << QStringLiteral("-e") << QStringLiteral("inject=") + fault;
-    }
-    command << QStringLiteral(QUORVEL_FILEOPS_DRIVER) << arguments;
+namespace {
 
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    // The leak check cannot run in a process that is being traced.
-    environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
-    process.setProcessEnvironment(environment);
-    process.start(strace(), command);
-    Result result;
-    if (!process.waitForFinished(kHangGuardMs)) {
+/** The driver under strace. */
+class TracedProcess
+{
+public:
+    TracedProcess(const QStringList& arguments, const QStringList& faults, Log log)
+    {
+        QStringList command = {QStringLiteral("-f"), QStringLiteral("-o"), logFile(),
+                               QStringLiteral("-e"), tracedCalls()};
+        if (log == Log::WithPaths) {
+            command << QStringLiteral("-y");
+        }
+        for (const QString& fault : faults) {
+            command << QStringLiteral("-e") << QStringLiteral("inject=") + fault;
+        }
+        command << QStringLiteral(QUORVEL_FILEOPS_DRIVER) << arguments;
+
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        // The leak check cannot run in a process that is being traced.
+        environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
+        m_process.setProcessEnvironment(environment);
+        m_process.start(strace(), command);
+    }
+
+    /** The process that is stopped; 0 if that does not happen. */
+    pid_t waitUntilStopped()
+    {
+        constexpr int kStepMs = 10;
+        QElapsedTimer guard;
+        guard.start();
+        while (guard.elapsed() < kHangGuardMs) {
+            const bool ended = m_process.waitForFinished(kStepMs);
+            const pid_t stopped = stoppedProcess();
+            if (ended || stopped != 0) {
+                return stopped;
+            }
+        }
+        return 0;
+    }
+
+    Result waitForResult()
+    {
+        Result result;
+        if (!m_process.waitForFinished(kHangGuardMs) && m_process.state() != QProcess::NotRunning) {
+            return result;
+        }
+        result.trace = trace();
+        result.output = m_process.readAllStandardOutput();
+        result.injected = result.trace.count("(INJECTED)");
+        result.killed = result.trace.contains("+++ killed by SIGKILL");
+        result.exitCode =
+            m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
         return result;
     }
-    QFile file(logFile);
-    if (file.open(QFile::ReadOnly)) {
-        result.trace = file.readAll();
+
+private:
+    QString logFile() const
+    {
+        return m_folder.filePath(QStringLiteral("trace"));
     }
-    result.output = process.readAllStandardOutput();
-    result.injected = result.trace.count("(INJECTED)");
-    result.killed = result.trace.contains("+++ killed by SIGKILL");
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    return result;
+
+    QByteArray trace() const
+    {
+        QFile file(logFile());
+        return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    pid_t stoppedProcess() const
+    {
+        // "<process> --- stopped by SIGSTOP ---"
+        const QByteArray log = trace();
+        const qsizetype end = log.indexOf(" --- stopped by SIGSTOP");
+        const qsizetype begin = log.lastIndexOf('\n', end) + 1;
+        return end < 0 ? 0 : log.mid(begin, end - begin).trimmed().toInt();
+    }
+
+    QTemporaryDir m_folder;
+    QProcess m_process;
+};
+
+} // namespace
+
+Result run(const QStringList& arguments, const QStringList& faults, Log log)
+{
+    return TracedProcess(arguments, faults, log).waitForResult();
+}
+
+Result runStopped(const QStringList& arguments, const QString& systemCall, int number,
+                  const std::function<void()>& meanwhile)
+{
+    TracedProcess process(arguments,
+                          {QStringLiteral("%1:signal=STOP:when=%2").arg(systemCall).arg(number)},
+                          Log::Plain);
+    const pid_t stopped = process.waitUntilStopped();
+    if (stopped > 0) {
+        meanwhile();
+        ::kill(stopped, SIGCONT);
+    }
+    return process.waitForResult();
 }
 
 } // namespace tracedrun

@@ -5,6 +5,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
+
 /** Runs of fileops_driver under strace, which makes chosen system calls fail or kills the driver.
  */
 namespace tracedrun {
@@ -51,5 +53,13 @@ bool isPossible(QString* reason);
  * "write:error=ENOSPC:when=3" or "fsync:signal=KILL".
  */
 Result run(const QStringList& arguments, const QStringList& faults, Log log = Log::Plain);
+
+/**
+ * Runs the driver with \a arguments, stops it when it has made call number \a number of
+ * \a systemCall, calls \a meanwhile, and lets it go on. \a meanwhile is not called if the driver
+ * ends, or hangs, before.
+ */
+Result runStopped(const QStringList& arguments, const QString& systemCall, int number,
+                  const std::function<void()>& meanwhile);
 
 } // namespace tracedrun

@@ -1,7 +1,6 @@
 #include "filefixture.h"
 #include "tracedrun.h"
 
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QTest>
@@ -10,7 +9,6 @@
 #include <functional>
 #include <memory>
 #include <sys/stat.h>
-#include <thread>
 
 using filefixture::entries;
 using filefixture::read;
@@ -27,9 +25,6 @@ constexpr auto kFlushed = "fsync(";
 constexpr auto kNamed = "\".quorvel-";
 constexpr auto kDirectoryOpened = "\".\", O_RDONLY";
 
-constexpr int kGuardMs = 60'000;
-/** Far longer than it takes to notice that the copy has its size and to change the source. */
-constexpr int kHeldUpUs = 1'000'000;
 constexpr qsizetype kSize = 300'000; // three blocks
 constexpr mode_t kMode = 0640;
 constexpr time_t kModified = 1'234'567'890;
@@ -98,8 +93,7 @@ private:
     /** One fault at a call that a run without faults made. */
     QString fault(const QByteArray& systemCall, const QByteArray& landmark, int offset,
                   const QString& effect) const;
-    /** Moves between file systems and, while the flush after \a landmark is held up, calls \a
-     * meanwhile. */
+    /** Moves between file systems, stops at the flush after \a landmark and calls \a meanwhile. */
     tracedrun::Result moveHeldUp(const QByteArray& landmark,
                                  const std::function<void()>& meanwhile) const;
     void verifyAsItWas() const;
@@ -161,25 +155,19 @@ QString MoveFaultsTest::fault(const QByteArray& systemCall, const QByteArray& la
 tracedrun::Result MoveFaultsTest::moveHeldUp(const QByteArray& landmark,
                                              const std::function<void()>& meanwhile) const
 {
-    const QString delay = fault("fsync", landmark, 0, u"delay_enter=%1"_qs.arg(kHeldUpUs));
-    tracedrun::Result result;
-    std::thread mover([&] { result = move(faraway(), {delay}); });
-    // The file in the target directory has its size when the flush that is held up comes next; the
-    // name that it has by then tells which flush.
     const bool named = landmark == kDirectoryOpened;
-    QElapsedTimer guard;
-    guard.start();
     bool heldUp = false;
-    while (!heldUp && guard.elapsed() < kGuardMs) {
-        const QStringList names = entries(m_other->path());
-        heldUp = names.size() == 1 && (names.constFirst() == u"b.mp3") == named &&
-                 QFileInfo(m_other->filePath(names.constFirst())).size() == kSize;
-    }
-    if (heldUp) {
-        meanwhile();
-    }
-    mover.join();
-    if (!heldUp || !result.trace.contains("(DELAYED)")) {
+    tracedrun::Result result = tracedrun::runStopped(
+        {u"move"_qs, source(), faraway()}, u"fsync"_qs, m_without.numberOfCall("fsync", landmark),
+        [&] {
+            const QStringList names = entries(m_other->path());
+            heldUp = names.size() == 1 && (names.constFirst() == u"b.mp3") == named &&
+                     QFileInfo(m_other->filePath(names.constFirst())).size() == kSize;
+            if (heldUp) {
+                meanwhile();
+            }
+        });
+    if (!heldUp) {
         result.output = "the move was not held up";
     }
     return result;
