@@ -4,6 +4,22 @@
 
 #include <QFileDialog>
 
+#include <exception>
+
+namespace {
+
+/** Waits for a run that is given up: what ended it, such as a lack of memory, concerns nobody. */
+template <typename Result> void waitForAbandoned(QFuture<Result>& run)
+{
+    try {
+        run.waitForFinished();
+    } catch (const std::exception&) {
+        qWarning("the last search ended early");
+    }
+}
+
+} // namespace
+
 void MainWindow::on_addFolderButtonGroupA_clicked()
 {
     addFolder(ui->folderListGroupA);
@@ -68,10 +84,10 @@ void MainWindow::resetAll()
     fingerprintFuture1.cancel();
     fingerprintFuture2.cancel();
     duplicatesFuture.cancel();
-    filesFuture.waitForFinished();
-    fingerprintFuture1.waitForFinished();
-    fingerprintFuture2.waitForFinished();
-    duplicatesFuture.waitForFinished();
+    waitForAbandoned(filesFuture);
+    waitForAbandoned(fingerprintFuture1);
+    waitForAbandoned(fingerprintFuture2);
+    waitForAbandoned(duplicatesFuture);
 
     resetPlayer();
 

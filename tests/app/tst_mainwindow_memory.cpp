@@ -1,4 +1,5 @@
 #include "compare/comparisonworklist.h"
+#include "compare/similaritykernels.h"
 #include "support/addressspacelimit.h"
 #include "support/finishedruns.h"
 #include "support/media.h"
@@ -10,6 +11,9 @@
 #include <QStatusBar>
 #include <QTest>
 
+#include <atomic>
+#include <new>
+
 namespace {
 
 void writeBrokenFiles(const testmedia::MediaFolder& folder, int count)
@@ -19,9 +23,21 @@ void writeBrokenFiles(const testmedia::MediaFolder& folder, int count)
     }
 }
 
+/** Has no memory for what it is called for. */
+std::atomic<int> failures = 0;
+constexpr compare::SimilarityKernel kFailingKernel = {
+    "failing",
+    [] { return true; },
+    [](const std::uint32_t* /*first*/, std::size_t /*firstCount*/, const std::uint32_t* /*second*/,
+       std::size_t /*secondCount*/, std::uint32_t* /*errors*/) {
+        ++failures;
+        throw std::bad_alloc();
+    },
+};
+
 } // namespace
 
-/** Comparisons whose list of pairs finds no room. */
+/** Comparisons that find too little memory. */
 class TestMainWindowMemory : public QObject
 {
     Q_OBJECT
@@ -35,14 +51,19 @@ private Q_SLOTS:
     void barStaysEmptyAfterRunsThatEndedAtOnce_data();
     void barStaysEmptyAfterRunsThatEndedAtOnce();
     void memoryThatCannotBeHadAfterAllIsSaidInTheStatusBar();
+    void searchWorksAgainAfterOneThatRanOutOfMemory();
+    void windowClosesAfterASearchThatRanOutOfMemory();
 
 private:
+    void runOutOfMemory();
+
     static void addBothModes();
     void refuseSixFiles(int mode, qint64 availableBytes) const;
 
     std::unique_ptr<WindowFixture> fixture;
     testmedia::MediaFolder m_two;
     testmedia::MediaFolder m_four;
+    testmedia::MediaFolder m_tunes;
 };
 
 void TestMainWindowMemory::init()
@@ -57,6 +78,7 @@ void TestMainWindowMemory::cleanup()
 {
     fixture.reset();
     compare::setAvailableMemoryForTests(std::nullopt);
+    compare::setSimilarityKernelForTests(nullptr);
 }
 
 void TestMainWindowMemory::addBothModes()
@@ -156,6 +178,41 @@ void TestMainWindowMemory::memoryThatCannotBeHadAfterAllIsSaidInTheStatusBar()
     QCOMPARE(fixture->find<QProgressBar>("progressBar")->value(), 0);
     QCOMPARE(fixture->countText(), QString());
 #endif
+}
+
+/** Searches two tunes that are the same, in a comparison that fails. */
+void TestMainWindowMemory::runOutOfMemory()
+{
+    testmedia::Tune tune;
+    tune.seconds = 5;
+    for (const char* name : {"1.wav", "2.wav"}) {
+        m_tunes.makeTune(QString::fromLatin1(name), tune);
+    }
+    failures = 0;
+    compare::setSimilarityKernelForTests(&kFailingKernel);
+    fixture->setMode(1);
+    fixture->listFolder('A', m_tunes.path());
+    QVERIFY(fixture->click("compareButton"));
+    QTRY_VERIFY_WITH_TIMEOUT(failures > 0, WindowFixture::kHangGuardMs);
+    fixture->pool()->waitForDone();
+    QCoreApplication::processEvents();
+    QCOMPARE(fixture->countText(), QString());
+    compare::setSimilarityKernelForTests(nullptr);
+}
+
+void TestMainWindowMemory::searchWorksAgainAfterOneThatRanOutOfMemory()
+{
+    runOutOfMemory();
+    for (int search = 0; search < 2 && !QTest::currentTestFailed(); ++search) {
+        QVERIFY(fixture->findDuplicates());
+        QCOMPARE(fixture->countText(), QStringLiteral("1 duplicate audio file found."));
+    }
+}
+
+void TestMainWindowMemory::windowClosesAfterASearchThatRanOutOfMemory()
+{
+    runOutOfMemory();
+    fixture->destroy();
 }
 
 QTEST_MAIN(TestMainWindowMemory)
