@@ -60,8 +60,10 @@ press() {
 tab_to() {
     for ((step = 0; step < 20; step++)); do
         press Tab space
-        sleep 0.5
-        [[ -z $(window "$1") ]] || return 0
+        for ((wait = 0; wait < 10; wait++)); do
+            sleep 0.2
+            [[ -z $(window "$1") ]] || return 0
+        done
         # A list that has popped up.
         [[ -z $(xdotool search --onlyvisible --class quorvel 2>/dev/null | sed -n 2p) ]] ||
             press Escape
