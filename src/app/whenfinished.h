@@ -20,7 +20,7 @@
 template <typename Result, typename Function>
 void whenFinished(const QFuture<Result>& future, QObject* context, Function function)
 {
-    auto* watcher = new QFutureWatcher<Result>(context); // lives until it has told, or as long
+    auto* watcher = new QFutureWatcher<Result>(context); // goes when it has told, or with that
     QObject::connect(watcher, &QFutureWatcherBase::finished, context,
                      [watcher, function = std::move(function)] {
                          watcher->deleteLater();

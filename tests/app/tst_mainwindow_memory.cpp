@@ -23,8 +23,8 @@ void writeBrokenFiles(const testmedia::MediaFolder& folder, int count)
     }
 }
 
-/** Has no memory for what it is called for. */
 std::atomic<int> failures = 0;
+/** A kernel that finds no memory. */
 constexpr compare::SimilarityKernel kFailingKernel = {
     "failing",
     [] { return true; },

@@ -29,6 +29,11 @@ QStringList filesBelow(const QString& folder, const QString& pattern)
     return paths;
 }
 
+QStringList codeBelow(const QString& folder)
+{
+    return filesBelow(folder, QStringLiteral("*.h")) + filesBelow(folder, QStringLiteral("*.cpp"));
+}
+
 } // namespace
 
 class TestSourceLayout : public QObject
@@ -80,13 +85,11 @@ void TestSourceLayout::onlyTheFingerprintFolderIncludesFFmpegAndChromaprint()
     static const QRegularExpression include(
         QStringLiteral("#\\s*include\\s*[<\"](libav|libsw|chromaprint)"));
     QStringList offenders;
-    for (const QString& pattern : {QStringLiteral("*.h"), QStringLiteral("*.cpp")}) {
-        for (const QString& path : filesBelow(QStringLiteral("src"), pattern)) {
-            const bool allowed = path.contains(QStringLiteral("/src/fingerprint/")) &&
-                                 path.endsWith(QStringLiteral(".cpp"));
-            if (!allowed && contents(path).contains(include)) {
-                offenders.append(path);
-            }
+    for (const QString& path : codeBelow(QStringLiteral("src"))) {
+        const bool allowed = path.contains(QStringLiteral("/src/fingerprint/")) &&
+                             path.endsWith(QStringLiteral(".cpp"));
+        if (!allowed && contents(path).contains(include)) {
+            offenders.append(path);
         }
     }
     QCOMPARE(offenders, QStringList());
@@ -98,11 +101,9 @@ void TestSourceLayout::continuationsAreNotAttachedToRunningFutures()
     static const QRegularExpression attaching(
         QStringLiteral("(\\.|->)(then|onCanceled|onFailed)\\b"));
     QStringList offenders;
-    for (const QString& pattern : {QStringLiteral("*.h"), QStringLiteral("*.cpp")}) {
-        for (const QString& path : filesBelow(QStringLiteral("src"), pattern)) {
-            if (contents(path).contains(attaching)) {
-                offenders.append(path);
-            }
+    for (const QString& path : codeBelow(QStringLiteral("src"))) {
+        if (contents(path).contains(attaching)) {
+            offenders.append(path);
         }
     }
     QCOMPARE(offenders, QStringList());

@@ -1,7 +1,6 @@
 #include "dialogfixture.h"
 #include "filefixture.h"
 #include "slowdisk.h"
-#include "support/finishedruns.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -54,7 +53,6 @@ private Q_SLOTS:
     void allRowAloneIsNotAnOperand();
 
     void progressFollowsTheFilesAndHidesASecondAfterTheResult();
-    void resultOfAnOperationThatEndsAtOnceIsShown();
     void resultStaysUntilTheNextTick();
     void interfaceStaysFreeDuringAnOperation();
     void secondPressRunsAfterTheFirst();
@@ -419,20 +417,6 @@ void DeleteDialogOperationsTest::progressFollowsTheFilesAndHidesASecondAfterTheR
     QTRY_VERIFY_WITH_TIMEOUT(fixture.progress()->isHidden(), kGuardMs);
     // A coarse timer may be early by a twentieth.
     QVERIFY2(sinceStart.elapsed() >= 950, qPrintable(QString::number(sinceStart.elapsed())));
-}
-
-void DeleteDialogOperationsTest::resultOfAnOperationThatEndsAtOnceIsShown()
-{
-    const FinishedRuns finished;
-    for (const QString& file : makeFiles(5)) {
-        DialogFixture fixture(u"delete"_qs);
-        fixture.addFiles({file});
-        fixture.start();
-        waitForLabel(fixture, u"1 files deleted"_qs);
-        QVERIFY(!QFile::exists(file));
-        QTRY_VERIFY_WITH_TIMEOUT(!fixture.progress()->isVisible(), kGuardMs);
-        QCOMPARE(fixture.countLabel(), u"1 files deleted"_qs);
-    }
 }
 
 void DeleteDialogOperationsTest::resultStaysUntilTheNextTick()
