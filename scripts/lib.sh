@@ -32,9 +32,11 @@ packages_for_package_check=(
     debootstrap ffmpeg imagemagick lintian openbox procps pulseaudio pulseaudio-utils xdotool xvfb
 )
 # jsonschema holds what is written against its schema; the benchmarks are built with the tests. What
-# is installed is looked at by the tools that desktops, software centres and packagers use.
+# is installed is looked at by the tools that desktops, software centres and packagers use. Some file
+# systems show one file under two names.
 packages_for_testing=(
     ffmpeg pulseaudio pulseaudio-utils strace python3-jsonschema libbenchmark-dev
+    bindfs exfat-fuse exfatprogs mergerfs
     appstream binutils desktop-file-utils mandoc python3-yaml
 )
 # scripts/lint; what looks at the C++ with a compiler's eyes is large, and seldom run.

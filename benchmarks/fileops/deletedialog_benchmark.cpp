@@ -2,7 +2,7 @@
 // Usage: QT_QPA_PLATFORM=offscreen deletedialog_benchmark [rows]   (20,000 by default)
 
 #include "fileops/deletedialog.h"
-#include "fileops/keptfiles.h"
+#include "results/duplicaterows.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -38,17 +38,14 @@ QStringList makeFiles(const QTemporaryDir& directory, int count)
     return paths;
 }
 
-/** What the main window does for every duplicate. */
-QList<DuplicateRow> rowsFor(const QString& reference, const QStringList& paths)
+/** As many duplicates as references, which is the most to look at. */
+DuplicateMap pairsOf(const QStringList& paths)
 {
-    fileops::KeptFiles kept;
-    QList<DuplicateRow> rows;
-    for (const QString& path : paths) {
-        if (QFile::exists(path)) {
-            rows.append({path, kept.otherNameOf(reference, path)});
-        }
+    DuplicateMap duplicates;
+    for (qsizetype i = 1; i < paths.size(); i += 2) {
+        duplicates[paths.at(i - 1)].append({paths.at(i), 100});
     }
-    return rows;
+    return duplicates;
 }
 
 } // namespace
@@ -58,14 +55,14 @@ int main(int argc, char** argv)
     const QApplication application(argc, argv);
     const int count = argc > 1 ? QByteArray(argv[1]).toInt() : kDefaultRows;
     const QTemporaryDir directory;
-    const QStringList paths = makeFiles(directory, count);
+    const QStringList paths = makeFiles(directory, 2 * count);
     QTextStream(stdout) << count << " rows\n";
 
     deleteDialog dialog;
     dialog.operation = QStringLiteral("delete");
     QList<DuplicateRow> rows;
     report(QStringLiteral("  asking the file system"),
-           [&] { rows = rowsFor(directory.path(), paths); });
+           [&] { rows = results::duplicateRows(pairsOf(paths)); });
     report(QStringLiteral("  opening: rows"), [&] { dialog.addRows(rows); });
     report(QStringLiteral("  opening: show"), [&] {
         dialog.show();

@@ -1,10 +1,8 @@
 #include "app/mainwindow.h"
 
 #include "fileops/deletedialog.h"
-#include "fileops/keptfiles.h"
+#include "results/duplicaterows.h"
 #include "ui_deletedialog.h"
-
-#include <QFile>
 
 namespace {
 
@@ -44,21 +42,6 @@ void applyMode(deleteDialog& dialog, const QString& operation, const DialogMode&
     dialog.ui->dirSelector->setVisible(operation != kDelete);
     dialog.ui->moveButton->setVisible(operation == kMove);
     dialog.ui->copyButton->setVisible(operation == kCopy);
-}
-
-/** The duplicates that still exist, in key order and within a key as they were found. */
-QList<DuplicateRow> existingDuplicates(const DuplicateMap& duplicates)
-{
-    QList<DuplicateRow> rows;
-    fileops::KeptFiles keptFiles;
-    for (auto entry = duplicates.cbegin(); entry != duplicates.cend(); ++entry) {
-        for (const auto& [path, similarity] : entry.value()) {
-            if (QFile::exists(path)) {
-                rows.append({path, keptFiles.otherNameOf(entry.key(), path)});
-            }
-        }
-    }
-    return rows;
 }
 
 QString initialCountText(int count, const DialogMode& mode)
@@ -112,7 +95,7 @@ void MainWindow::openDeleteDialog(const QString& operation)
     activeDeleteDialog = new deleteDialog(nullptr);
     deleteDialogOpen = true;
     applyMode(*activeDeleteDialog, operation, mode);
-    const int marked = activeDeleteDialog->addRows(existingDuplicates(duplicates));
+    const int marked = activeDeleteDialog->addRows(results::duplicateRows(duplicates));
     activeDeleteDialog->ui->deleteCountLabel->setText(initialCountText(marked, mode));
     activeDeleteDialog->show();
     connect(activeDeleteDialog, &QDialog::finished, this, &MainWindow::deleteDialogFinished);

@@ -9,6 +9,8 @@
 
 #include <QFile>
 #include <QFileDialog>
+#include <QFileInfo>
+#include <QHash>
 #include <QScopedValueRollback>
 #include <QTimer>
 #include <QtConcurrent>
@@ -36,17 +38,44 @@ QString markedEnding(const QString& operation)
     return {};
 }
 
+/** What a row keeps beside its text and tick. */
+enum RowRole {
+    ReferenceRole = Qt::UserRole, ///< The path of its reference; empty if it has none.
+    HeldBackRole,                 ///< Whether it is ticked by hand only.
+};
+
+bool isHeldBack(const QListWidgetItem* item)
+{
+    return item->data(HeldBackRole).toBool();
+}
+
+/** Leaves the ticking of \a item, which may be the only copy of its content, to the user. */
+void holdBack(QListWidgetItem* item, const QString& reason)
+{
+    item->setCheckState(Qt::Unchecked);
+    item->setData(HeldBackRole, true);
+    // Marked up, since a path that looks like markup would be taken for it.
+    item->setToolTip(
+        QStringLiteral("<p style='white-space:pre-wrap'>%1</p>").arg(reason.toHtmlEscaped()));
+}
+
+QString missingReason(const QString& reference)
+{
+    return deleteDialog::tr("Its reference %1 is missing: this may be the only copy")
+        .arg(reference);
+}
+
 /** A row that is in no list yet, so that ticking it reports no change. */
 QListWidgetItem* newRow(const DuplicateRow& row)
 {
     auto* item = new QListWidgetItem(row.path);
-    item->setCheckState(row.sameFileAs.isEmpty() ? Qt::Checked : Qt::Unchecked);
+    item->setCheckState(Qt::Checked);
+    item->setData(ReferenceRole, row.reference);
     if (!row.sameFileAs.isEmpty()) {
-        // Marked up, since a path that looks like markup would be taken for it.
-        item->setToolTip(QStringLiteral("<p style='white-space:pre-wrap'>%1</p>")
-                             .arg(deleteDialog::tr("Another name of %1: it is the same file")
-                                      .arg(row.sameFileAs)
-                                      .toHtmlEscaped()));
+        holdBack(item,
+                 deleteDialog::tr("Another name of %1: it is the same file").arg(row.sameFileAs));
+    } else if (!row.isReferenceThere) {
+        holdBack(item, missingReason(row.reference));
     }
     return item;
 }
@@ -89,8 +118,9 @@ int deleteDialog::addRows(const QList<DuplicateRow>& rows)
     int ticked = 0;
     ui->filesList->addItem(newRow({tr("All")}));
     for (const DuplicateRow& row : rows) {
-        ui->filesList->addItem(newRow(row));
-        ticked += row.sameFileAs.isEmpty() ? 1 : 0;
+        QListWidgetItem* item = newRow(row);
+        ui->filesList->addItem(item);
+        ticked += item->checkState() == Qt::Checked ? 1 : 0;
     }
     showMarkedCount();
     return ticked;
@@ -103,8 +133,8 @@ void deleteDialog::hideDeleteProgress()
 
 void deleteDialog::on_filesList_itemChanged(QListWidgetItem* item)
 {
-    if (tickingAll) {
-        return; // counted once, when every row has its state
+    if (ticking) {
+        return;
     }
     if (item == ui->filesList->item(kAllRow)) {
         tickAll(item->checkState() == Qt::Checked ? Qt::Checked : Qt::Unchecked);
@@ -131,11 +161,13 @@ void deleteDialog::on_chooseDirButton_clicked()
 
 void deleteDialog::on_deleteButton_clicked()
 {
+    holdBackRowsWithoutReference();
     start(markedPaths(), &deleteDialog::deleteFile, tr(" files deleted"), Rows::RemoveVanished);
 }
 
 void deleteDialog::on_moveButton_clicked()
 {
+    holdBackRowsWithoutReference();
     start(markedWithDestinations(QStringLiteral("-moved-")), &deleteDialog::moveFile,
           tr(" files moved"), Rows::RemoveVanished);
 }
@@ -189,9 +221,44 @@ int deleteDialog::markedCount() const
 
 void deleteDialog::tickAll(Qt::CheckState state)
 {
-    const QScopedValueRollback guard(tickingAll, true);
+    if (state == Qt::Checked) {
+        holdBackRowsWithoutReference();
+    }
+    const QScopedValueRollback guard(ticking, true);
     for (int row = kFirstFileRow; row < ui->filesList->count(); ++row) {
-        ui->filesList->item(row)->setCheckState(state);
+        QListWidgetItem* item = ui->filesList->item(row);
+        if (state == Qt::Unchecked || !isHeldBack(item)) {
+            item->setCheckState(state);
+        }
+    }
+}
+
+/**
+ * A reference can go while the dialog is open: by another program, or because one of its other
+ * names was ticked by hand. Ticks that were set for its duplicates until then no longer count.
+ */
+void deleteDialog::holdBackRowsWithoutReference()
+{
+    const QScopedValueRollback guard(ticking, true);
+    QHash<QString, bool> isThere;
+    bool changed = false;
+    for (int row = kFirstFileRow; row < ui->filesList->count(); ++row) {
+        QListWidgetItem* item = ui->filesList->item(row);
+        const QString reference = item->data(ReferenceRole).toString();
+        if (reference.isEmpty() || isHeldBack(item)) {
+            continue;
+        }
+        auto known = isThere.constFind(reference);
+        if (known == isThere.cend()) {
+            known = isThere.insert(reference, QFileInfo(reference).isFile());
+        }
+        if (!*known) {
+            holdBack(item, missingReason(reference));
+            changed = true;
+        }
+    }
+    if (changed) {
+        showMarkedCount();
     }
 }
 

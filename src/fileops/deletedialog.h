@@ -1,6 +1,7 @@
 #pragma once
 
 #include "fileops/destinationnames.h"
+#include "fileops/duplicaterow.h"
 
 #include <QDialog>
 #include <QFuture>
@@ -17,14 +18,6 @@ class QListWidgetItem;
 QT_END_NAMESPACE
 
 class Ui_deleteDialog;
-
-/** A file that the dialog lists. */
-struct DuplicateRow
-{
-    QString path;
-    /** The file that \a path is only another name of; empty if it is a file of its own. */
-    QString sameFileAs = {};
-};
 
 /**
  * The dialog in which duplicates are ticked and deleted, moved or copied.
@@ -48,9 +41,13 @@ public:
     Q_DISABLE_COPY_MOVE(deleteDialog)
 
     /**
-     * Appends the row "All" and the rows of \a rows, all ticked but those that are another name of
-     * a file: ticking these would take the only copy, so they stand unticked and say in their
-     * tooltip of which file they are a name. Without rows the list stays empty.
+     * Appends the row "All" and the rows of \a rows, all ticked but those that may be the only
+     * copy: another name of a reference, and duplicates whose reference is missing. These are
+     * unticked, their tooltip gives the reason, and "All" leaves them so; each can be ticked by
+     * itself. Without rows the list stays empty.
+     *
+     * Before "All" ticks the rows, and before files are deleted or moved, references are looked for
+     * again, and the duplicates of those that have gone meanwhile become such rows.
      *
      * The count label and the boxes end as if the rows had been added one by one, at a cost that is
      * linear in their number. Returns the number of ticked rows, "All" not counted.
@@ -94,11 +91,12 @@ private:
     // A second operation may wait behind the first, which future and watcher then no longer follow.
     QList<QFuture<QList<bool>>> operations;
     std::stop_source stop;
-    bool tickingAll = false;
+    bool ticking = false; ///< Several rows: they are counted once, at the end.
 
     QStringList markedPaths() const;
     int markedCount() const;
     void tickAll(Qt::CheckState state);
+    void holdBackRowsWithoutReference();
     void showMarkedCount();
 
     QList<fileops::SourceAndDestination> markedWithDestinations(const QString& marker) const;

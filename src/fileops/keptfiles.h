@@ -3,43 +3,49 @@
 #include "fileops/samefile.h"
 
 #include <QHash>
+#include <QList>
+#include <QMultiHash>
 #include <QSet>
 #include <QString>
+#include <QStringList>
+
+#include <utility>
 
 namespace fileops {
 
 /**
- * Tells, while the rows of the file operation dialog are gathered, which of them must not be ticked
- * because they are only another name of a file that stays. Ask once per row, in the order of the
- * rows.
+ * The files that must stay when duplicates are dealt with: the references, which the duplicates are
+ * duplicates of. Looks at all of them at once, when it is made.
  *
- * A file that is no duplicate of anything but reached by two paths (a symbolic link, a folder
- * listed under two names) matches itself. Two alike files in a folder reached by two paths match
- * each other under every pair of names: ticking all that is not named like its own reference would
- * take both. So a reference file that was not offered for removal before is held to stay, and every
- * other name of it is, in whichever list it stands.
+ * A file that is no duplicate of anything but reached by two paths (a link, a folder listed under
+ * two names) matches itself, and two alike files in such a folder match each other under every pair
+ * of names. So a duplicate can be the reference itself, or the reference of other duplicates, under
+ * another name. Removing it would take the file that was to stay.
  *
- * A row whose path is that of the reference itself is not another name, and where no file has two
- * names nothing is ever held back but a file in its own list.
- *
- * Cost: about one status call per path. Thread: any thread, blocking; one object per thread.
+ * Cost: one or two status calls per path. Thread: any thread, blocking; one object per thread.
  */
 class KeptFiles
 {
 public:
-    /**
-     * The file that \a path is another name of, to be shown to the user; empty if the row may be
-     * ticked. \a reference is the file in whose list of duplicates the row stands.
-     */
-    QString otherNameOf(const QString& reference, const QString& path);
+    explicit KeptFiles(const QStringList& references);
+
+    /** Whether \a reference, one of those that the object was made with, led to a regular file. */
+    bool isThere(const QString& reference) const
+    {
+        return m_there.contains(reference);
+    }
+
+    /** The reference that \a path is a name of; empty if it is none. */
+    QString nameOf(const QString& path);
 
 private:
-    void holdReference(const QString& reference);
+    using Inode = std::pair<quint64, quint64>;       ///< Device and number.
+    using SizeAndSecond = std::pair<qint64, qint64>; ///< And of the modification time.
 
-    QString m_reference; ///< The last reference asked for, and its identity.
-    std::optional<FileIdentity> m_referenceIdentity;
-    QHash<FileIdentity, QString> m_kept;
-    QSet<FileIdentity> m_offered;
+    FileSystems m_fileSystems;
+    QSet<QString> m_there;
+    QHash<Inode, QString> m_byInode;
+    QMultiHash<SizeAndSecond, FileIdentity> m_bySizeAndSecond;
 };
 
 } // namespace fileops

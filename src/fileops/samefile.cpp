@@ -5,45 +5,160 @@
 
 #ifdef Q_OS_UNIX
 #include <sys/stat.h>
+#else
+#include <QDateTime>
 #endif
 
 namespace fileops {
 
 namespace {
 
-std::optional<FileIdentity> identityByPath(const QString& path)
+#ifdef Q_OS_UNIX
+
+#ifdef Q_OS_DARWIN
+timespec modifiedAt(const struct stat& file)
 {
-    const QString canonical = QFileInfo(path).canonicalFilePath();
-    if (canonical.isEmpty()) {
+    return file.st_mtimespec;
+}
+
+timespec changedAt(const struct stat& file)
+{
+    return file.st_ctimespec;
+}
+#else
+timespec modifiedAt(const struct stat& file)
+{
+    return file.st_mtim;
+}
+
+timespec changedAt(const struct stat& file)
+{
+    return file.st_ctim;
+}
+#endif
+
+FileTime toFileTime(const timespec& time)
+{
+    return {static_cast<qint64>(time.tv_sec), static_cast<qint64>(time.tv_nsec)};
+}
+
+std::optional<FileIdentity> statusOf(const QString& path)
+{
+    struct stat file = {};
+    if (::stat(QFile::encodeName(path).constData(), &file) != 0 || !S_ISREG(file.st_mode)) {
         return std::nullopt;
     }
-    return FileIdentity{0, 0, canonical};
+    return FileIdentity{path,
+                        static_cast<quint64>(file.st_dev),
+                        static_cast<quint64>(file.st_ino),
+                        static_cast<qint64>(file.st_size),
+                        toFileTime(modifiedAt(file)),
+                        toFileTime(changedAt(file))};
+}
+
+#else
+
+std::optional<FileIdentity> statusOf(const QString& path)
+{
+    const QFileInfo file(path);
+    if (!file.isFile()) {
+        return std::nullopt;
+    }
+    const qint64 modifiedMs = file.lastModified().toMSecsSinceEpoch();
+    return FileIdentity{file.canonicalFilePath(),
+                        0,
+                        0,
+                        file.size(),
+                        {modifiedMs / 1000, modifiedMs % 1000 * 1'000'000}};
+}
+
+#endif
+
+bool hasSameInode(const FileIdentity& first, const FileIdentity& second)
+{
+    return first.hasInode() ? first.device == second.device && first.inode == second.inode
+                            : first.path == second.path;
+}
+
+/** Whether one of two files on different devices is the other one, shown by its file system. */
+bool isShownTwice(const FileIdentity& first, const FileIdentity& second)
+{
+    if (first.size != second.size) {
+        return false;
+    }
+    if (first.kind == FileSystemKind::FuseOrNetwork &&
+        second.kind == FileSystemKind::FuseOrNetwork) {
+        return first.modified.seconds == second.modified.seconds;
+    }
+    return (first.kind != FileSystemKind::Local || second.kind != FileSystemKind::Local) &&
+           first.modified == second.modified && first.changed == second.changed;
+}
+
+bool isAsciiLetter(QChar letter)
+{
+    return (letter >= u'a' && letter <= u'z') || (letter >= u'A' && letter <= u'Z');
+}
+
+/**
+ * \a path with one letter of its file name in the other case, so that it differs from \a other,
+ * too; empty where the name has no such letter. An audio file's suffix has one or more.
+ */
+QString thirdSpelling(const QString& path, const QString& other)
+{
+    constexpr ushort kCaseBit = 0x20; // of an ASCII letter
+    for (qsizetype i = path.size() - 1; i >= 0 && path.at(i) != u'/'; --i) {
+        if (isAsciiLetter(path.at(i))) {
+            QString spelling = path;
+            spelling[i] = QChar(static_cast<ushort>(path.at(i).unicode() ^ kCaseBit));
+            if (spelling != other) {
+                return spelling;
+            }
+        }
+    }
+    return {};
+}
+
+/**
+ * Whether two paths on one device are spellings of one. Drivers in user space give each spelling of
+ * a folder, and so each file below it, a number of its own.
+ */
+bool isSpelledTwice(const FileIdentity& first, const FileIdentity& second)
+{
+    if (first.size != second.size || first.modified != second.modified ||
+        first.path == second.path || first.path.compare(second.path, Qt::CaseInsensitive) != 0) {
+        return false;
+    }
+    const std::optional<FileIdentity> third = statusOf(thirdSpelling(first.path, second.path));
+    return third && third->device == first.device && third->size == first.size &&
+           third->modified == first.modified;
 }
 
 } // namespace
 
-std::optional<FileIdentity> identityOf(const QString& path)
+std::optional<FileIdentity> identityOf(const QString& path, FileSystems& fileSystems)
 {
-    if (path.isEmpty()) {
-        return std::nullopt; // an empty QFileInfo would stand for the working directory
+    std::optional<FileIdentity> identity = statusOf(path);
+    if (identity) {
+        identity->kind = fileSystems.kindOf(identity->device, path);
     }
-#ifdef Q_OS_UNIX
-    struct stat file = {};
-    if (::stat(QFile::encodeName(path).constData(), &file) != 0) {
-        return std::nullopt;
+    return identity;
+}
+
+bool isSameFile(const FileIdentity& first, const FileIdentity& second)
+{
+    if (hasSameInode(first, second)) {
+        return true;
     }
-    if (file.st_nlink == 1) {
-        return FileIdentity{
-            static_cast<quint64>(file.st_dev), static_cast<quint64>(file.st_ino), {}};
-    }
-#endif
-    return identityByPath(path);
+    return first.device != second.device ? isShownTwice(first, second)
+                                         : isSpelledTwice(first, second);
 }
 
 bool isSameFile(const QString& first, const QString& second)
 {
-    const std::optional<FileIdentity> identity = identityOf(first);
-    return identity && identity == identityOf(second);
+    FileSystems fileSystems;
+    const std::optional<FileIdentity> one = identityOf(first, fileSystems);
+    const std::optional<FileIdentity> other = identityOf(second, fileSystems);
+    return one && other && isSameFile(*one, *other);
 }
 
 } // namespace fileops

@@ -1,41 +1,67 @@
 #pragma once
 
-#include <QHashFunctions>
+#include "fileops/filesystemkind.h"
+
 #include <QString>
 
 #include <optional>
 
+/** Which paths lead to one and the same file. */
 namespace fileops {
 
-/**
- * What a file is told from another by, whatever path it was reached by: its inode where the inode
- * has one name, so that symbolic links, linked folders and folders mounted twice all lead to the
- * same identity; its canonical path where it has several names (hard links) or the platform has no
- * inodes, so that each hard link is a file of its own.
- */
-struct FileIdentity
+/** A time of a file, to the nanosecond. */
+struct FileTime
 {
-    quint64 device = 0;
-    quint64 inode = 0;
-    QString canonicalPath; ///< Empty where device and inode tell.
+    qint64 seconds = 0;
+    qint64 nanoseconds = 0;
 
-    bool operator==(const FileIdentity&) const = default;
+    bool operator==(const FileTime&) const = default;
 };
 
-inline size_t qHash(const FileIdentity& identity, size_t seed = 0)
+/** What a regular file is recognised by, whatever path led to it. */
+struct FileIdentity
 {
-    return qHashMulti(seed, identity.device, identity.inode, identity.canonicalPath);
-}
+    /** The path by which it was reached; canonical where there are no inodes. */
+    QString path;
+    quint64 device = 0;
+    quint64 inode = 0; ///< 0 where the platform has none.
+    qint64 size = 0;   ///< In bytes.
+    FileTime modified = {};
+    FileTime changed = {}; ///< When its content, its attributes or its names changed last.
+    FileSystemKind kind = FileSystemKind::Local;
 
-/** The identity of the file that \a path leads to; nothing if there is none. Any thread, blocking.
- */
-std::optional<FileIdentity> identityOf(const QString& path);
+    bool hasInode() const
+    {
+        return inode != 0;
+    }
+};
 
 /**
- * Whether both paths lead to the very same file, so that removing it by one path takes it from the
- * other as well: they have the same canonical path, or the same device and inode and the inode has
- * one link. False if either leads to none. Any thread, blocking.
+ * The identity of the regular file that \a path leads to, symbolic links followed; nothing if there
+ * is none. Thread: any thread, blocking. Reentrant: one \a fileSystems per thread.
  */
+std::optional<FileIdentity> identityOf(const QString& path, FileSystems& fileSystems);
+
+/**
+ * Whether two identities are those of one file, so that it has one content, whatever name it is
+ * removed by:
+ *
+ * - Device and inode are equal. Hard links are names of one file, as are the paths through symbolic
+ *   links and through folders that are mounted twice.
+ * - The devices differ, at least one of the files is on a file system that shows files of another
+ *   one, and size, modification and change time are equal; where both are on such a file system
+ *   that may round times (FUSE, network), size and the seconds of the modification time.
+ * - The device is the same, the paths differ in letter case only, size and modification time are
+ *   equal, and a third spelling leads to such a file as well, so letter case does not count there.
+ *
+ * Nothing else is: a snapshot, a cloned disk or a copy written in the same instant is another file.
+ * Not recognised is a share that is mounted by two protocols of which one makes up its times.
+ *
+ * Thread: any thread, blocking (for the third spelling). Reentrant.
+ */
+bool isSameFile(const FileIdentity& first, const FileIdentity& second);
+
+/** The same for two paths; false if either leads to no regular file. */
 bool isSameFile(const QString& first, const QString& second);
 
 } // namespace fileops

@@ -87,6 +87,7 @@ private Q_SLOTS:
     void deletingRemovesWhatIsTickedOnly();
     void linkToTheReferenceIsUntickedAndSaysSo();
     void folderReachedByTwoPathsOffersNoOnlyCopy();
+    void duplicateOfAMissingReferenceIsUntickedAndSaysSo();
     void resettingDiscardsTheDialog_data();
     void resettingDiscardsTheDialog();
     void windowMayGoWhileAnOperationRuns_data();
@@ -378,9 +379,11 @@ void TestMainWindowFileOps::linkToTheReferenceIsUntickedAndSaysSo()
     QCOMPARE(countLabel(dialog), QStringLiteral("0 files marked for deletion"));
     auto* list = child<QListWidget>(dialog, "filesList");
     QVERIFY(list->item(1)->toolTip().contains(path(QStringLiteral("/a/one.wav"))));
-    // "All" ticks it as any other row.
+    // "All" leaves it alone.
     list->item(0)->setCheckState(Qt::Unchecked);
     list->item(0)->setCheckState(Qt::Checked);
+    QCOMPARE(countLabel(dialog), QStringLiteral("0 files marked for deletion"));
+    list->item(1)->setCheckState(Qt::Checked);
     QCOMPARE(countLabel(dialog), QStringLiteral("1 files marked for deletion"));
 }
 
@@ -395,6 +398,21 @@ void TestMainWindowFileOps::folderReachedByTwoPathsOffersNoOnlyCopy()
     QVERIFY(press(dialog, "deleteButton"));
     QCoreApplication::processEvents();
     QVERIFY(QFile::exists(path(QStringLiteral("/a/one.wav"))));
+}
+
+void TestMainWindowFileOps::duplicateOfAMissingReferenceIsUntickedAndSaysSo()
+{
+    addCopy(QStringLiteral("/b/copy.wav"));
+    findDuplicates();
+    QVERIFY(QFile::remove(path(QStringLiteral("/a/one.wav"))));
+    const deleteDialog* dialog = open("deleteFilesButtonMainwindow");
+    QVERIFY(dialog != nullptr);
+    QCOMPARE(rows(dialog, m_music->path()),
+             (QStringList{QStringLiteral("x All"), QStringLiteral("- /b/copy.wav")}));
+    QCOMPARE(countLabel(dialog), QStringLiteral("0 files marked for deletion"));
+    const QString reason = QStringLiteral("Its reference %1 is missing: this may be the only copy")
+                               .arg(path(QStringLiteral("/a/one.wav")));
+    QVERIFY(child<QListWidget>(dialog, "filesList")->item(1)->toolTip().contains(reason));
 }
 
 void TestMainWindowFileOps::resettingDiscardsTheDialog_data()

@@ -1,5 +1,6 @@
 #include "dialogfixture.h"
 
+#include <QFile>
 #include <QFileDialog>
 #include <QFrame>
 #include <QHBoxLayout>
@@ -66,7 +67,11 @@ private Q_SLOTS:
 
     void rowsArriveTickedBelowAll();
     void otherNameOfAFileArrivesUntickedAndSaysSo();
-    void allTicksOtherNamesLikeAnyRow();
+    void rowWithoutReferenceArrivesUntickedAndSaysSo();
+    void allLeavesTheOnlyCopyUnticked_data();
+    void allLeavesTheOnlyCopyUnticked();
+    void tickByHandOnTheOnlyCopyCounts();
+    void rowWhoseReferenceHasGoneIsNotTickedByAll();
     void noRowsLeaveTheListEmpty();
     void onlyOtherNamesAreListedAllTheSame();
     void rowsAddedAtOnceLookLikeRowsAddedOneByOne();
@@ -295,14 +300,71 @@ void DeleteDialogTest::otherNameOfAFileArrivesUntickedAndSaysSo()
     QCOMPARE(fixture.list()->item(2)->toolTip(), QString());
 }
 
-void DeleteDialogTest::allTicksOtherNamesLikeAnyRow()
+void DeleteDialogTest::rowWithoutReferenceArrivesUntickedAndSaysSo()
 {
+    const DialogFixture fixture(u"move"_qs);
+    QCOMPARE(fixture.dialog()->addRows({{u"/b.mp3"_qs, {}, u"/a <b>.mp3"_qs, false}}), 0);
+    QCOMPARE(fixture.rows(), QStringList(u"[ ] /b.mp3"_qs));
+    QCOMPARE(fixture.countLabel(), u"0 files marked for move"_qs);
+    QVERIFY(fixture.list()->item(1)->toolTip().contains(
+        u"Its reference /a &lt;b&gt;.mp3 is missing: this may be the only copy"_qs));
+}
+
+void DeleteDialogTest::allLeavesTheOnlyCopyUnticked_data()
+{
+    QTest::addColumn<DuplicateRow>("row");
+    QTest::newRow("another name") << DuplicateRow{u"/link.mp3"_qs, u"/a.mp3"_qs};
+    QTest::newRow("reference missing") << DuplicateRow{u"/link.mp3"_qs, {}, u"/a.mp3"_qs, false};
+}
+
+void DeleteDialogTest::allLeavesTheOnlyCopyUnticked()
+{
+    QFETCH(const DuplicateRow, row);
     DialogFixture fixture(u"delete"_qs);
-    fixture.dialog()->addRows({{u"/link.mp3"_qs, u"/a.mp3"_qs}, {u"/b.mp3"_qs}});
+    fixture.dialog()->addRows({row, {u"/b.mp3"_qs}});
     fixture.setTicked(0, false);
     fixture.setTicked(0, true);
-    QCOMPARE(fixture.rows(), QStringList({u"[x] /link.mp3"_qs, u"[x] /b.mp3"_qs}));
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /link.mp3"_qs, u"[x] /b.mp3"_qs}));
+    QCOMPARE(fixture.countLabel(), u"1 files marked for deletion"_qs);
+    // By hand it can be ticked, which "All" leaves so, and unticked by both.
+    fixture.setTicked(1, true);
     QCOMPARE(fixture.countLabel(), u"2 files marked for deletion"_qs);
+    fixture.setTicked(0, false);
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /link.mp3"_qs, u"[ ] /b.mp3"_qs}));
+    fixture.setTicked(1, true);
+    fixture.setTicked(0, true);
+    QCOMPARE(fixture.rows(), QStringList({u"[x] /link.mp3"_qs, u"[x] /b.mp3"_qs}));
+}
+
+void DeleteDialogTest::tickByHandOnTheOnlyCopyCounts()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"b.mp3"_qs);
+    QVERIFY(QFile(path).open(QFile::WriteOnly));
+    DialogFixture fixture(u"delete"_qs);
+    fixture.dialog()->addRows({{path, {}, folder.filePath(u"absent.mp3"_qs), false}});
+    fixture.setTicked(1, true);
+    fixture.start();
+    fixture.waitForIdle();
+    QCOMPARE(fixture.countLabel(), u"1 files deleted"_qs);
+    QVERIFY(!QFile::exists(path));
+}
+
+void DeleteDialogTest::rowWhoseReferenceHasGoneIsNotTickedByAll()
+{
+    const QTemporaryDir folder;
+    const QString reference = folder.filePath(u"a.mp3"_qs);
+    QVERIFY(QFile(reference).open(QFile::WriteOnly));
+    DialogFixture fixture(u"copy"_qs);
+    fixture.dialog()->addRows({{u"/b.mp3"_qs, {}, reference}, {u"/c.mp3"_qs, {}, reference}});
+    fixture.setTicked(0, false);
+    fixture.setTicked(0, true);
+    QCOMPARE(fixture.countLabel(), u"2 files marked for copy"_qs);
+    fixture.setTicked(0, false);
+    QVERIFY(QFile::remove(reference));
+    fixture.setTicked(0, true);
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /b.mp3"_qs, u"[ ] /c.mp3"_qs}));
+    QCOMPARE(fixture.countLabel(), u"0 files marked for copy"_qs);
 }
 
 void DeleteDialogTest::noRowsLeaveTheListEmpty()

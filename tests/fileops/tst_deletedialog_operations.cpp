@@ -57,6 +57,8 @@ private Q_SLOTS:
     void interfaceStaysFreeDuringAnOperation();
     void secondPressRunsAfterTheFirst();
     void secondPressOfDeleteLosesNothingMore();
+    void duplicatesOfAReferenceThatHasGoneStay_data();
+    void duplicatesOfAReferenceThatHasGoneStay();
     void manyVanishedRowsAreRemoved();
 
 private:
@@ -495,6 +497,38 @@ void DeleteDialogOperationsTest::secondPressOfDeleteLosesNothingMore()
     waitForLabel(fixture, u"0 files deleted"_qs);
     QCOMPARE(fixture.rows().size(), 200);
     QCOMPARE(entries(path(u"x"_qs)).size(), 200);
+}
+
+void DeleteDialogOperationsTest::duplicatesOfAReferenceThatHasGoneStay_data()
+{
+    QTest::addColumn<QString>("ending");
+    QTest::newRow("delete") << u" files marked for deletion"_qs;
+    QTest::newRow("move") << u" files marked for move"_qs;
+}
+
+void DeleteDialogOperationsTest::duplicatesOfAReferenceThatHasGoneStay()
+{
+    QFETCH(const QString, ending);
+    const QStringList files = makeFiles(4);
+    const DialogFixture fixture(QString::fromLatin1(QTest::currentDataTag()));
+    fixture.dialog()->addRows({{files.at(2), {}, files.at(0)}, {files.at(3), {}, files.at(1)}});
+    fixture.directory()->setText(target());
+    QVERIFY(QFile::remove(files.at(0)));
+    fixture.start();
+    fixture.waitForIdle();
+    QCOMPARE(fixture.rows(), QStringList(u"[ ] "_qs + files.at(2)));
+    QVERIFY(QFile::exists(files.at(2)));
+    QVERIFY(!QFile::exists(files.at(3)));
+
+    // Where no tick is left nothing is started, and the label follows.
+    const DialogFixture alone(QString::fromLatin1(QTest::currentDataTag()));
+    const QString reference = makeFiles(1).first();
+    alone.dialog()->addRows({{files.at(2), {}, reference}});
+    alone.directory()->setText(target());
+    QVERIFY(QFile::remove(reference));
+    alone.start();
+    QCOMPARE(alone.countLabel(), u"0"_qs + ending);
+    QVERIFY(alone.progress()->isHidden());
 }
 
 void DeleteDialogOperationsTest::manyVanishedRowsAreRemoved()

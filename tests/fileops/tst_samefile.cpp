@@ -3,8 +3,10 @@
 
 #include "filefixture.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -24,7 +26,7 @@ bool hardLink(const QString& path, const QString& name)
 
 } // namespace
 
-/** Which paths lead to one and the same file, and which rows must not be ticked therefore. */
+/** Which paths lead to one and the same file, and which of them are names of files that stay. */
 class SameFileTest : public QObject
 {
     Q_OBJECT
@@ -40,24 +42,26 @@ private Q_SLOTS:
     void symbolicLinkIsTheFileItPointsTo();
     void fileInALinkedFolderIsTheSame();
     void folderMountedTwiceHoldsTheSameFiles();
-    void hardLinksAreFilesOfTheirOwn();
-    void symbolicLinkToAHardLinkIsThatLink();
+    void hardLinksAreOneFile();
     void missingFileIsTheSameAsNothing();
+    void onlyRegularFilesAreFiles();
 
-    void fileWithoutASecondNameIsNeverHeldBack();
-    void otherNameOfTheReferenceIsHeldBack();
-    void hardLinkOfTheReferenceIsNotHeldBack();
-    void alikeFilesInALinkedFolderAreNotAllOffered();
-    void everyNameInOneGroupLeavesOneFile();
-    void referenceListedUnderItsOwnNameIsNotAnotherName();
+    void fileSystemsDecideWhatIsShownTwice_data();
+    void fileSystemsDecideWhatIsShownTwice();
+    void spellingsAreOneFileWhereCaseDoesNotCount_data();
+    void spellingsAreOneFileWhereCaseDoesNotCount();
+
+    void namesOfAReferenceAreFound();
+    void fileOfItsOwnIsNoName();
+    void missingReferenceIsNotThere_data();
+    void missingReferenceIsNotThere();
+    void referenceShownByAnotherFileSystemIsFound();
 
 private:
     QString path(const QString& name) const
     {
         return m_directory->filePath(name);
     }
-    /** Asks in the order of rows and returns the paths that may be ticked. */
-    static QStringList offered(const QList<std::pair<QString, QStringList>>& lists);
 
     std::unique_ptr<QTemporaryDir> m_directory;
 };
@@ -69,20 +73,6 @@ void SameFileTest::init()
     QVERIFY(write(path(u"music/x.mp3"_qs), "x"));
     QVERIFY(write(path(u"music/y.mp3"_qs), "x"));
     QVERIFY(QFile::link(path(u"music"_qs), path(u"linked"_qs)));
-}
-
-QStringList SameFileTest::offered(const QList<std::pair<QString, QStringList>>& lists)
-{
-    fileops::KeptFiles kept;
-    QStringList result;
-    for (const auto& [reference, duplicates] : lists) {
-        for (const QString& duplicate : duplicates) {
-            if (kept.otherNameOf(reference, duplicate).isEmpty()) {
-                result.append(duplicate);
-            }
-        }
-    }
-    return result;
 }
 
 void SameFileTest::twoFilesWithTheSameContentAreTwo()
@@ -118,19 +108,13 @@ void SameFileTest::folderMountedTwiceHoldsTheSameFiles()
     QVERIFY(same);
 }
 
-void SameFileTest::hardLinksAreFilesOfTheirOwn()
-{
-    QVERIFY(hardLink(path(u"music/x.mp3"_qs), path(u"hard.mp3"_qs)));
-    QVERIFY(!fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"hard.mp3"_qs)));
-    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"linked/x.mp3"_qs)));
-}
-
-void SameFileTest::symbolicLinkToAHardLinkIsThatLink()
+void SameFileTest::hardLinksAreOneFile()
 {
     QVERIFY(hardLink(path(u"music/x.mp3"_qs), path(u"hard.mp3"_qs)));
     QVERIFY(QFile::link(path(u"hard.mp3"_qs), path(u"soft.mp3"_qs)));
-    QVERIFY(fileops::isSameFile(path(u"hard.mp3"_qs), path(u"soft.mp3"_qs)));
-    QVERIFY(!fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"soft.mp3"_qs)));
+    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"hard.mp3"_qs)));
+    QVERIFY(fileops::isSameFile(path(u"linked/x.mp3"_qs), path(u"soft.mp3"_qs)));
+    QVERIFY(!fileops::isSameFile(path(u"music/y.mp3"_qs), path(u"hard.mp3"_qs)));
 }
 
 void SameFileTest::missingFileIsTheSameAsNothing()
@@ -141,70 +125,148 @@ void SameFileTest::missingFileIsTheSameAsNothing()
     QVERIFY(!fileops::isSameFile(path(u"dead.mp3"_qs), path(u"dead.mp3"_qs)));
 }
 
-void SameFileTest::fileWithoutASecondNameIsNeverHeldBack()
+void SameFileTest::onlyRegularFilesAreFiles()
 {
-    QVERIFY(write(path(u"z.mp3"_qs), "x"));
-    const QString x = path(u"music/x.mp3"_qs);
-    const QString y = path(u"music/y.mp3"_qs);
-    const QString z = path(u"z.mp3"_qs);
-    QCOMPARE(offered({{x, {y, z}}, {y, {z}}}), QStringList({y, z, z}));
+    QVERIFY(!fileops::isSameFile(path(u"music"_qs), path(u"linked"_qs)));
 }
 
-void SameFileTest::otherNameOfTheReferenceIsHeldBack()
+void SameFileTest::fileSystemsDecideWhatIsShownTwice_data()
+{
+    using fileops::FileIdentity;
+    using Kind = fileops::FileSystemKind;
+    QTest::addColumn<FileIdentity>("first");
+    QTest::addColumn<FileIdentity>("second");
+    QTest::addColumn<bool>("same");
+    // Another device, another inode, the same size and times.
+    const auto identity = [](quint64 number, Kind kind) {
+        return FileIdentity{
+            u"/%1/a.mp3"_qs.arg(number), number, number, 7, {100, 5}, {200, 5}, kind};
+    };
+    const FileIdentity local = identity(1, Kind::Local);
+    const FileIdentity clone = identity(2, Kind::Local);
+    const FileIdentity layered = identity(3, Kind::Layered);
+    const FileIdentity bound = identity(4, Kind::FuseOrNetwork);
+    const FileIdentity share = identity(5, Kind::FuseOrNetwork);
+    const auto with = [](FileIdentity file, const auto& change) {
+        change(file);
+        return file;
+    };
+    const auto larger = [](FileIdentity& file) { ++file.size; };
+    const auto modifiedLater = [](FileIdentity& file) { ++file.modified.nanoseconds; };
+    const auto changedLater = [](FileIdentity& file) { ++file.changed.nanoseconds; };
+    const auto nextSecond = [](FileIdentity& file) { ++file.modified.seconds; };
+
+    QTest::newRow("local, cloned disk") << local << clone << false;
+    QTest::newRow("local, overlay") << local << layered << true;
+    QTest::newRow("overlay, local") << layered << local << true;
+    QTest::newRow("local, FUSE") << local << bound << true;
+    QTest::newRow("overlay, FUSE") << layered << bound << true;
+    QTest::newRow("FUSE, network") << bound << share << true;
+    QTest::newRow("FUSE, other size") << local << with(bound, larger) << false;
+    QTest::newRow("FUSE, modified later") << local << with(bound, modifiedLater) << false;
+    QTest::newRow("FUSE, changed later") << local << with(bound, changedLater) << false;
+    QTest::newRow("overlay, changed later") << local << with(layered, changedLater) << false;
+    QTest::newRow("two of FUSE, other size") << share << with(bound, larger) << false;
+    QTest::newRow("two of FUSE, rounded") << share << with(bound, modifiedLater) << true;
+    QTest::newRow("two of FUSE, changed later") << share << with(bound, changedLater) << true;
+    QTest::newRow("two of FUSE, next second") << share << with(bound, nextSecond) << false;
+    // On one device inodes decide, but for spellings.
+    const auto onDevice1 = [](FileIdentity& file) { file.device = 1; };
+    QTest::newRow("one device, FUSE") << local << with(bound, onDevice1) << false;
+}
+
+void SameFileTest::fileSystemsDecideWhatIsShownTwice()
+{
+    QFETCH(const fileops::FileIdentity, first);
+    QFETCH(const fileops::FileIdentity, second);
+    QFETCH(const bool, same);
+    QCOMPARE(fileops::isSameFile(first, second), same);
+}
+
+void SameFileTest::spellingsAreOneFileWhereCaseDoesNotCount_data()
+{
+    QTest::addColumn<QString>("other");
+    QTest::addColumn<QString>("third");
+    QTest::addColumn<bool>("sameTimes");
+    QTest::addColumn<bool>("same");
+    QTest::newRow("no third spelling") << u"Music/x.mp3"_qs << QString() << true << false;
+    QTest::newRow("a third spelling") << u"Music/x.mp3"_qs << u"music/x.mP3"_qs << true << true;
+    QTest::newRow("another name") << u"Music/z.mp3"_qs << u"music/x.mP3"_qs << true << false;
+    QTest::newRow("other times") << u"Music/x.mp3"_qs << u"music/x.mP3"_qs << false << false;
+    // The third spelling is one that neither path has.
+    QTest::newRow("the name differs") << u"music/x.mP3"_qs << u"music/x.Mp3"_qs << true << true;
+    QTest::newRow("only two") << u"music/x.mP3"_qs << QString() << true << false;
+}
+
+void SameFileTest::spellingsAreOneFileWhereCaseDoesNotCount()
+{
+    // Where case counts, three files of one size and time look like three spellings of one.
+    QFETCH(const QString, other);
+    QFETCH(const QString, third);
+    QFETCH(const bool, sameTimes);
+    QFETCH(const bool, same);
+    const auto makeTwin = [this](const QString& name, qint64 addedSeconds) {
+        QDir(m_directory->path()).mkpath(QFileInfo(name).path());
+        QFile file(path(name));
+        return file.open(QFile::WriteOnly) && file.write("x") == 1 && file.flush() &&
+               file.setFileTime(QDateTime::fromSecsSinceEpoch(1'000'000'000 + addedSeconds),
+                                QFileDevice::FileModificationTime);
+    };
+    QVERIFY(makeTwin(u"music/x.mp3"_qs, 0));
+    QVERIFY(makeTwin(other, sameTimes ? 0 : 1));
+    QVERIFY(third.isEmpty() || makeTwin(third, 0));
+    QCOMPARE(fileops::isSameFile(path(u"music/x.mp3"_qs), path(other)), same);
+}
+
+void SameFileTest::namesOfAReferenceAreFound()
 {
     QVERIFY(QFile::link(path(u"music/x.mp3"_qs), path(u"link.mp3"_qs)));
-    fileops::KeptFiles kept;
-    QCOMPARE(kept.otherNameOf(path(u"music/x.mp3"_qs), path(u"link.mp3"_qs)),
-             path(u"music/x.mp3"_qs));
-    QCOMPARE(kept.otherNameOf(path(u"music/x.mp3"_qs), path(u"linked/x.mp3"_qs)),
-             path(u"music/x.mp3"_qs));
-    QCOMPARE(kept.otherNameOf(path(u"music/x.mp3"_qs), path(u"music/y.mp3"_qs)), QString());
-    QCOMPARE(kept.otherNameOf(path(u"music/x.mp3"_qs), path(u"absent"_qs)), QString());
-}
-
-void SameFileTest::hardLinkOfTheReferenceIsNotHeldBack()
-{
     QVERIFY(hardLink(path(u"music/x.mp3"_qs), path(u"hard.mp3"_qs)));
-    fileops::KeptFiles kept;
-    QCOMPARE(kept.otherNameOf(path(u"music/x.mp3"_qs), path(u"hard.mp3"_qs)), QString());
-}
-
-void SameFileTest::alikeFilesInALinkedFolderAreNotAllOffered()
-{
-    // The folder in one group, a link to it in the other: x and y are alike under all their names.
     const QString x = path(u"music/x.mp3"_qs);
-    const QString y = path(u"music/y.mp3"_qs);
-    const QString linkedX = path(u"linked/x.mp3"_qs);
-    const QString linkedY = path(u"linked/y.mp3"_qs);
-    QCOMPARE(offered({{x, {linkedX, linkedY}}, {y, {linkedX, linkedY}}}), QStringList(linkedY));
-
-    fileops::KeptFiles kept;
-    kept.otherNameOf(x, linkedX);
-    kept.otherNameOf(x, linkedY);
-    QCOMPARE(kept.otherNameOf(y, linkedX), x);
-}
-
-void SameFileTest::everyNameInOneGroupLeavesOneFile()
-{
-    const QString x = path(u"music/x.mp3"_qs);
-    const QString y = path(u"music/y.mp3"_qs);
-    const QString linkedX = path(u"linked/x.mp3"_qs);
-    const QString linkedY = path(u"linked/y.mp3"_qs);
-    const QStringList ticked = offered({{linkedX, {linkedY, x, y}}, {linkedY, {x, y}}, {x, {y}}});
-    QVERIFY(!ticked.isEmpty());
-    for (const QString& each : ticked) {
-        QFile::remove(each);
+    fileops::KeptFiles kept({x, path(u"link.mp3"_qs)});
+    for (const QString& name : {u"music/x.mp3"_qs, u"link.mp3"_qs, u"hard.mp3"_qs,
+                                u"linked/x.mp3"_qs, u"music/../linked/./x.mp3"_qs}) {
+        QCOMPARE(kept.nameOf(path(name)), x);
     }
-    QCOMPARE(filefixture::entries(path(u"music"_qs)).size(), 1);
 }
 
-void SameFileTest::referenceListedUnderItsOwnNameIsNotAnotherName()
+void SameFileTest::fileOfItsOwnIsNoName()
 {
-    QVERIFY(write(path(u"z.mp3"_qs), "x"));
-    const QString x = path(u"music/x.mp3"_qs);
-    const QString y = path(u"music/y.mp3"_qs);
-    const QString z = path(u"z.mp3"_qs);
-    QCOMPARE(offered({{x, {y}}, {z, {x}}}), QStringList({y, x}));
+    fileops::KeptFiles kept({path(u"music/x.mp3"_qs)});
+    QCOMPARE(kept.nameOf(path(u"music/y.mp3"_qs)), QString());
+    QCOMPARE(kept.nameOf(path(u"absent"_qs)), QString());
+}
+
+void SameFileTest::missingReferenceIsNotThere_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("there");
+    QTest::newRow("file") << u"music/x.mp3"_qs << true;
+    QTest::newRow("link to a file") << u"linked/x.mp3"_qs << true;
+    QTest::newRow("nothing") << u"absent.mp3"_qs << false;
+    QTest::newRow("dead link") << u"dead.mp3"_qs << false;
+    QTest::newRow("folder in its place") << u"music"_qs << false;
+}
+
+void SameFileTest::missingReferenceIsNotThere()
+{
+    QFETCH(const QString, name);
+    QFETCH(const bool, there);
+    QVERIFY(QFile::link(path(u"absent"_qs), path(u"dead.mp3"_qs)));
+    const fileops::KeptFiles kept({path(name)});
+    QCOMPARE(kept.isThere(path(name)), there);
+}
+
+void SameFileTest::referenceShownByAnotherFileSystemIsFound()
+{
+    // Three files of one size and time look like three spellings of one.
+    const QDateTime time = QDateTime::fromSecsSinceEpoch(1'000'000'000);
+    for (const QString& name : {u"X.mp3"_qs, u"x.mp3"_qs, u"X.mP3"_qs}) {
+        QFile file(path(name));
+        QVERIFY(file.open(QFile::WriteOnly) && file.setFileTime(time, QFile::FileModificationTime));
+    }
+    fileops::KeptFiles kept({path(u"music/y.mp3"_qs), path(u"X.mp3"_qs)});
+    QCOMPARE(kept.nameOf(path(u"x.mp3"_qs)), path(u"X.mp3"_qs));
 }
 
 QTEST_GUILESS_MAIN(SameFileTest)

@@ -3,12 +3,14 @@
 // Stands in for the toolkit's widgets, player and dialogs, so that the window's own code can be
 // compiled and run without them: they remember what the run asks for and draw nothing.
 
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QSize>
 #include <QString>
 #include <QStringList>
 #include <QUrl>
+#include <QVariant>
 
 class QWidget : public QObject
 {
@@ -237,10 +239,19 @@ public:
         return m_state;
     }
     void setToolTip(const QString& /*text*/) {}
+    void setData(int role, const QVariant& value)
+    {
+        m_data.insert(role, value);
+    }
+    QVariant data(int role) const
+    {
+        return m_data.value(role);
+    }
 
 private:
     QString m_text;
     Qt::CheckState m_state = Qt::Unchecked;
+    QHash<int, QVariant> m_data;
 };
 
 class QListWidget : public QWidget

@@ -1,0 +1,202 @@
+#include "fileops/keptfiles.h"
+#include "fileops/samefile.h"
+
+#include "filefixture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+#include <sys/mount.h>
+#include <unistd.h>
+
+using filefixture::write;
+
+namespace {
+
+/** Runs a program to its end; why that failed, or nothing. */
+QString failureOf(const QString& program, const QStringList& arguments)
+{
+    if (QStandardPaths::findExecutable(program, {u"/usr/sbin"_qs, u"/sbin"_qs}).isEmpty() &&
+        QStandardPaths::findExecutable(program).isEmpty()) {
+        return program + u" is not installed"_qs;
+    }
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, arguments);
+    const bool ended = process.waitForFinished(-1) && process.exitStatus() == QProcess::NormalExit;
+    return ended && process.exitCode() == 0
+               ? QString()
+               : program + u": "_qs + QString::fromLocal8Bit(process.readAll());
+}
+
+} // namespace
+
+/** One file that is shown by two file systems, or twice by one. */
+class MountedTwiceTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void fileIsRecognised_data();
+    void fileIsRecognised();
+    void hardLinksBelowAFolderMountedTwiceAreOneFile();
+
+private:
+    QString path(const QString& name) const
+    {
+        return m_directory->filePath(name);
+    }
+    /** Why the folder "shown" does not show what is in "music", or nothing. */
+    QString mountBy(const QString& way);
+    QString mountOverlay();
+    QString mountExfat();
+
+    std::unique_ptr<filefixture::SecondFileSystem> m_mounts; ///< Of this process alone.
+    std::unique_ptr<QTemporaryDir> m_directory;
+    QStringList m_mounted;
+    QString m_loopDevice;
+};
+
+void MountedTwiceTest::initTestCase()
+{
+    m_mounts = std::make_unique<filefixture::SecondFileSystem>();
+    if (::geteuid() != 0 || !m_mounts->isAvailable()) {
+        QSKIP("mounting is not allowed here");
+    }
+}
+
+void MountedTwiceTest::init()
+{
+    m_directory = std::make_unique<QTemporaryDir>();
+    for (const QString& folder : {u"music"_qs, u"shown"_qs, u"upper"_qs}) {
+        QVERIFY(QDir(m_directory->path()).mkpath(folder));
+    }
+    QVERIFY(write(path(u"music/x.mp3"_qs), "x"));
+    QVERIFY(write(path(u"music/y.mp3"_qs), "other"));
+}
+
+void MountedTwiceTest::cleanup()
+{
+    while (!m_mounted.isEmpty()) {
+        QCOMPARE(::umount2(QFile::encodeName(m_mounted.takeLast()).constData(), MNT_DETACH), 0);
+    }
+    if (!m_loopDevice.isEmpty()) {
+        QCOMPARE(failureOf(u"losetup"_qs, {u"-d"_qs, m_loopDevice}), QString());
+        m_loopDevice.clear();
+    }
+    m_directory.reset();
+}
+
+QString MountedTwiceTest::mountBy(const QString& way)
+{
+    const QString music = path(u"music"_qs);
+    const QString shown = path(u"shown"_qs);
+    QString failure;
+    if (way == u"bind") {
+        failure = failureOf(u"mount"_qs, {u"--bind"_qs, music, shown});
+    } else if (way == u"bindfs" || way == u"mergerfs") {
+        failure = failureOf(way, {music, shown});
+    } else if (way == u"overlay") {
+        return mountOverlay();
+    } else {
+        return mountExfat();
+    }
+    if (failure.isEmpty()) {
+        m_mounted.append(shown);
+    }
+    return failure;
+}
+
+QString MountedTwiceTest::mountOverlay()
+{
+    // What overlay writes to must not be on one itself.
+    const QString upper = path(u"upper"_qs);
+    QString failure = failureOf(u"mount"_qs, {u"-t"_qs, u"tmpfs"_qs, u"none"_qs, upper});
+    if (!failure.isEmpty()) {
+        return failure;
+    }
+    m_mounted.append(upper);
+    QDir(upper).mkdir(u"files"_qs);
+    QDir(upper).mkdir(u"work"_qs);
+    failure = failureOf(u"mount"_qs, {u"-t"_qs, u"overlay"_qs, u"overlay"_qs, u"-o"_qs,
+                                      u"lowerdir=%1,upperdir=%2/files,workdir=%2/work"_qs.arg(
+                                          path(u"music"_qs), upper),
+                                      path(u"shown"_qs)});
+    if (failure.isEmpty()) {
+        m_mounted.append(path(u"shown"_qs));
+    }
+    return failure;
+}
+
+/** Letter case does not count there: "music" is seen as "Music", too. */
+QString MountedTwiceTest::mountExfat()
+{
+    const QString image = path(u"image"_qs);
+    QFile file(image);
+    if (!file.open(QFile::WriteOnly) || !file.resize(16 << 20)) {
+        return u"no room for an image"_qs;
+    }
+    QString failure = failureOf(u"mkfs.exfat"_qs, {image});
+    QProcess losetup;
+    losetup.start(u"losetup"_qs, {u"--find"_qs, u"--show"_qs, image});
+    if (!failure.isEmpty() || !losetup.waitForFinished(-1) || losetup.exitCode() != 0) {
+        return failure + u"no loop device"_qs;
+    }
+    m_loopDevice = QString::fromLocal8Bit(losetup.readAll()).trimmed();
+    failure = failureOf(u"mount.exfat-fuse"_qs, {m_loopDevice, path(u"shown"_qs)});
+    if (failure.isEmpty()) {
+        m_mounted.append(path(u"shown"_qs));
+    }
+    return failure;
+}
+
+void MountedTwiceTest::fileIsRecognised_data()
+{
+    QTest::addColumn<QString>("first");
+    QTest::addColumn<QString>("second");
+    for (const char* way : {"bind", "bindfs", "mergerfs", "overlay"}) {
+        QTest::newRow(way) << u"music/"_qs << u"shown/"_qs;
+    }
+    QTest::newRow("exfat") << u"shown/music/"_qs << u"shown/Music/"_qs;
+}
+
+void MountedTwiceTest::fileIsRecognised()
+{
+    QFETCH(const QString, first);
+    QFETCH(const QString, second);
+    const QString failure = mountBy(QString::fromLatin1(QTest::currentDataTag()));
+    if (!failure.isEmpty()) {
+        QSKIP(qPrintable(failure));
+    }
+    if (!QFile::exists(path(first))) {
+        QVERIFY(QDir().mkdir(path(first)));
+        QVERIFY(write(path(first + u"x.mp3"_qs), "x"));
+        QVERIFY(write(path(first + u"y.mp3"_qs), "other"));
+    }
+    fileops::KeptFiles kept({path(first + u"x.mp3"_qs)});
+    QCOMPARE(kept.nameOf(path(second + u"x.mp3"_qs)), path(first + u"x.mp3"_qs));
+    QCOMPARE(kept.nameOf(path(second + u"y.mp3"_qs)), QString());
+    fileops::KeptFiles other({path(second + u"x.mp3"_qs)});
+    QCOMPARE(other.nameOf(path(first + u"x.mp3"_qs)), path(second + u"x.mp3"_qs));
+}
+
+void MountedTwiceTest::hardLinksBelowAFolderMountedTwiceAreOneFile()
+{
+    QCOMPARE(::link(qPrintable(path(u"music/x.mp3"_qs)), qPrintable(path(u"music/z.mp3"_qs))), 0);
+    QCOMPARE(mountBy(u"bind"_qs), QString());
+    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"shown/x.mp3"_qs)));
+    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"shown/z.mp3"_qs)));
+}
+
+QTEST_GUILESS_MAIN(MountedTwiceTest)
+#include "tst_mountedtwice.moc"

@@ -1,0 +1,169 @@
+#include "linkedtree.h"
+
+#include "campaign.h"
+
+#include <QFile>
+
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+
+namespace fuzz {
+
+namespace {
+
+constexpr quint64 kRecordings = 3;
+/** Few, so that files of different folders often share their names. */
+constexpr std::array<const char*, 5> kNames = {"x.mp3", "y.mp3", "z.mp3", "X.mp3", "a.flac"};
+constexpr std::array<const char*, 4> kFolders = {"m", "n", "M", "sub"};
+
+QByteArray anyOf(const QByteArrayList& list, Random& random)
+{
+    return list.at(static_cast<qsizetype>(pick(random, static_cast<quint64>(list.size()))));
+}
+
+QByteArray newName(const QByteArrayList& folders, Random& random)
+{
+    const QByteArray folder = anyOf(folders, random);
+    return folder + '/' + kNames[pick(random, kNames.size())];
+}
+
+} // namespace
+
+bool mayMount()
+{
+    static const bool result = ::geteuid() == 0 && ::unshare(CLONE_NEWNS) == 0 &&
+                               ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    return result;
+}
+
+char recordingAt(const QString& path)
+{
+    QFile file(path);
+    return file.open(QFile::ReadOnly) ? file.read(1).append('\0').at(0) : '\0';
+}
+
+LinkedTree::LinkedTree(const QString& root, Random& random)
+    : m_root(QFile::encodeName(root))
+    , m_folders{m_root}
+{
+    require(::mkdir(m_root.constData(), 0700) == 0, "no folder could be made");
+    addFolder(random);
+    addFile(random);
+    const quint64 kinds = 2 + pick(random, 5); // some trees have no links, few have all kinds
+    for (quint64 left = 3 + pick(random, 9); left > 0; --left) {
+        switch (pick(random, kinds)) {
+        case 2:
+            addFolder(random);
+            break;
+        case 3:
+        case 4:
+            addLink(random);
+            break;
+        case 5:
+            addHardLink(random);
+            break;
+        default:
+            addFile(random);
+        }
+    }
+    if (pick(random, 8) == 0) {
+        mountAgain(random);
+    }
+}
+
+LinkedTree::~LinkedTree()
+{
+    if (!m_mountPoint.isEmpty()) {
+        ::umount2(m_mountPoint.constData(), MNT_DETACH);
+    }
+    std::filesystem::remove_all(m_root.toStdString());
+}
+
+void LinkedTree::addFolder(Random& random)
+{
+    const QByteArray parent = anyOf(m_folders, random);
+    const QByteArray path = parent + '/' + kFolders[pick(random, kFolders.size())];
+    if (::mkdir(path.constData(), 0700) == 0) {
+        m_folders.append(path);
+    }
+}
+
+void LinkedTree::addFile(Random& random)
+{
+    const QByteArray path = newName(m_folders, random);
+    const char letter = static_cast<char>('A' + pick(random, kRecordings));
+    QFile file(QFile::decodeName(path));
+    if (file.open(QFile::WriteOnly | QFile::NewOnly)) {
+        require(file.write(&letter, 1) == 1, "no file could be written");
+        m_files.append(path);
+    }
+}
+
+void LinkedTree::addLink(Random& random)
+{
+    const bool toFolder = pick(random, 2) == 0;
+    const QByteArray target = pick(random, 16) == 0 ? QByteArray("nothing")
+                                                    : anyOf(toFolder ? m_folders : m_files, random);
+    const QByteArray path =
+        toFolder ? anyOf(m_folders, random) + "/link" : newName(m_folders, random);
+    if (::symlink(target.constData(), path.constData()) == 0) {
+        (toFolder ? m_folders : m_files).append(path);
+        m_plain = false;
+    }
+}
+
+void LinkedTree::addHardLink(Random& random)
+{
+    const QByteArray target = anyOf(m_files, random);
+    const QByteArray path = newName(m_folders, random);
+    if (::link(target.constData(), path.constData()) == 0) {
+        m_files.append(path);
+        m_plain = false;
+    }
+}
+
+void LinkedTree::mountAgain(Random& random)
+{
+    const QByteArray folder = anyOf(m_folders, random);
+    const QByteArray path = m_root + "/mounted";
+    if (!mayMount() || ::mkdir(path.constData(), 0700) != 0) {
+        return;
+    }
+    if (::mount(folder.constData(), path.constData(), nullptr, MS_BIND, nullptr) == 0) {
+        m_mountPoint = path;
+        m_folders.append(path);
+        m_plain = false;
+    }
+}
+
+QStringList LinkedTree::someFolders(Random& random) const
+{
+    QStringList folders;
+    for (quint64 left = 1 + pick(random, 3); left > 0; --left) {
+        folders.append(QFile::decodeName(anyOf(m_folders, random)));
+    }
+    return folders;
+}
+
+void LinkedTree::removeAny(Random& random) const
+{
+    ::unlink(anyOf(m_files, random).constData());
+}
+
+QSet<char> LinkedTree::recordings() const
+{
+    QSet<char> letters;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_root.toStdString())) {
+        if (entry.symlink_status().type() == std::filesystem::file_type::regular) {
+            letters.insert(recordingAt(QFile::decodeName(entry.path().c_str())));
+        }
+    }
+    return letters;
+}
+
+} // namespace fuzz
