@@ -19,7 +19,10 @@ namespace {
 bool removeMoved(const NameIn& from, const Source& source, const Target& target,
                  const struct stat& copiedFile)
 {
-    target.flush();
+    if (!target.flush()) {
+        withdraw(from, target.name(), copiedFile);
+        return false;
+    }
     return source.isUnchanged()
                ? removeSourceOrDestination(from, source.status(), target.name(), copiedFile)
                : withdraw(from, target.name(), copiedFile);
@@ -36,7 +39,7 @@ bool moveRegularFile(const NameIn& from, const Target& target, CopyName copyName
         if (!fill(copy, source, &keepAttributes) || !copy.close()) {
             return false;
         }
-        const RenameOutcome outcome = renameExclusively(copy.name(), target.name());
+        const RenameOutcome outcome = copy.rename(target.name());
         if (outcome == RenameOutcome::Done) {
             copy.keep();
             return removeMoved(from, source, target, copy.status());
@@ -70,7 +73,10 @@ bool moveSymbolicLink(const NameIn& from, const struct stat& link, const Target&
         return false;
     }
     keepLinkTimes(to, link);
-    target.flush();
+    if (!target.flush()) {
+        withdraw(from, to, made);
+        return false;
+    }
     return removeSourceOrDestination(from, link, to, made);
 }
 

@@ -3,6 +3,7 @@
 #include <QRandomGenerator>
 
 #include <array>
+#include <cerrno>
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
@@ -82,6 +83,13 @@ bool copyContent(int source, int destination, off_t size)
     return false;
 }
 
+/** Whether a file system answers so what it cannot do at all, EINVAL being the kernel's answer for
+ *  one that has no such function. EROFS is none: it is what becomes of a disk that fails. */
+bool isUnsupported(int error)
+{
+    return error == EINVAL || error == EOPNOTSUPP || error == ENOSYS;
+}
+
 bool isSameTime(const timespec& first, const timespec& second)
 {
     return first.tv_sec == second.tv_sec && first.tv_nsec == second.tv_nsec;
@@ -109,13 +117,16 @@ bool Target::isTaken() const
     return ::fstatat(m_directory.get(), m_name.constData(), &file, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-void Target::flush() const
+bool Target::flush() const
 {
     const FileDescriptor readable(uninterrupted(
         [this] { return ::openat(m_directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-    if (readable.isOpen()) {
-        ::fsync(readable.get());
+    if (!readable.isOpen()) {
+        // Names can be made in some directories that cannot be read, and then not be flushed.
+        return errno == EACCES || errno == EPERM || isUnsupported(errno);
     }
+    return uninterrupted([&readable] { return ::fsync(readable.get()); }) == 0 ||
+           isUnsupported(errno);
 }
 
 Source::Source(const NameIn& name, Links links)

@@ -35,10 +35,11 @@ public:
     /** Whether anything has the name already, a link that leads nowhere included. */
     bool isTaken() const;
     /**
-     * Asks for the names in the directory to reach the disk as well. Not every directory may be
-     * opened, and not every file system can do it: nothing depends on it.
+     * Flushes the names in the directory to the disk. False if that failed, so that a name given
+     * before may be lost. A directory that the user may not read, and a file system that cannot
+     * flush directories, are no failure.
      */
-    void flush() const;
+    bool flush() const;
 
 private:
     qsizetype m_slash;

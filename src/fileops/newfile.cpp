@@ -81,6 +81,15 @@ RenameOutcome NewFile::giveName(const NameIn& name)
     return refresh() ? RenameOutcome::Done : RenameOutcome::Refused;
 }
 
+RenameOutcome NewFile::rename(const NameIn& name)
+{
+    const RenameOutcome outcome = renameExclusively(m_name, name);
+    if (outcome == RenameOutcome::Done) {
+        m_name = name;
+    }
+    return outcome;
+}
+
 bool NewFile::refresh()
 {
     return ::fstat(m_descriptor.get(), &m_status) == 0;

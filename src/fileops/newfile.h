@@ -58,6 +58,8 @@ public:
      * cannot be done.
      */
     RenameOutcome giveName(const NameIn& name);
+    /** Gives a file that has a name the name \a name, as renameExclusively() does. */
+    RenameOutcome rename(const NameIn& name);
     /** Closes the file and keeps it on disk. False if the system reports a failure. */
     bool close()
     {

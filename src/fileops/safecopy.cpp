@@ -20,6 +20,16 @@ namespace fileops {
 
 namespace {
 
+/** The last step, when the copy is complete and has its name, which must reach the disk, too. */
+RenameOutcome finish(NewFile& copy, const Target& target)
+{
+    if (!copy.close() || !target.flush()) {
+        return RenameOutcome::Refused;
+    }
+    copy.keep();
+    return RenameOutcome::Done;
+}
+
 /** What is killed leaves nothing: until it is complete the copy has no name. */
 RenameOutcome copyUnnamed(const Source& source, const Target& target)
 {
@@ -31,12 +41,7 @@ RenameOutcome copyUnnamed(const Source& source, const Target& target)
         return RenameOutcome::Refused;
     }
     const RenameOutcome outcome = copy.giveName(target.name());
-    if (outcome == RenameOutcome::Done && copy.close()) {
-        copy.keep();
-    } else if (outcome == RenameOutcome::Done) {
-        return RenameOutcome::Refused;
-    }
-    return outcome;
+    return outcome == RenameOutcome::Done ? finish(copy, target) : outcome;
 }
 
 RenameOutcome copyUnderTemporaryName(const Source& source, const Target& target)
@@ -45,21 +50,14 @@ RenameOutcome copyUnderTemporaryName(const Source& source, const Target& target)
     if (!fill(copy, source, &keepPermissions) || !copy.close()) {
         return RenameOutcome::Refused;
     }
-    const RenameOutcome outcome = renameExclusively(copy.name(), target.name());
-    if (outcome == RenameOutcome::Done) {
-        copy.keep();
-    }
-    return outcome;
+    const RenameOutcome outcome = copy.rename(target.name());
+    return outcome == RenameOutcome::Done ? finish(copy, target) : outcome;
 }
 
 RenameOutcome copyUnderFinalName(const Source& source, const Target& target)
 {
     NewFile copy(target.name());
-    if (!fill(copy, source, &keepPermissions) || !copy.close()) {
-        return RenameOutcome::Refused;
-    }
-    copy.keep();
-    return RenameOutcome::Done;
+    return fill(copy, source, &keepPermissions) ? finish(copy, target) : RenameOutcome::Refused;
 }
 
 } // namespace
@@ -76,12 +74,8 @@ bool copyWithoutOverwriting(const QString& source, const QString& destination)
     }
     for (const auto way : {&copyUnnamed, &copyUnderTemporaryName, &copyUnderFinalName}) {
         const RenameOutcome outcome = way(from, target);
-        if (outcome == RenameOutcome::Done) {
-            target.flush();
-            return true;
-        }
         if (outcome != RenameOutcome::Unsupported) {
-            return false;
+            return outcome == RenameOutcome::Done;
         }
     }
     return false;

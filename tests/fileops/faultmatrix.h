@@ -42,8 +42,7 @@ struct Fault
     tracedrun::Call call;
     QString error;
     bool forGood = false;
-    /** Without the call it is not known whether the content of the new file has reached the disk.
-     */
+    /** Without the call it is not known whether the new file, or its name, has reached the disk. */
     bool concernsFlush = false;
 
     QString inWords() const;

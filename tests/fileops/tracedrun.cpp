@@ -24,7 +24,7 @@ QString strace()
 /** Whether \a arguments begin with the descriptor that the driver prints to. */
 bool isForStandardOutput(const QByteArray& arguments)
 {
-    return arguments.startsWith("(1,") || arguments.startsWith("(1<");
+    return arguments.startsWith("(1,");
 }
 
 /** The calls that are made on files; the rest would only lengthen the log. */
@@ -96,13 +96,10 @@ namespace {
 class TracedProcess
 {
 public:
-    TracedProcess(const QStringList& arguments, const QStringList& faults, Log log)
+    TracedProcess(const QStringList& arguments, const QStringList& faults)
     {
         QStringList command = {QStringLiteral("-f"), QStringLiteral("-o"), logFile(),
                                QStringLiteral("-e"), tracedCalls()};
-        if (log == Log::WithPaths) {
-            command << QStringLiteral("-y");
-        }
         for (const QString& fault : faults) {
             command << QStringLiteral("-e") << QStringLiteral("inject=") + fault;
         }
@@ -173,17 +170,16 @@ private:
 
 } // namespace
 
-Result run(const QStringList& arguments, const QStringList& faults, Log log)
+Result run(const QStringList& arguments, const QStringList& faults)
 {
-    return TracedProcess(arguments, faults, log).waitForResult();
+    return TracedProcess(arguments, faults).waitForResult();
 }
 
 Result runStopped(const QStringList& arguments, const QString& systemCall, int number,
                   const std::function<void()>& meanwhile)
 {
     TracedProcess process(arguments,
-                          {QStringLiteral("%1:signal=STOP:when=%2").arg(systemCall).arg(number)},
-                          Log::Plain);
+                          {QStringLiteral("%1:signal=STOP:when=%2").arg(systemCall).arg(number)});
     const pid_t stopped = process.waitUntilStopped();
     if (stopped > 0) {
         meanwhile();

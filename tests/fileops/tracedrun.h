@@ -39,12 +39,6 @@ struct Result
     QList<Call> operationCalls() const;
 };
 
-/** What strace writes of a call. */
-enum class Log {
-    Plain,
-    WithPaths, ///< File descriptors have the path that they stand for behind them.
-};
-
 /** Whether strace is installed and may trace; why not otherwise. */
 bool isPossible(QString* reason);
 
@@ -52,7 +46,7 @@ bool isPossible(QString* reason);
  * Runs the driver with \a arguments under the \a faults, each in strace's own words, such as
  * "write:error=ENOSPC:when=3" or "fsync:signal=KILL".
  */
-Result run(const QStringList& arguments, const QStringList& faults, Log log = Log::Plain);
+Result run(const QStringList& arguments, const QStringList& faults);
 
 /**
  * Runs the driver with \a arguments, stops it when it has made call number \a number of
