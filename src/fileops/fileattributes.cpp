@@ -57,7 +57,14 @@ bool isBeyondFileSystem(const NewFile& copy)
 
 bool keepMode(const NewFile& copy, mode_t mode)
 {
-    return ::fchmod(copy.descriptor(), mode) == 0 || isBeyondFileSystem(copy);
+    if (::fchmod(copy.descriptor(), mode) == 0) {
+        return true;
+    }
+    // Where there are no set-user-ID, set-group-ID and sticky bits (exFAT), the whole is refused.
+    const mode_t permissions = mode & kPermissionBits;
+    return (errno == EPERM && permissions != mode &&
+            ::fchmod(copy.descriptor(), permissions) == 0) ||
+           isBeyondFileSystem(copy);
 }
 
 } // namespace

@@ -11,7 +11,8 @@ namespace fileops {
  * Gives \a copy the mode, the access and modification time and, where the system allows it, the
  * owner and group of \a source.
  *
- * A file system that has no modes, times or owners of its own is no error; any other failure is.
+ * A file system that has no modes, times or owners of its own, or none of the mode but the
+ * permissions, is no error; any other failure is.
  * Thread: any thread, blocking. Reentrant.
  */
 bool keepAttributes(NewFile& copy, const struct stat& source);

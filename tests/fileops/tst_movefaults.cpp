@@ -53,6 +53,9 @@ private Q_SLOTS:
     void failureThatDoesNotMatterIsNone_data();
     void failureThatDoesNotMatterIsNone();
 
+    void modeBitsThatAreRefusedAreLeftOut_data();
+    void modeBitsThatAreRefusedAreLeftOut();
+
     void withoutExclusiveRenameTheFileIsLinked_data();
     void withoutExclusiveRenameTheFileIsLinked();
     void withoutLinksTheFileIsCopied();
@@ -300,6 +303,44 @@ void MoveFaultsTest::failureThatDoesNotMatterIsNone()
     QVERIFY(!QFile::exists(source()));
     QCOMPARE(read(faraway()), m_content);
     QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_qs));
+}
+
+void MoveFaultsTest::modeBitsThatAreRefusedAreLeftOut_data()
+{
+    QTest::addColumn<uint>("mode");
+    QTest::addColumn<QString>("from");
+    QTest::addColumn<bool>("moved");
+    const auto row = [](const char* title, uint mode) {
+        QTest::addRow("%s: refused", title) << mode << QString() << true;
+        QTest::addRow("%s: any mode is refused", title) << mode << u"+"_qs << false;
+    };
+    row("set-user-ID", 04755);
+    row("set-group-ID", 02755);
+    row("sticky", 01644);
+    row("all", 07777);
+}
+
+/** What file systems like exFAT answer, on which the permissions can be set alone. */
+void MoveFaultsTest::modeBitsThatAreRefusedAreLeftOut()
+{
+    QFETCH(const uint, mode);
+    QFETCH(const QString, from);
+    QFETCH(const bool, moved);
+    QCOMPARE(::chmod(QFile::encodeName(source()).constData(), mode), 0);
+    const tracedrun::Result result =
+        move(faraway(), {fault("fchmod", kCopyCreated, 0, u"error=EPERM"_qs) + from});
+    QCOMPARE(result.injected, moved ? 1 : 2);
+    QCOMPARE(result.output, moved ? "true\n" : "false\n");
+    if (!moved) {
+        verifyAsItWas();
+        return;
+    }
+    struct stat copy = {};
+    QCOMPARE(::stat(QFile::encodeName(faraway()).constData(), &copy), 0);
+    QCOMPARE(copy.st_mode & 07777U, mode & 0777U);
+    QCOMPARE(copy.st_mtim.tv_sec, kModified);
+    QCOMPARE(read(faraway()), m_content);
+    QVERIFY(!QFile::exists(source()));
 }
 
 void MoveFaultsTest::withoutExclusiveRenameTheFileIsLinked_data()
