@@ -50,3 +50,9 @@ quorvel_find_module(AVCODEC libavcodec-dev "libavcodec >= 59.37")
 quorvel_find_module(AVFORMAT libavformat-dev "libavformat >= 59.27")
 quorvel_find_module(SWRESAMPLE libswresample-dev "libswresample >= 4.7")
 quorvel_find_module(CHROMAPRINT libchromaprint-dev "libchromaprint >= 1.5")
+
+# What a moved file takes along to another file system, as the commands of the system do it.
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    quorvel_find_module(ATTR libattr1-dev "libattr >= 2.5")
+    quorvel_find_module(ACL libacl1-dev "libacl >= 2.3")
+endif()

@@ -14,6 +14,7 @@ packages_for_building=(
     qt6-base-dev qt6-multimedia-dev
     libavcodec-dev libavformat-dev libavutil-dev libswresample-dev
     libchromaprint-dev
+    libacl1-dev libattr1-dev
 )
 # Qt Multimedia plays through GStreamer: without the base plugins its player crashes, without the
 # others it lacks formats. A minimal system has no font at all.

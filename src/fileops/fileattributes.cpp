@@ -1,8 +1,12 @@
 #include "fileops/fileattributes.h"
 
+#include "fileops/accesslist.h"
+#include "fileops/extendedattributes.h"
+
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,18 +73,25 @@ bool keepMode(const NewFile& copy, mode_t mode)
 
 } // namespace
 
-bool keepAttributes(NewFile& copy, const struct stat& source)
+bool keepAttributes(NewFile& copy, const Source& source)
 {
-    if (!keepOwner(copy, source) || !keepMode(copy, modeFor(copy.status(), source))) {
+    // The mode comes late, since it may forbid to write; the times last, since all else changes
+    // them.
+    if (!keepOwner(copy, source.status()) || !keepExtendedAttributes(copy, source)) {
         return false;
     }
-    const std::array<timespec, 2> times = timesOf(source);
+    const std::optional<mode_t> mode =
+        keepAccessList(copy, source, modeFor(copy.status(), source.status()));
+    if (!mode || !keepMode(copy, *mode)) {
+        return false;
+    }
+    const std::array<timespec, 2> times = timesOf(source.status());
     return ::futimens(copy.descriptor(), times.data()) == 0 || isBeyondFileSystem(copy);
 }
 
-bool keepPermissions(NewFile& copy, const struct stat& source)
+bool keepPermissions(NewFile& copy, const Source& source)
 {
-    static_cast<void>(keepMode(copy, source.st_mode & kPermissionBits));
+    static_cast<void>(keepMode(copy, source.status().st_mode & kPermissionBits));
     return true;
 }
 

@@ -148,7 +148,7 @@ bool fill(NewFile& copy, const Source& source, KeepAttributes keep)
     // What was read for an earlier copy is read again.
     return copy.isOpen() && ::lseek(source.descriptor(), 0, SEEK_SET) == 0 &&
            copyContent(source.descriptor(), copy.descriptor(), source.status().st_size) &&
-           keep(copy, source.status()) &&
+           keep(copy, source) &&
            uninterrupted([&copy] { return ::fsync(copy.descriptor()); }) == 0 && copy.refresh() &&
            copy.status().st_size == source.status().st_size && source.isUnchanged();
 }

@@ -82,7 +82,7 @@ private:
 };
 
 /** What else than the content a copy gets from its source; false on failure. */
-using KeepAttributes = bool (*)(NewFile& copy, const struct stat& source);
+using KeepAttributes = bool (*)(NewFile& copy, const Source& source);
 
 /**
  * Makes \a copy, which is new and empty, a whole copy of \a source with the attributes that \a keep

@@ -11,8 +11,11 @@ namespace fileops {
  * temporary name (".quorvel-" and hexadecimal digits) in the target directory, its size is checked,
  * it is flushed to disk and only then gets its name, without replacing anything. The source is
  * removed last, when the name is on disk as well, unless the file system cannot flush directories
- * or the user may not read this one. Mode and modification time go along, the owner where the
- * system allows it; extended attributes and access control lists do not.
+ * or the user may not read this one.
+ *
+ * Mode and modification time go along, the owner where the system allows it, and extended
+ * attributes and access control lists where the target file system takes them; those of a symbolic
+ * link do not.
  *
  * - True means that all of that was done.
  * - False means that the source is untouched and the destination directory as it was, unless

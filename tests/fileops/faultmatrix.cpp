@@ -11,6 +11,7 @@
 #include <QProcessEnvironment>
 
 #include <algorithm>
+#include <sys/xattr.h>
 #include <utility>
 
 namespace faultmatrix {
@@ -54,6 +55,9 @@ public:
             files.append({QStringLiteral("%1/a%2.mp3").arg(folders.here).arg(i),
                           QStringLiteral("%1/b%2.mp3").arg(target).arg(i)});
             ok = ok && filefixture::write(files.last().first, filefixture::noise(size));
+            // Where there are such attributes, the calls that keep them fail as well.
+            static_cast<void>(::setxattr(QFile::encodeName(files.last().first).constData(),
+                                         "user.rating", "5", 1, 0));
             if (scenario.destinationTaken) {
                 ok = ok && filefixture::write(files.last().second, "taken");
             }
