@@ -201,9 +201,11 @@ bool FFmpegAudioReader::prepareConverter()
         outputChannels = source.channels;
     }
     if (source == outputFormat()) {
-        return true; // a converter of an earlier file stays until a frame shows that it does not
-                     // fit
+        converting = resampler && resampler->source() == source &&
+                     resampler->target().channels == outputChannels;
+        return true;
     }
+    converting = true;
     resampler = std::make_unique<SampleConverter>(source, outputFormat());
     const int result = resampler->initialise(codecContext->ch_layout);
     if (result != 0) {
@@ -243,7 +245,7 @@ bool FFmpegAudioReader::ReadBlock(const std::int16_t** samples, std::size_t* fra
         if (frame->nb_samples > 0) {
             return deliverFrame(received, samples, frameCount);
         }
-        if (!resampler) {
+        if (!converting) {
             return true;
         }
         if (!morePackets && !moreFrames) {
@@ -298,7 +300,7 @@ bool FFmpegAudioReader::deliverFrame(int receiveResult, const std::int16_t** sam
     if (!followFormatChange()) {
         return false;
     }
-    if (!resampler) {
+    if (!converting) {
         *samples = reinterpret_cast<const std::int16_t*>(frame->data[0]);
         *frameCount = static_cast<std::size_t>(frame->nb_samples);
         return true;
@@ -338,13 +340,13 @@ bool FFmpegAudioReader::convert(const std::uint8_t** planes, int planeSamples, i
 bool FFmpegAudioReader::followFormatChange()
 {
     const AudioFormat target = outputFormat();
-    const AudioFormat expected = resampler ? resampler->source() : target;
+    const AudioFormat expected = converting ? resampler->source() : target;
     const AudioFormat delivered = {frame->format, frame->sample_rate, frame->ch_layout.nb_channels};
-    if (delivered == expected && (!resampler || resampler->target() == target)) {
+    if (delivered == expected) {
         return true;
     }
     formatChanged = true;
-    resampler.reset();
+    converting = false;
     if (delivered == target) {
         return true;
     }
@@ -354,6 +356,7 @@ bool FFmpegAudioReader::followFormatChange()
         return fail("Could not create an audio converter instance", result);
     }
     resampler = std::move(converter);
+    converting = true;
     return true;
 }
 

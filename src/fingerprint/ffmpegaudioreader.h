@@ -64,6 +64,10 @@ public:
     /**
      * Opens \a fileName (bytes as the file system has them; UTF-8 on Windows) and readies its best
      * audio stream; closes what was open. Returns true when there is a stream to decode.
+     *
+     * Where no converter is needed, that of an earlier file is kept as it is, and still converts
+     * what it was made for: sound of its own source format, if its channels are those asked for
+     * now. Other sound is handed out as it is decoded; converting it would read past its end.
      */
     bool Open(const std::string& fileName);
 
@@ -119,7 +123,7 @@ private:
     AudioFormat outputFormat() const;
     bool fail(const char* text, int code);
 
-    /** Null while the decoded audio needs no conversion. */
+    /** Null as long as no file has needed it. One of an earlier file is kept, see Open(). */
     std::unique_ptr<SampleConverter> resampler;
     /** The converter's output: one plane, since the samples are interleaved. */
     std::uint8_t* conversionBuffer = nullptr;
@@ -153,6 +157,8 @@ private:
     int conversionBufferChannels = 0;
     /** The decoder has delivered something else than Open() prepared for. */
     bool formatChanged = false;
+    /** Whether the decoded audio goes through the resampler. */
+    bool converting = false;
 };
 
 } // namespace chromaprint

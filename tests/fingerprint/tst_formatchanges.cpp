@@ -27,6 +27,10 @@ private Q_SLOTS:
     void twoChannelsAfterOneAreMixed();
     void tagBetweenJoinedFilesEndsTheFingerprintThere();
     void converterOfAnEarlierFileDoesNotTouchAnotherFormat();
+    void converterOfAnEarlierFileStillConvertsWhatItWasMadeFor();
+    void converterOfAnEarlierFileOutlivesFilesThatItDoesNotFit();
+    void converterOfAnEarlierFileGivesNoOtherCountOfChannels();
+    void streamThatChangesEndsTheConverterOfAnEarlierFile();
     void bufferOfAnEarlierFileGrowsForMoreChannels();
     void oneHertzHeaderGivesBlocksOfTheBuffersSize();
     void oneHertzHeaderOfALargeFileGivesTheFingerprintOfAPart();
@@ -70,6 +74,14 @@ QList<quint32> fingerprintOf(const QString& path, QByteArrayList* messages = nul
         *messages = report.messages;
     }
     return words;
+}
+
+Decoded readAs(FFmpegAudioReader& reader, const QString& path, int rate, int channels)
+{
+    reader.Close();
+    reader.SetOutputSampleRate(rate);
+    reader.SetOutputChannels(channels);
+    return reader.Open(path.toStdString()) ? readToEnd(reader) : Decoded();
 }
 
 } // namespace
@@ -209,6 +221,69 @@ void TestFormatChanges::converterOfAnEarlierFileDoesNotTouchAnotherFormat()
     const Decoded decoded = readToEnd(reader);
     QVERIFY(decoded.completed);
     QCOMPARE(decoded.samples, plain);
+}
+
+void TestFormatChanges::converterOfAnEarlierFileStillConvertsWhatItWasMadeFor()
+{
+    const QString wav =
+        media.write(QStringLiteral("fast.wav"),
+                    testmedia::wavFile(testmedia::samplesOf(tuneOf({1, 44100, 1})), 44100, 1));
+    FFmpegAudioReader reader;
+    const Decoded half = readAs(reader, wav, 22050, 1);
+    QVERIFY(half.completed);
+    const Decoded kept = readAs(reader, wav, 44100, 1);
+    QVERIFY(kept.completed);
+    QCOMPARE(reader.OutputSampleRate(), 44100);
+    // Nothing needs a converter now, and the one that is there halves the rate as before.
+    QVERIFY2(qAbs(kept.frames - half.frames) < 100, qPrintable(QString::number(kept.frames)));
+}
+
+void TestFormatChanges::converterOfAnEarlierFileOutlivesFilesThatItDoesNotFit()
+{
+    const QString fast =
+        media.write(QStringLiteral("fast.wav"),
+                    testmedia::wavFile(testmedia::samplesOf(tuneOf({1, 44100, 1})), 44100, 1));
+    const QByteArray slowSamples = testmedia::samplesOf(tuneOf({2, 22050, 1}));
+    const QString slow =
+        media.write(QStringLiteral("slow.wav"), testmedia::wavFile(slowSamples, 22050, 1));
+    FFmpegAudioReader reader;
+    const qint64 half = readAs(reader, fast, 22050, 1).frames;
+    const Decoded plain = readAs(reader, slow, 22050, 1);
+    QVERIFY(plain.completed);
+    QCOMPARE(plain.samples, slowSamples);
+    const qint64 kept = readAs(reader, fast, 44100, 1).frames;
+    QVERIFY2(qAbs(kept - half) < 100, qPrintable(QString::number(kept)));
+}
+
+void TestFormatChanges::converterOfAnEarlierFileGivesNoOtherCountOfChannels()
+{
+    const QByteArray samples = testmedia::samplesOf(tuneOf({1, 44100, 2}));
+    const QString stereo =
+        media.write(QStringLiteral("two.wav"), testmedia::wavFile(samples, 44100, 2));
+    FFmpegAudioReader reader;
+    QVERIFY(readAs(reader, stereo, 44100, 1).completed);
+    const Decoded plain = readAs(reader, stereo, 44100, 2);
+    QVERIFY(plain.completed);
+    QCOMPARE(plain.samples, samples);
+}
+
+void TestFormatChanges::streamThatChangesEndsTheConverterOfAnEarlierFile()
+{
+    const QStringList flac = {QStringLiteral("-c:a"), QStringLiteral("flac"),
+                              QStringLiteral("-frame_size"), QStringLiteral("2304")};
+    const QString first = media.makeTune(QStringLiteral("a.ogg"), tuneOf({1, 44100, 1}), flac);
+    const QString second = media.makeTune(QStringLiteral("b.ogg"), tuneOf({2, 22050, 1}), flac);
+    const QString joined = media.join(QStringLiteral("joined.ogg"), {first, second, first});
+    FFmpegAudioReader reader;
+    QVERIFY(readAs(reader, first, 22050, 1).completed);
+    const Decoded decoded = readAs(reader, joined, 44100, 1);
+    QVERIFY2(decoded.completed, errorOf(reader).constData());
+    // The first part goes through the converter of before; from the change on, all is as asked for.
+    const auto part = static_cast<qint64>(kPartSeconds * 44100);
+    QVERIFY2(qAbs(decoded.frames - (part / 2 + part + part)) < 200,
+             qPrintable(QString::number(decoded.frames)));
+    const QByteArray mono = testmedia::samplesOf(tuneOf({1, 44100, 1}));
+    QCOMPARE(decoded.samples.last(mono.size()), mono);
 }
 
 void TestFormatChanges::bufferOfAnEarlierFileGrowsForMoreChannels()
