@@ -1,7 +1,9 @@
 #include "fingerprint/ffmpegaudioreader.h"
 
 #include "fingerprint/fingerprintcalculation.h"
+#include "fingerprint/mediafile.h"
 #include "fingerprint/mediainput.h"
+#include "fingerprint/picturesizes.h"
 #include "fingerprint/sampleconverter.h"
 
 extern "C" {
@@ -25,6 +27,10 @@ extern "C" {
 namespace chromaprint {
 
 namespace {
+
+constexpr const char* kCannotOpen = "Could not open the input file";
+constexpr const char* kNoAudioStream = "Could not find any audio stream in the file";
+constexpr unsigned int kWholeProbe = 0; // FFmpeg's own limit, as when it probes by itself
 
 constexpr int kSmallestConversionBuffer = 8192; // samples per channel
 /** Real packets of audio stay below 5 MB; a decoded one can be several times as large. */
@@ -113,6 +119,7 @@ void FFmpegAudioReader::Close()
     if (formatContext) {
         avformat_close_input(&formatContext);
     }
+    file.reset();
 }
 
 bool FFmpegAudioReader::Open(const std::string& fileName)
@@ -122,7 +129,7 @@ bool FFmpegAudioReader::Open(const std::string& fileName)
     if (!packet) {
         return false;
     }
-    if (!openContainer(fileName) || !openDecoder()) {
+    if (!openFile(fileName) || !openDecoder()) {
         return false;
     }
     // The log level keeps this silent; the name is a placeholder.
@@ -139,32 +146,76 @@ bool FFmpegAudioReader::Open(const std::string& fileName)
     return true;
 }
 
-bool FFmpegAudioReader::openContainer(const std::string& fileName)
+bool FFmpegAudioReader::openFile(const std::string& fileName)
 {
-    static constexpr const char* kCannotOpen = "Could not open the input file";
     limitAllocations();
     const MediaInput input = inspectInput(fileName);
     if (input.refusal != 0) {
         return fail(kCannotOpen, input.refusal);
     }
-    formatContext = avformat_alloc_context();
-    if (!formatContext) {
-        return fail(kCannotOpen, AVERROR(ENOMEM));
-    }
-    formatContext->interrupt_callback = {stopRequested, &stopToken};
-    formatContext->format_whitelist = av_strdup(permittedFormats().c_str());
-    if (!formatContext->format_whitelist) {
-        return fail(kCannotOpen, AVERROR(ENOMEM));
-    }
-    int result = avformat_open_input(&formatContext, input.url.c_str(), inputFormat, &inputOptions);
+    file = std::make_unique<MediaFile>();
+    int result = file->open(input.url, {stopRequested, &stopToken});
     if (result < 0) {
         return fail(kCannotOpen, result);
     }
-    result = findStreamInfo(formatContext);
+    const AVInputFormat* format = inputFormat;
+    if (!format) {
+        result = findFormat(file->context(), input.url, kWholeProbe, &format);
+        if (result < 0) {
+            return fail(kCannotOpen, result);
+        }
+    }
+    if (isPictureSeries(*format)) {
+        return fail(kNoAudioStream, AVERROR_STREAM_NOT_FOUND);
+    }
+    result = openContainer(format, input.url);
+    if (result < 0) {
+        return fail(kCannotOpen, result);
+    }
+    result = findStreams(format, input.url);
     if (result < 0) {
         return fail("Coud not find stream information in the file", result);
     }
     return true;
+}
+
+int FFmpegAudioReader::openContainer(const AVInputFormat* format, const std::string& url)
+{
+    formatContext = avformat_alloc_context();
+    if (!formatContext) {
+        return AVERROR(ENOMEM);
+    }
+    formatContext->interrupt_callback = {stopRequested, &stopToken};
+    formatContext->format_whitelist = av_strdup(permittedFormats().c_str());
+    formatContext->protocol_whitelist = av_strdup(file->permittedProtocols());
+    if (!formatContext->format_whitelist || !formatContext->protocol_whitelist) {
+        return AVERROR(ENOMEM);
+    }
+    formatContext->pb = file->context();
+    return avformat_open_input(&formatContext, url.c_str(), format, &inputOptions);
+}
+
+int FFmpegAudioReader::findStreams(const AVInputFormat* format, const std::string& url)
+{
+    if ((formatContext->ctx_flags & AVFMTCTX_NOHEADER) == 0) {
+        return findStreamInfo(formatContext);
+    }
+    if (!file->canRewind()) {
+        return findStreamInfoOfSoundOnly(formatContext);
+    }
+    // More streams can come to light, which no limit would reach. So their pictures are measured
+    // first; nothing of that may be left in the container that is read from.
+    const bool areSmall = picturesAreSmall(formatContext);
+    avformat_close_input(&formatContext);
+    int result = file->rewind();
+    if (result >= 0) {
+        result = openContainer(format, url);
+    }
+    if (result < 0) {
+        return result;
+    }
+    return areSmall ? avformat_find_stream_info(formatContext, nullptr)
+                    : findStreamInfoOfSoundOnly(formatContext);
 }
 
 bool FFmpegAudioReader::openDecoder()
@@ -172,7 +223,7 @@ bool FFmpegAudioReader::openDecoder()
     const AVCodec* decoder = nullptr;
     int result = av_find_best_stream(formatContext, AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
     if (result < 0) {
-        return fail("Could not find any audio stream in the file", result);
+        return fail(kNoAudioStream, result);
     }
     streamIndex = result;
     codecContext = newDecoderContext(decoder);

@@ -16,6 +16,7 @@ struct AVPacket;
 namespace chromaprint {
 
 struct AudioFormat;
+class MediaFile;
 class SampleConverter;
 
 /**
@@ -29,7 +30,8 @@ class SampleConverter;
  * converter is built anew for what the decoder now delivers, and what the old one still held back
  * is dropped.
  *
- * Playlists and other containers that name further files are refused by Open().
+ * Playlists and other containers that name further files are refused by Open(), and pictures have
+ * no sound, whatever their neighbours are called.
  *
  * Errors: every failure is told by the return value, ErrorMessage() and ErrorCode(); nothing is
  * printed or thrown.
@@ -110,7 +112,9 @@ public:
     bool HadReadError() const;
 
 private:
-    bool openContainer(const std::string& fileName);
+    bool openFile(const std::string& fileName);
+    int openContainer(const AVInputFormat* format, const std::string& url);
+    int findStreams(const AVInputFormat* format, const std::string& url);
     bool openDecoder();
     bool prepareConverter();
     bool sendPacket();
@@ -132,6 +136,8 @@ private:
     /** Null: the container format is probed. */
     const AVInputFormat* inputFormat = nullptr;
     AVDictionary* inputOptions = nullptr;
+    /** What formatContext reads from. */
+    std::unique_ptr<MediaFile> file;
     AVFormatContext* formatContext = nullptr;
     AVCodecContext* codecContext = nullptr;
     /** The audio stream that was chosen in the container; -1 when none. */

@@ -1,5 +1,7 @@
 #include "fingerprint/mediainput.h"
 
+#include "fingerprint/picturesizes.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
@@ -25,6 +27,9 @@ namespace {
 
 constexpr std::string_view kStandardInput = "pipe:0";
 
+/** Reads a numbered picture and its neighbours, and every file that a pattern in a name matches. */
+constexpr std::string_view kPictureSeries = "image2";
+
 /**
  * Playlists, manifests, indexes and scripts. FFmpeg recognises them by content, whatever the file
  * is called, and then opens whatever they name: other files of the user, themselves again until
@@ -41,7 +46,7 @@ constexpr std::array<std::string_view, 15> kFormatsNamingOtherFiles = {"hls",
                                                                        "rtp",
                                                                        "sap",
                                                                        "webm_dash_manifest",
-                                                                       "image2",
+                                                                       kPictureSeries,
                                                                        "tedcaptions",
                                                                        "avisynth",
                                                                        "vapoursynth"};
@@ -53,12 +58,6 @@ constexpr std::array<std::string_view, 15> kFormatsNamingOtherFiles = {"hls",
  * of the audio, reaches it after some 36 hours at 44.1 kHz.
  */
 constexpr std::size_t kLargestAllocation = std::size_t{128} << 20;
-
-/**
- * The largest picture that is decoded to learn about a stream. Decoders were seen to take up to
- * 9 bytes a pixel, a hundred megapixels thus 900 MB, in pieces below the limit on one allocation.
- */
-constexpr std::int64_t kLargestPicturePixels = std::int64_t{16} << 20;
 
 /** True when one of the comma-separated \a names is that of a format that names other files. */
 bool namesOtherFiles(std::string_view names)
@@ -106,27 +105,6 @@ std::string listAudioDecoders()
         list += codec->name;
     }
     return list;
-}
-
-/**
- * True for a picture or film that may take as much memory as it likes to. The usual cover pictures
- * are of no concern: of these two, only the header is read.
- */
-bool needsPictureLimit(const AVCodecParameters& parameters)
-{
-    return parameters.codec_type == AVMEDIA_TYPE_VIDEO &&
-           parameters.codec_id != AV_CODEC_ID_MJPEG && parameters.codec_id != AV_CODEC_ID_PNG;
-}
-
-/**
- * Where streams come to light only while packets are read, no option reaches them. Then only audio
- * is decoded; these containers tell all there is to know about it otherwise.
- */
-bool restrictToAudioDecoders(AVFormatContext* context)
-{
-    static const std::string audioDecoders = listAudioDecoders();
-    context->codec_whitelist = av_strdup(audioDecoders.c_str());
-    return context->codec_whitelist != nullptr;
 }
 
 std::filesystem::path toPath(const std::string& fileName)
@@ -177,11 +155,30 @@ void limitAllocations()
     std::call_once(once, [] { av_max_alloc(kLargestAllocation); });
 }
 
+int findFormat(AVIOContext* file, const std::string& url, unsigned int probeSize,
+               const AVInputFormat** format)
+{
+    // As avformat_open_input() does: first by the name alone, then by the content.
+    const AVProbeData name = {url.c_str(), nullptr, 0, nullptr};
+    constexpr int kNotOpened = 0;
+    int score = AVPROBE_SCORE_RETRY;
+    *format = av_probe_input_format2(&name, kNotOpened, &score);
+    if (*format) {
+        return 0;
+    }
+    constexpr unsigned int kFromStart = 0;
+    const int result =
+        av_probe_input_buffer2(file, format, url.c_str(), nullptr, kFromStart, probeSize);
+    return std::min(result, 0);
+}
+
+bool isPictureSeries(const AVInputFormat& format)
+{
+    return std::string_view(format.name) == kPictureSeries;
+}
+
 int findStreamInfo(AVFormatContext* context)
 {
-    if ((context->ctx_flags & AVFMTCTX_NOHEADER) != 0 && !restrictToAudioDecoders(context)) {
-        return AVERROR(ENOMEM);
-    }
     std::vector<AVDictionary*> options(context->nb_streams, nullptr);
     for (std::size_t i = 0; i < options.size(); ++i) {
         if (needsPictureLimit(*context->streams[i]->codecpar)) {
@@ -193,6 +190,13 @@ int findStreamInfo(AVFormatContext* context)
         av_dict_free(&option);
     }
     return result;
+}
+
+int findStreamInfoOfSoundOnly(AVFormatContext* context)
+{
+    static const std::string audioDecoders = listAudioDecoders();
+    context->codec_whitelist = av_strdup(audioDecoders.c_str());
+    return context->codec_whitelist ? avformat_find_stream_info(context, nullptr) : AVERROR(ENOMEM);
 }
 
 } // namespace chromaprint

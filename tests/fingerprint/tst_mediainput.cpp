@@ -181,6 +181,24 @@ void TestMediaInput::noFileTakesMoreThanAQuarterOfAGigabyte_data()
                                       {matroska::soundBlock(0, QByteArray(120000000, 0))}));
     QByteArray slow = testmedia::wavFile({}, 1, 1);
     slow.replace(40, 4, QByteArray::fromHex("0046C323")); // says 600 MB
+    const auto broadcast = [&](const char* name, const char* size, const char* codec) {
+        const QString path = media.filePath(QString::fromLatin1(name));
+        testmedia::runFfmpeg(
+            QStringList{QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                        QStringLiteral("testsrc2=s=") + QString::fromLatin1(size),
+                        QStringLiteral("-i"), tune, QStringLiteral("-frames:v"),
+                        QStringLiteral("4"), QStringLiteral("-c:a"), QStringLiteral("copy"),
+                        QStringLiteral("-strict"), QStringLiteral("-2"), QStringLiteral("-c:v"),
+                        QString::fromLatin1(codec)} +
+            fast + QStringList{path});
+        QTest::newRow(name) << path;
+    };
+    broadcast("film of 120 megapixels.ts", "12000x10000", "libx264");
+    broadcast("film of 48 megapixels.mpg", "8000x6000", "mpeg2video");
+    broadcast("film of 48 megapixels.wtv", "8000x6000", "mpeg2video");
+    const QByteArray recording = testmedia::samplesOf({.seed = 1, .seconds = 5.0});
+    QTest::newRow("recording of 4.5 GB") << media.writeSparse(
+        QStringLiteral("wrapped.wav"), testmedia::wavFile(recording, 44100, 2), 4500000000);
     QTest::newRow("one hertz") << media.writeSparse(QStringLiteral("slow.wav"), slow, 600000044);
 }
 

@@ -5,6 +5,10 @@
 #include <QDir>
 #include <QTest>
 
+extern "C" {
+#include <libavutil/error.h>
+}
+
 using reading::openError;
 using testmedia::MediaFolder;
 
@@ -25,6 +29,8 @@ private Q_SLOTS:
     void playlistUnderAMediaNameOpensNoOtherFile();
     void scriptThatNamesItselfIsOpenedOnce_data();
     void scriptThatNamesItselfIsOpenedOnce();
+    void pictureHasNoSoundAndIsOpenedAlone_data();
+    void pictureHasNoSoundAndIsOpenedAlone();
 
 private:
     void addKinds(bool alsoUnknown) const;
@@ -131,7 +137,11 @@ void TestPlaylists::addKinds(bool alsoUnknown) const
         if (!kind.known && !alsoUnknown) {
             continue;
         }
-        for (const char* suffix : {"mp3", "flac", "mkv"}) {
+        QByteArrayList suffixes = {"mp3", "flac", "mkv"};
+        if (alsoUnknown) {
+            suffixes.append("jpg"); // some of them are pictures then, which are not read either
+        }
+        for (const QByteArray& suffix : suffixes) {
             const QString name = QStringLiteral("%1.%2").arg(QString::fromUtf8(kind.name),
                                                              QString::fromUtf8(suffix));
             QTest::newRow(qUtf8Printable(name)) << name << kind.content;
@@ -212,6 +222,52 @@ void TestPlaylists::scriptThatNamesItselfIsOpenedOnce_data()
 
 void TestPlaylists::scriptThatNamesItselfIsOpenedOnce()
 {
+    openedAlone();
+}
+
+/** Pictures of the same names, with numbers and in other words, are in the folder as well. */
+void TestPlaylists::pictureHasNoSoundAndIsOpenedAlone_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("content");
+    const QByteArray jpeg =
+        testmedia::contentOf(media.makePicture(QStringLiteral("made.jpg"), 64, 48));
+    const QByteArray png =
+        testmedia::contentOf(media.makePicture(QStringLiteral("made.png"), 64, 48));
+    for (const char* name : {"a001.jpg", "a002.jpg", "a003.jpg", "b001.png", "c.jpg", "d.jpg"}) {
+        media.write(QString::fromUtf8(name), jpeg);
+    }
+    const auto row = [](const char* name, const QByteArray& content) {
+        QTest::newRow(name) << QString::fromUtf8(name) << content;
+    };
+    row("x.jpg", jpeg);
+    row("x.jpeg", jpeg.first(jpeg.size() / 2));
+    row("x.png", png);
+    row("x.raw", QByteArray(10000, '\x55'));
+    row("x.tga", QByteArray(10000, '\x55'));
+    row("png.jpg", png);
+    row("text.bmp", "This is no picture.\n");
+    row("jpeg.mp3", jpeg);
+    row("png.flac", png);
+    row("001.jpg", jpeg);
+    row("a%03d.jpg", jpeg);
+    row("b%d.png", QByteArray());
+    row("*.jpg", jpeg);
+    row("%*.jpg", jpeg);
+    row("{c,d}.jpg", jpeg);
+    row("[cd].jpg", jpeg);
+    row("?.jpg", jpeg);
+}
+
+void TestPlaylists::pictureHasNoSoundAndIsOpenedAlone()
+{
+    QFETCH(const QString, name);
+    QFETCH(const QByteArray, content);
+    chromaprint::FFmpegAudioReader reader;
+    QVERIFY(!reader.Open(media.write(name, content).toStdString()));
+    QCOMPARE(reading::errorOf(reader), QByteArray("Could not find any audio stream in the file "
+                                                  "(Stream not found)"));
+    QCOMPARE(reader.ErrorCode(), AVERROR_STREAM_NOT_FOUND);
     openedAlone();
 }
 

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+struct AVCodecParameters;
+struct AVFormatContext;
+
+namespace chromaprint {
+
+/**
+ * The most pixels that are decoded to learn about a stream. Decoders were seen to take up to
+ * 9 bytes a pixel, a hundred megapixels thus 900 MB, in pieces below the limit on one allocation.
+ */
+constexpr std::int64_t kLargestPicturePixels = std::int64_t{16} << 20;
+
+/**
+ * True for a picture or film that may take as much memory as it likes to. The usual cover pictures
+ * are of no concern: of these two, only the header is read.
+ */
+bool needsPictureLimit(const AVCodecParameters& parameters);
+
+/**
+ * Reads as many packets as avformat_find_stream_info() would at most, and returns whether all films
+ * and pictures among them are known to have no more than kLargestPicturePixels pixels together.
+ * Their sizes are taken from their headers; only where these do not tell, one picture is decoded.
+ * What has been read is gone for \a context. Thread: reentrant, one context per thread.
+ */
+bool picturesAreSmall(AVFormatContext* context);
+
+} // namespace chromaprint
