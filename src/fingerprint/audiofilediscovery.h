@@ -18,10 +18,13 @@ const QStringList& audioFileNamePatterns();
  * in which the file system yields its entries, subfolders at any depth included.
  *
  * Names are matched without regard to letter case. Hidden files, hidden folders and system files
- * (sockets, devices) are left out; symbolic links to folders are not followed, links to files are
- * listed. Nothing is de-duplicated: a file under two of the folders is listed twice.
+ * (sockets, devices) are left out, as are files and folders whose own names are not valid UTF-8,
+ * and nothing else because of them. Symbolic links to folders are not followed; links to anything
+ * else that exists are listed. All this holds below \a folders: these may be hidden, or links.
+ * Nothing is de-duplicated: a file under two of the folders is listed twice.
  *
- * Errors: a folder that does not exist or cannot be read contributes nothing.
+ * Errors: a folder that does not exist or cannot be read contributes nothing. One file descriptor
+ * is open for each level of folders; those that are too deep for that contribute nothing, either.
  * A stop requested through \a stop ends the listing within a few directory entries; what was found
  * until then is returned.
  * Thread: any thread, blocking. Reentrant.

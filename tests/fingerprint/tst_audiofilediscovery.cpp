@@ -1,7 +1,7 @@
 #include "fingerprint/audiofilediscovery.h"
 #include "support/media.h"
+#include "support/plainlisting.h"
 
-#include <QDirIterator>
 #include <QTest>
 
 #include <dirent.h>
@@ -55,6 +55,8 @@ private Q_SLOTS:
     void foldersAndSpecialFilesWithAudioNamesAreNotListed();
     void foldersAreListedInTheGivenOrder();
     void unusualNamesSurvive();
+    void aNameThatIsNotUtf8HidesNothingElse_data();
+    void aNameThatIsNotUtf8HidesNothingElse();
     void hostileTreeIsListedAsThePlainIteratorDoes();
     void requestedStopGivesNothing();
     void stopIsAnsweredAmongFilesThatMatchNothing();
@@ -65,20 +67,6 @@ private:
 };
 
 namespace {
-
-/** The rule in the framework's own words. */
-QStringList plainListing(const QStringList& folders)
-{
-    QStringList files;
-    for (const QString& folder : folders) {
-        QDirIterator entries(folder, fingerprint::audioFileNamePatterns(), QDir::Files,
-                             QDirIterator::Subdirectories);
-        while (entries.hasNext()) {
-            files.append(entries.next());
-        }
-    }
-    return files;
-}
 
 QStringList sorted(QStringList list)
 {
@@ -269,6 +257,33 @@ void TestAudioFileDiscovery::unusualNamesSurvive()
     QCOMPARE(sorted(fingerprint::findAudioFiles({media->path()})), sorted(expected));
 }
 
+void TestAudioFileDiscovery::aNameThatIsNotUtf8HidesNothingElse_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::newRow("a byte that UTF-8 has not") << QByteArray("\xFF\xFE.mp3");
+    QTest::newRow("Latin-1") << QByteArray("Caf\xE9.mp3");
+    QTest::newRow("cut off") << QByteArray("x.mp3\xE2\x82");
+    QTest::newRow("longer than need be") << QByteArray("\xC0\xAEx.mp3");
+    QTest::newRow("half of a surrogate pair") << QByteArray("\xED\xA0\x80.mp3");
+    QTest::newRow("beyond the last character") << QByteArray("\xF4\x90\x80\x80.mp3");
+}
+
+void TestAudioFileDiscovery::aNameThatIsNotUtf8HidesNothingElse()
+{
+    QFETCH(const QByteArray, name);
+    QStringList expected;
+    for (const char* path : {"a.mp3", "b.mp3", "zz.mp3", "sub/c.mp3", "sub/d.mp3"}) {
+        touch(*media, QString::fromLatin1(path));
+        expected.append(media->filePath(QString::fromLatin1(path)));
+    }
+    // A file of that name, and in the other folder a folder of it.
+    const QByteArray root = QFile::encodeName(media->path()) + '/';
+    QVERIFY(mknod((root + name).constData(), S_IFREG | 0600, 0) == 0);
+    QVERIFY(mkdir((root + "sub/" + name).constData(), 0700) == 0);
+    QVERIFY(mknod((root + "sub/" + name + "/lost.mp3").constData(), S_IFREG | 0600, 0) == 0);
+    QCOMPARE(sorted(fingerprint::findAudioFiles({media->path()})), sorted(expected));
+}
+
 void TestAudioFileDiscovery::hostileTreeIsListedAsThePlainIteratorDoes()
 {
     const QStringList folders = {QStringLiteral("."),          QStringLiteral("a"),
@@ -316,11 +331,6 @@ void TestAudioFileDiscovery::hostileTreeIsListedAsThePlainIteratorDoes()
         link(media->path(), path + QStringLiteral("loop.mp3"));
         link(QStringLiteral("/dev/null"), path + QStringLiteral("device.mp3"));
         link(QStringLiteral("x.mp3"), path + QStringLiteral("file.ogg"));
-        // Neither name is UTF-8; the iterator leaves both out.
-        const QByteArray bytes = path.toUtf8();
-        QVERIFY(mknod((bytes + "bad\xFF.mp3").constData(), S_IFREG | 0600, 0) == 0);
-        QVERIFY(mkdir((bytes + "dir\xC3").constData(), 0700) == 0);
-        QVERIFY(mknod((bytes + "dir\xC3/lost.mp3").constData(), S_IFREG | 0600, 0) == 0);
     }
     const QStringList roots = {media->path(),
                                media->path() + QStringLiteral("/a/.b/"),
@@ -328,7 +338,7 @@ void TestAudioFileDiscovery::hostileTreeIsListedAsThePlainIteratorDoes()
                                media->path() + QStringLiteral("/loop.mp3"),
                                media->path() + QStringLiteral("/x.mp3"),
                                QString()};
-    const QStringList expected = plainListing(roots);
+    const QStringList expected = support::plainListing(roots);
     QVERIFY(expected.size() > 100);
     QCOMPARE(fingerprint::findAudioFiles(roots), expected);
 }

@@ -5,6 +5,8 @@
 #include <QFileInfo>
 #include <QProcess>
 
+#include <filesystem>
+
 namespace testmedia {
 
 namespace {
@@ -54,6 +56,13 @@ void runFfmpeg(const QStringList& arguments, const QByteArray& input)
 MediaFolder::MediaFolder()
 {
     require(folder.isValid(), folder.errorString());
+}
+
+MediaFolder::~MediaFolder()
+{
+    // The toolkit does not see names that are not valid UTF-8, and would leave them behind.
+    std::error_code ignored;
+    std::filesystem::remove_all(folder.path().toStdString(), ignored);
 }
 
 QString MediaFolder::path() const

@@ -23,6 +23,8 @@ class MediaFolder
 {
 public:
     MediaFolder();
+    ~MediaFolder();
+    Q_DISABLE_COPY_MOVE(MediaFolder)
 
     QString path() const;
     /** The path of \a name below the folder; missing folders on the way are made. */
