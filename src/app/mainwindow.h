@@ -156,7 +156,8 @@ private:
 
     // Comparison (mainwindow_compare.cpp)
     void refuseComparison(qsizetype fileCount);
-    void startComparison(const QList<compare::IndexPair>& pairs);
+    void startComparison(const std::optional<QList<compare::IndexPair>>& pairs,
+                         qsizetype fileCount);
 
     // Results (mainwindow_results.cpp)
     QList<QTreeWidgetItem*> resultRows(qsizetype& duplicateCount);
@@ -209,7 +210,7 @@ private:
     /** How often a file that was just loaded may still be started; 0 once it is heard. */
     int startsLeft = 0;
     QElapsedTimer sinceStart;
-    /** The work list of a comparison while it is built; no value if there is no memory for it. */
+    /** A long work list while a worker builds it; no value if there is no memory for it. */
     QFuture<std::optional<QList<compare::IndexPair>>> pairsFuture;
     /**
      * Tells the workers to stop in the middle of their item. Static, as the stage functions are;

@@ -14,6 +14,9 @@ constexpr double kProgressStart = 80.0;
 /** ... by this much. */
 constexpr qint64 kProgressShare = 20;
 
+/** So many pairs are listed in less than a frame of the window; more are left to a worker. */
+constexpr qint64 kPairsListedAtOnce = 1'000'000;
+
 } // namespace
 
 std::tuple<int, int, int> MainWindow::calcSingleSimilarity(const std::pair<int, int>& pair)
@@ -40,11 +43,11 @@ void MainWindow::findDuplicateFiles(DuplicateMap& result, const std::tuple<int, 
 
 void MainWindow::compareAudioParallel()
 {
-    if (fingerprintFuture1.isCanceled() || fingerprintFuture2.isCanceled()) {
+    const bool betweenGroups = comparisonMode() == ComparisonMode::BetweenGroups;
+    if (fingerprintFuture1.isCanceled() || (betweenGroups && fingerprintFuture2.isCanceled())) {
         return;
     }
     fingerprintsFirst = fingerprintFuture1.resultAt(0);
-    const bool betweenGroups = comparisonMode() == ComparisonMode::BetweenGroups;
     if (betweenGroups) {
         // Finished as well by now, so this never has to wait.
         fingerprintsSecond = fingerprintFuture2.resultAt(0);
@@ -64,31 +67,37 @@ void MainWindow::compareAudioParallel()
         return;
     }
 
-    // The list of a large collection takes a second to build: a worker does it.
-    pairsFuture = QtConcurrent::run(&threadPool, [first = static_cast<int>(firstCount),
-                                                  second = static_cast<int>(secondCount),
-                                                  betweenGroups, stop = runStop.get_token()] {
+    const auto listPairs = [first = static_cast<int>(firstCount),
+                            second = static_cast<int>(secondCount), betweenGroups,
+                            stop = runStop.get_token()] {
         return betweenGroups ? compare::betweenGroupsPairs(first, second, stop)
                              : compare::withinGroupPairs(first, stop);
-    });
+    };
+    if (pairCount <= kPairsListedAtOnce) {
+        startComparison(listPairs(), fileCount);
+        return;
+    }
+    // The list of a large collection takes a second.
+    pairsFuture = QtConcurrent::run(&threadPool, listPairs);
     whenFinished(
         pairsFuture, this,
         [this, fileCount, run = runNumber](const std::optional<QList<compare::IndexPair>>& pairs) {
-            if (run != runNumber) {
-                return;
-            }
-            if (pairs) {
-                startComparison(*pairs);
-            } else {
-                refuseComparison(fileCount);
+            if (run == runNumber) {
+                startComparison(pairs, fileCount);
             }
         });
 }
 
-void MainWindow::startComparison(const QList<compare::IndexPair>& pairs)
+/** Compares \a pairs; without a list, for which there was no memory, refuses \a fileCount files. */
+void MainWindow::startComparison(const std::optional<QList<compare::IndexPair>>& pairs,
+                                 qsizetype fileCount)
 {
+    if (!pairs) {
+        refuseComparison(fileCount);
+        return;
+    }
     duplicatesFuture = QtConcurrent::mappedReduced(
-        &threadPool, pairs, &MainWindow::calcSingleSimilarity, &MainWindow::findDuplicateFiles,
+        &threadPool, *pairs, &MainWindow::calcSingleSimilarity, &MainWindow::findDuplicateFiles,
         QtConcurrent::UnorderedReduce | QtConcurrent::SequentialReduce);
     duplicatesWatcher.setFuture(duplicatesFuture);
     // The run holds the list now; let go of it here, so that it is freed with the run.

@@ -30,7 +30,8 @@ void MainWindow::noDuplicateFilesFound()
     ui->duplicateFoundLabel->setText(results::duplicateCountText(0));
     ui->duplicateFoundLabel->show();
     state = QStringLiteral("idle");
-    resetProgress();
+    ui->progressBar->setTextVisible(false);
+    ui->progressBar->setValue(0);
 }
 
 /** The top-level rows with their children, not yet in a view; counts the children. */

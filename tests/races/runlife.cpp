@@ -34,7 +34,7 @@ int processorCount = 1;
 
 constexpr int kRounds = 20;
 constexpr qint64 kHangGuardMs = 120'000;
-/** What a run has begun with, in the order of a run: listing, fingerprints, pairs, comparison. */
+/** What a run has begun with: listing, fingerprints, comparison, results; and what comes after. */
 constexpr int kStages = 5;
 constexpr auto kExpected = "3.wav 6.wav";
 
