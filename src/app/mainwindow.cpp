@@ -1,6 +1,7 @@
 #include "app/mainwindow.h"
 
 #include "app/returnkey.h"
+#include "app/sliderclick.h"
 #include "results/elidedtextdelegate.h"
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
@@ -171,12 +172,15 @@ void MainWindow::connectPlayer()
     connect(player, &QMediaPlayer::durationChanged, this, &MainWindow::durationChanged);
     connect(player, &QMediaPlayer::playbackStateChanged, this, &MainWindow::setState);
     connect(player, &QMediaPlayer::mediaStatusChanged, this, &MainWindow::mediaStatusChanged);
-    // The keys, the wheel and a click beside the handle do not count as moves of the slider.
+    // The keys, the wheel and a click beside the handle do not count as moves of the slider. While
+    // the handle is held, its moves do, and are actions besides. A change of the value is no sign:
+    // a new position of the player changes it.
     connect(ui->audioSlider, &QSlider::actionTriggered, this, [this](int action) {
-        if (action != QAbstractSlider::SliderMove) {
+        if (action != QAbstractSlider::SliderMove || !ui->audioSlider->isSliderDown()) {
             on_audioSlider_sliderMoved(ui->audioSlider->sliderPosition());
         }
     });
+    sliderClick::movesHandleToPointer(ui->audioSlider);
     // What a double-click does, for those who use the keyboard.
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
         auto* shortcut = new QShortcut(key, ui->treeWidget);

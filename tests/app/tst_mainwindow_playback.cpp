@@ -40,12 +40,19 @@ private Q_SLOTS:
     void aHeldSliderStaysWhilePlaybackGoesOn();
     void aSliderDrawnWhileStoppedDecidesTheStart();
     void arrowKeysSeekAFewSeconds();
+    void theWheelSeeks();
+    void aClickBesideTheHandleSeeksThere();
+    void aPositionOfThePlayerSeeksNothing();
     void pressingPlayManyTimesKeepsIconAndPlayerTogether();
     void closingTheWindowLeavesItPlaying();
 
 private:
     /** Nothing moves any more. */
     bool isSilent() const;
+    /** Loads the long tune and pauses it. */
+    void loadPaused() const;
+    /** Whether the player gets to where the slider is, and the slider stays there. */
+    bool playerFollows(int target) const;
 
     std::unique_ptr<PlayableMedia> m_media;
     std::unique_ptr<WindowFixture> fixture;
@@ -75,6 +82,22 @@ bool TestMainWindowPlayback::isSilent() const
 {
     QSignalSpy positions(preview->player, &QMediaPlayer::positionChanged);
     return !positions.wait(kSilenceMs);
+}
+
+void TestMainWindowPlayback::loadPaused() const
+{
+    QVERIFY(preview->play(m_media->longTune()));
+    QVERIFY(fixture->click("playButton"));
+    QVERIFY(isSilent());
+}
+
+bool TestMainWindowPlayback::playerFollows(int target) const
+{
+    const auto isThere = [this, target] {
+        return PlayableMedia::isNear(preview->player->position(), target);
+    };
+    return QTest::qWaitFor(isThere, kHangGuardMs) &&
+           PlayableMedia::isNear(preview->slider->value(), target);
 }
 
 void TestMainWindowPlayback::everyFormatPlaysPausesSeeksAndStops_data()
@@ -271,6 +294,40 @@ void TestMainWindowPlayback::arrowKeysSeekAFewSeconds()
     QVERIFY(preview->plays(before + 5100));
     QTest::keyClick(preview->slider, Qt::Key_Left);
     QTRY_VERIFY_WITH_TIMEOUT(preview->player->position() < before + 5000, kHangGuardMs);
+}
+
+void TestMainWindowPlayback::theWheelSeeks()
+{
+    loadPaused();
+    const int before = preview->slider->value();
+    preview->turnWheel(16); // a notch would pass the end
+    const int ahead = preview->slider->value();
+    QVERIFY2(ahead >= before + 1500, qPrintable(QString::number(ahead)));
+    QVERIFY(playerFollows(ahead));
+    preview->turnWheel(-16);
+    QVERIFY(playerFollows(before));
+}
+
+void TestMainWindowPlayback::aClickBesideTheHandleSeeksThere()
+{
+    loadPaused();
+    for (const double fraction : {0.7, 0.3, 0.5}) {
+        preview->clickSlider(fraction);
+        const int target = preview->slider->value();
+        QVERIFY(PlayableMedia::isNear(target,
+                                      static_cast<qint64>(fraction * preview->slider->maximum())));
+        QVERIFY(playerFollows(target));
+    }
+}
+
+void TestMainWindowPlayback::aPositionOfThePlayerSeeksNothing()
+{
+    loadPaused();
+    const qint64 position = preview->player->position();
+    const QSignalSpy moves(preview->slider, &QSlider::valueChanged);
+    Q_EMIT preview->player->positionChanged(position + 5000);
+    QCOMPARE(moves.count(), 1);
+    QCOMPARE(preview->player->position(), position);
 }
 
 void TestMainWindowPlayback::pressingPlayManyTimesKeepsIconAndPlayerTogether()

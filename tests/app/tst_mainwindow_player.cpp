@@ -52,6 +52,11 @@ private Q_SLOTS:
     void labelWaitsForTheNextPositionAfterANewDuration();
     void sliderCountsMilliseconds();
     void positionUpdatesDoNotMoveAHeldSlider();
+    void aClickBesideTheHandleBringsItToThePointer_data();
+    void aClickBesideTheHandleBringsItToThePointer();
+    void aPressBesideTheHandleHoldsIt();
+    void aPressOnTheHandleDoesNotMoveIt();
+    void otherButtonsAndAnEmptySliderMoveNothing();
     void everyCellOfEveryRowLoadsTheRowsFile();
     void enterOnARowLoadsItsFile_data();
     void enterOnARowLoadsItsFile();
@@ -296,6 +301,76 @@ void TestMainWindowPlayer::positionUpdatesDoNotMoveAHeldSlider()
     QCOMPARE(preview->slider->value(), drawnTo);
     showPosition(*preview, 102);
     QCOMPARE(preview->slider->value(), 102000);
+}
+
+void TestMainWindowPlayer::aClickBesideTheHandleBringsItToThePointer_data()
+{
+    QTest::addColumn<Qt::LayoutDirection>("direction");
+    QTest::newRow("left to right") << Qt::LeftToRight;
+    QTest::newRow("right to left") << Qt::RightToLeft;
+}
+
+void TestMainWindowPlayer::aClickBesideTheHandleBringsItToThePointer()
+{
+    QFETCH(const Qt::LayoutDirection, direction);
+    preview->slider->setLayoutDirection(direction);
+    constexpr qint64 duration = 3600;
+    showDuration(*preview, duration);
+    showPosition(*preview, 10);
+    // A page is 30 seconds, so that a step of one ends far from the pointer.
+    for (const double fraction : {0.9, 0.2, 0.5, 0.21}) {
+        preview->clickSlider(fraction);
+        const double pixel = 1.0 / preview->slider->width();
+        QVERIFY2(qAbs(preview->handleAt() - fraction) <= 2 * pixel,
+                 qPrintable(QString::number(preview->handleAt())));
+        QVERIFY(!preview->slider->isSliderDown());
+    }
+    const bool mirrored = direction == Qt::RightToLeft;
+    preview->clickSlider(0.0);
+    QCOMPARE(preview->slider->value(), mirrored ? duration * kMsPerSecond : 0);
+    preview->clickSlider(0.999);
+    QCOMPARE(preview->slider->value(), mirrored ? 0 : duration * kMsPerSecond);
+}
+
+void TestMainWindowPlayer::aPressBesideTheHandleHoldsIt()
+{
+    showDuration(*preview, 3600);
+    const QPoint place(preview->slider->width() / 2, preview->slider->height() / 2);
+    QTest::mousePress(preview->slider, Qt::LeftButton, {}, place);
+    QVERIFY(preview->slider->isSliderDown());
+    const int pressedAt = preview->slider->value();
+    showPosition(*preview, 10);
+    QCOMPARE(preview->slider->value(), pressedAt);
+    const QSignalSpy moves(preview->slider, &QSlider::sliderMoved);
+    QTest::mouseMove(preview->slider, place + QPoint(50, 0));
+    QVERIFY(preview->slider->value() > pressedAt);
+    QCOMPARE(moves.count(), 1);
+    QTest::mouseRelease(preview->slider, Qt::LeftButton, {}, place + QPoint(50, 0));
+    QVERIFY(!preview->slider->isSliderDown());
+}
+
+void TestMainWindowPlayer::aPressOnTheHandleDoesNotMoveIt()
+{
+    // Lies between the values of two pixels.
+    Q_EMIT preview->player->durationChanged(3600001);
+    Q_EMIT preview->player->positionChanged(1234567);
+    const QSignalSpy actions(preview->slider, &QSlider::actionTriggered);
+    QVERIFY(preview->takeHandle());
+    preview->releaseHandle();
+    QCOMPARE(preview->slider->value(), 1234567);
+    QVERIFY(actions.isEmpty());
+}
+
+void TestMainWindowPlayer::otherButtonsAndAnEmptySliderMoveNothing()
+{
+    preview->clickSlider(0.5);
+    QCOMPARE(preview->slider->value(), 0);
+    showDuration(*preview, 3600);
+    QTest::mouseClick(preview->slider, Qt::RightButton, {}, preview->slider->rect().center());
+    QCOMPARE(preview->slider->value(), 0);
+    preview->slider->setEnabled(false);
+    preview->clickSlider(0.5);
+    QCOMPARE(preview->slider->value(), 0);
 }
 
 void TestMainWindowPlayer::everyCellOfEveryRowLoadsTheRowsFile()

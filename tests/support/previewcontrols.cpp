@@ -4,6 +4,7 @@
 #include <QStyleOptionSlider>
 #include <QTest>
 #include <QUrl>
+#include <QWheelEvent>
 
 namespace {
 
@@ -90,6 +91,25 @@ void PreviewControls::releaseHandle()
     QTest::mouseRelease(slider, Qt::LeftButton, {}, m_grip);
 }
 
+void PreviewControls::clickSlider(double fraction) const
+{
+    const QPoint place(static_cast<int>(slider->width() * fraction), slider->height() / 2);
+    QTest::mouseClick(slider, Qt::LeftButton, {}, place);
+}
+
+void PreviewControls::turnWheel(int eighths) const
+{
+    const QPoint place = slider->rect().center();
+    QWheelEvent event(place, slider->mapToGlobal(place), QPoint(), QPoint(0, eighths), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(slider, &event);
+}
+
+double PreviewControls::handleAt() const
+{
+    return QRectF(handle()).center().x() / slider->width();
+}
+
 bool PreviewControls::shows(const char* name) const
 {
     const QIcon expected(QStringLiteral(":/icons/%1.png").arg(QLatin1StringView(name)));
@@ -116,6 +136,8 @@ QRect PreviewControls::handle() const
     option.maximum = slider->maximum();
     option.sliderPosition = slider->sliderPosition();
     option.sliderValue = slider->value();
+    option.upsideDown = option.direction == Qt::RightToLeft;
+    option.direction = Qt::LeftToRight;
     return slider->style()->subControlRect(QStyle::CC_Slider, &option, QStyle::SC_SliderHandle,
                                            slider);
 }

@@ -33,6 +33,12 @@ public:
     /** Draws the held handle to about \a fraction of the slider's length. */
     void drawHandleTo(double fraction);
     void releaseHandle();
+    /** Clicks the slider at about \a fraction of its length. */
+    void clickSlider(double fraction) const;
+    /** Turns the wheel over the slider by eighths of a degree, of which a notch is mostly 120. */
+    void turnWheel(int eighths) const;
+    /** The middle of the handle, as a fraction of the slider's length. */
+    double handleAt() const;
 
     /** Whether the play button shows the icon \a name ("play", "pause") of the collection. */
     bool shows(const char* name) const;

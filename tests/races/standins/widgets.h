@@ -160,6 +160,10 @@ class QSlider : public QAbstractSlider
     Q_OBJECT
 public:
     using QAbstractSlider::QAbstractSlider;
+    bool isSliderDown() const
+    {
+        return false;
+    }
     int sliderPosition() const
     {
         return 0;
