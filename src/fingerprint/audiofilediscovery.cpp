@@ -1,14 +1,20 @@
 #include "fingerprint/audiofilediscovery.h"
 
+#include <algorithm>
+
+#ifdef Q_OS_UNIX
 #include <QByteArray>
 #include <QFile>
 
 #include <dirent.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <memory>
 #include <vector>
+#else
+#include <QDirIterator>
+#include <QFileInfo>
+#endif
 
 namespace fingerprint {
 
@@ -41,6 +47,8 @@ bool isAudioFileName(QStringView fileName)
         return suffix.size() == known.size() && suffix.compare(known, Qt::CaseInsensitive) == 0;
     });
 }
+
+#ifdef Q_OS_UNIX
 
 /** A path whose part behind the last separator has an audio file's name. */
 bool isAudioFilePath(QStringView path)
@@ -128,6 +136,23 @@ void appendAudioFiles(const QString& root, const std::stop_token& stop, QStringL
         }
     }
 }
+
+#else
+
+/** Without name filters, which would pass over many files in one call, whatever the stop says. */
+void appendAudioFiles(const QString& root, const std::stop_token& stop, QStringList& files)
+{
+    QDirIterator entries(root, QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot,
+                         QDirIterator::Subdirectories);
+    while (!stop.stop_requested() && entries.hasNext()) {
+        const QString path = entries.next();
+        if (isAudioFileName(entries.fileName()) && !entries.fileInfo().isDir()) {
+            files.append(path);
+        }
+    }
+}
+
+#endif
 
 } // namespace
 
