@@ -18,6 +18,20 @@ inline Words randomWords(std::mt19937& random, qsizetype count)
     return words;
 }
 
+/** \a count words of which neighbours differ in about four bits, as those of music do. */
+inline Words walkingWords(std::mt19937& random, qsizetype count)
+{
+    Words words(count);
+    auto word = static_cast<unsigned int>(random());
+    for (unsigned int& each : words) {
+        for (int flip = 0; flip < 4; ++flip) {
+            word ^= 1U << (random() % 32);
+        }
+        each = word;
+    }
+    return words;
+}
+
 /** \a words with each bit flipped at the given probability, in 1/256. */
 inline Words withErrors(std::mt19937& random, Words words, unsigned probability)
 {
