@@ -1,69 +1,34 @@
 // How long the comparison of a large collection takes, and how much memory, without decoding
-// anything: seeded records with durations like those of music, one in a hundred of which is a
-// damaged copy of another.
+// anything but the material: seeded records that are spliced together from the music of a folder,
+// with the errors of its re-encodings (tests/support/recordmix.h).
 //
-//   comparison_benchmark [RECORDS [THREADS [THRESHOLD]]]
+//   comparison_benchmark [--scan] MIX RECORDS [THREADS [THRESHOLD [FOLDER]]]
+//
+// MIX is songs, radio, effects or noise; without FOLDER it is noise. --kernel NAME takes another
+// kernel than the fastest.
 
 #include "compare/similaritykernels.h"
+#include "fingerprint/audiofilediscovery.h"
 #include "search/duplicatesearch.h"
+#include "search/fingerprintcollection.h"
+#include "support/recordmix.h"
 
+#include <QCommandLineParser>
+#include <QCoreApplication>
 #include <QElapsedTimer>
 
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
-#include <random>
+#include <map>
 #include <sys/resource.h>
 
 namespace {
 
-/** Chromaprint makes a word for each step of 4096/3 samples at 11,025 Hz. */
-constexpr double kWordsPerSecond = 11025.0 * 3.0 / 4096.0;
-/** Songs have a median of a little less than four minutes; two thirds lie within a factor 1.5. */
-constexpr double kMedianSeconds = 225.0;
-constexpr double kSpread = 0.4;
-constexpr int kOneCopyIn = 100;
-/** Bits flipped in a copy, of 256: a similarity of about 90 percent. */
-constexpr unsigned kDamage = 13;
-
-QList<quint32> randomWords(std::mt19937& random, double seconds)
+recordmix::Material materialIn(const QString& folder)
 {
-    QList<quint32> words(static_cast<qsizetype>(seconds * kWordsPerSecond));
-    std::generate(words.begin(), words.end(), [&random] { return random(); });
-    return words;
-}
-
-QList<quint32> damaged(std::mt19937& random, QList<quint32> words)
-{
-    for (quint32& word : words) {
-        for (unsigned bit = 0; bit < 32; ++bit) {
-            word ^= (random() & 0xFFU) < kDamage ? 1U << bit : 0U;
-        }
-    }
-    return words;
-}
-
-QList<FingerprintRecord> makeRecords(int count)
-{
-    std::mt19937 random(1);
-    std::lognormal_distribution<double> seconds(std::log(kMedianSeconds), kSpread);
-    QList<FingerprintRecord> records;
-    records.reserve(count);
-    for (int i = 0; i < count; ++i) {
-        const QString path = QStringLiteral("/music/%1.mp3").arg(i, 8, 10, QLatin1Char('0'));
-        if (i > 0 && i % kOneCopyIn == 0) {
-            const auto& [originalPath, words, durationMs, rate, channels] =
-                records.at(static_cast<qsizetype>(random() % static_cast<unsigned>(i)));
-            records.append({path, damaged(random, words), durationMs + 200, rate, channels});
-            continue;
-        }
-        const double duration = std::clamp(seconds(random), 5.0, 7200.0);
-        records.append(
-            {path, randomWords(random, duration), static_cast<int>(duration * 1000.0), 44100, 2});
-    }
-    return records;
+    const QStringList files =
+        folder.isEmpty() ? QStringList() : fingerprint::findAudioFiles({folder});
+    return recordmix::materialOf(search::fingerprintFiles(files, {2, nullptr, {}, {}}).records);
 }
 
 long peakMemoryMib()
@@ -73,24 +38,59 @@ long peakMemoryMib()
     return usage.ru_maxrss / 1024;
 }
 
+bool chooseKernel(const QString& name)
+{
+    for (const compare::SimilarityKernel* kernel : compare::allSimilarityKernels()) {
+        if (name == QLatin1String(kernel->name) && kernel->supported()) {
+            compare::setSimilarityKernelForTests(kernel);
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const auto argument = [&](int index, int otherwise) {
-        return index < argc ? std::atoi(argv[index]) : otherwise;
-    };
-    const int count = argument(1, 20000);
-    const int threadCount = argument(2, 1);
-    const int threshold = argument(3, 70);
+    const QCoreApplication application(argc, argv);
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addPositionalArgument(QStringLiteral("MIX"),
+                                 QStringLiteral("songs, radio, effects or noise"));
+    parser.addPositionalArgument(QStringLiteral("RECORDS"), QStringLiteral("how many"));
+    parser.addPositionalArgument(QStringLiteral("THREADS"), QStringLiteral("1"));
+    parser.addPositionalArgument(QStringLiteral("THRESHOLD"), QStringLiteral("70"));
+    parser.addPositionalArgument(QStringLiteral("FOLDER"), QStringLiteral("of real music"));
+    parser.addOption({QStringLiteral("kernel"), QStringLiteral("table, popcnt, avx2 or avx512"),
+                      QStringLiteral("NAME")});
+    parser.addOption({QStringLiteral("scan"), QStringLiteral("without the bound")});
+    parser.process(application);
+    const QStringList arguments = parser.positionalArguments();
+    const std::map<QString, recordmix::Mix> mixes = {
+        {QStringLiteral("songs"), recordmix::Mix::Songs},
+        {QStringLiteral("radio"), recordmix::Mix::Radio},
+        {QStringLiteral("effects"), recordmix::Mix::Effects},
+        {QStringLiteral("noise"), recordmix::Mix::Noise}};
+    const auto mix = mixes.find(arguments.value(0));
+    const int count = arguments.value(1).toInt();
+    const int threadCount = arguments.value(2, QStringLiteral("1")).toInt();
+    const int threshold = arguments.value(3, QStringLiteral("70")).toInt();
+    if (mix == mixes.end() || count <= 0 ||
+        (parser.isSet(QStringLiteral("kernel")) &&
+         !chooseKernel(parser.value(QStringLiteral("kernel"))))) {
+        parser.showHelp(2);
+    }
 
-    const QList<FingerprintRecord> records = makeRecords(count);
+    const QList<FingerprintRecord> records =
+        recordmix::makeRecords(count, mix->second, materialIn(arguments.value(4)), 1);
     const long memoryBefore = peakMemoryMib();
     QElapsedTimer timer;
     timer.start();
     const std::clock_t processorBefore = std::clock();
-    const search::Comparison comparison =
-        search::compareWithin(records, {threshold, threadCount, {}, {}});
+    search::ComparisonOptions options{threshold, threadCount, {}, {}};
+    options.boundFirst = !parser.isSet(QStringLiteral("scan"));
+    const search::Comparison comparison = search::compareWithin(records, options);
     const double processorSeconds =
         static_cast<double>(std::clock() - processorBefore) / CLOCKS_PER_SEC;
     const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
@@ -101,12 +101,14 @@ int main(int argc, char** argv)
     }
     const double allPairs = 0.5 * count * (count - 1.0);
     const auto compared = static_cast<double>(comparison.comparedPairs);
-    std::printf("kernel %s, threshold %d, threads %d\n", compare::similarityKernel().name,
-                threshold, threadCount);
+    std::printf("%s, kernel %s, threshold %d, threads %d%s\n", qPrintable(arguments.at(0)),
+                compare::similarityKernel().name, threshold, threadCount,
+                options.boundFirst ? "" : ", without the bound");
     std::printf("records                %d\n", count);
     std::printf("duplicates found       %lld\n", static_cast<long long>(duplicates));
     std::printf("pairs compared of all  %.0f of %.0f (%.2f %%)\n", compared, allPairs,
                 100.0 * compared / allPairs);
+    std::printf("compared word by word  %lld\n", static_cast<long long>(comparison.scannedPairs));
     std::printf("time                   %.2f s (processor %.2f s)\n", seconds, processorSeconds);
     std::printf("pairs a second         %.0f compared, %.0f of all\n", compared / seconds,
                 allPairs / seconds);

@@ -6,37 +6,18 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 
 namespace compare {
 
 namespace {
 
 constexpr int kLargestSimilarity = 100;
-constexpr std::size_t kBitsPerWord = 32;
 /** What unrelated recordings have: half of the bits. */
 constexpr std::size_t kUnrelatedErrorsPerWord = kBitsPerWord / 2;
 /** Runs of words are made of as many as a kernel takes at a time ... */
 constexpr std::size_t kStepWords = 32;
 /** ... and end where a cache line of the second fingerprint does, since kernels like that best. */
 constexpr std::size_t kCacheLineBytes = 64;
-
-/**
- * The most errors with which \a wordCount words are still \a threshold percent alike. The measure
- * itself decides: what solving it for the errors gives is off by rounding, but a good first guess.
- */
-int largestErrorCount(int wordCount, int threshold)
-{
-    const double bits = static_cast<double>(wordCount) * static_cast<double>(kBitsPerWord);
-    auto errors = static_cast<int>(bits * (kLargestSimilarity - threshold) / 200.0);
-    while (errors > 0 && similarityPercentage(errors, wordCount) < threshold) {
-        --errors;
-    }
-    while (similarityPercentage(errors + 1, wordCount) >= threshold) {
-        ++errors;
-    }
-    return errors;
-}
 
 /** The number of words before \a words reaches the next cache line. */
 std::size_t wordsToCacheLine(const std::uint32_t* words)
@@ -67,6 +48,20 @@ int bestPercentage(const std::uint32_t* errors, std::size_t firstCount, std::siz
 
 } // namespace
 
+int largestErrorCount(int wordCount, int threshold)
+{
+    // Solving the measure for the errors is off by rounding, but a good first guess.
+    const double bits = static_cast<double>(wordCount) * static_cast<double>(kBitsPerWord);
+    auto errors = static_cast<int>(bits * (kLargestSimilarity - threshold) / 200.0);
+    while (errors > 0 && similarityPercentage(errors, wordCount) < threshold) {
+        --errors;
+    }
+    while (similarityPercentage(errors + 1, wordCount) >= threshold) {
+        ++errors;
+    }
+    return errors;
+}
+
 int getSimilarityAtLeast(const QList<unsigned int>& first, const QList<unsigned int>& second,
                          int threshold)
 {
@@ -77,8 +72,7 @@ int getSimilarityAtLeast(const QList<unsigned int>& first, const QList<unsigned 
         return 0;
     }
     // Sums that wrap around may fall again and rule nothing out.
-    constexpr std::size_t kMostWords = std::numeric_limits<int>::max() / kBitsPerWord;
-    if (threshold <= 0 || longest > kMostWords) {
+    if (threshold <= 0 || longest > static_cast<std::size_t>(kMostBoundedWords)) {
         return getSimilarity(first, second);
     }
 

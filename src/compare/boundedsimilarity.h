@@ -2,6 +2,8 @@
 
 #include <QList>
 
+#include <limits>
+
 namespace compare {
 
 /**
@@ -17,5 +19,16 @@ namespace compare {
  */
 int getSimilarityAtLeast(const QList<unsigned int>& first, const QList<unsigned int>& second,
                          int threshold);
+
+/**
+ * The most bits of \a wordCount overlapping words that may differ for them to be at least \a
+ * threshold percent alike: what the measure itself answers for that many errors decides, not the
+ * formula solved for them. Never falls with \a wordCount. Requires: a threshold of 1 to 100, and 1
+ * to kMostBoundedWords words. Reentrant.
+ */
+int largestErrorCount(int wordCount, int threshold);
+
+/** With more words than these a number of errors may not fit into 31 bits, and sums wrap around. */
+inline constexpr int kMostBoundedWords = std::numeric_limits<int>::max() / 32;
 
 } // namespace compare

@@ -4,9 +4,9 @@
 #include <cstdint>
 
 /**
- * What a kernel of the similarity measure is: the function that counts the differing bits of two
- * fingerprints at every offset. There is one for each kind of processor; similaritykernels.h
- * chooses.
+ * What a kernel of the similarity measure is: the functions that count the differing bits of two
+ * fingerprints at every offset, and that bound their number from below. There is one for each kind
+ * of processor; similaritykernels.h chooses.
  *
  * The sources of the kernels for wide registers are compiled for processors that not every machine
  * has. Nothing that they share with the rest of the program may be inline: the linker keeps one
@@ -17,9 +17,17 @@ namespace compare {
 /** Offsets 0 to 39 of the first fingerprint are tried: about five seconds of audio. */
 inline constexpr std::size_t kOffsetCount = 40;
 
+inline constexpr std::size_t kBitsPerWord = 32;
+
+/** In how many words of a block of at most 64 each bit is set. */
+struct alignas(kBitsPerWord) BitCounts
+{
+    std::uint8_t ofBit[kBitsPerWord]; // NOLINT(modernize-avoid-c-arrays): no inline functions
+};
+
 struct SimilarityKernel
 {
-    /** "table", "popcount", "avx2" or "avx512". */
+    /** "table", "popcount", "popcnt", "avx2" or "avx512". */
     const char* name;
 
     /** Whether this processor, and the operating system on it, can run addErrors(). */
@@ -38,6 +46,17 @@ struct SimilarityKernel
      */
     void (*addErrors)(const std::uint32_t* first, std::size_t firstCount,
                       const std::uint32_t* second, std::size_t secondCount, std::uint32_t* errors);
+
+    /**
+     * By how much the counts of \a blockCount blocks lie below the \a least or above the \a most at
+     * the same positions, summed up over blocks and bits. What is returned may leave blocks out
+     * once it exceeds \a allowed.
+     *
+     * Requires: supported(), and a sum that fits into 32 bits. Thread: any thread. Reentrant.
+     */
+    std::uint32_t (*errorsOutside)(const BitCounts* counts, const BitCounts* least,
+                                   const BitCounts* most, std::size_t blockCount,
+                                   std::uint32_t allowed);
 };
 
 /** Four lookups in popcnt_table_8bit a word: the definition, and what every processor runs. */
@@ -47,6 +66,9 @@ extern const SimilarityKernel kTableKernel;
 extern const SimilarityKernel kPopcountKernel;
 
 #ifdef QUORVEL_X86_KERNELS
+/** The instruction POPCNT, which takes two words at a time; every processor since 2008 has it. */
+extern const SimilarityKernel kPopcntKernel;
+
 /** 256-bit registers: carry-save adders, with nibble lookups for what they leave. */
 extern const SimilarityKernel kAvx2Kernel;
 

@@ -1,4 +1,5 @@
 // Compiled with -mavx2. No header here may bring inline functions: see similaritykernel.h.
+#include "compare/errorsoutside.h"
 #include "compare/similaritykernel.h"
 
 #include <immintrin.h>
@@ -162,6 +163,6 @@ void addErrors(const std::uint32_t* first, std::size_t firstCount, const std::ui
 
 } // namespace
 
-const SimilarityKernel kAvx2Kernel = {"avx2", &supported, &addErrors};
+const SimilarityKernel kAvx2Kernel = {"avx2", &supported, &addErrors, &errorsOutsideAvx2};
 
 } // namespace compare

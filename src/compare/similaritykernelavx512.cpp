@@ -8,6 +8,7 @@
 // differences take fewer popcounts than they do, with the three-input logic instruction to form
 // what is counted. Two alignments take 9 operations for 12, three take 14 for 18, and an unaligned
 // load, which is dear when it crosses a cache line, serves two or three alignments.
+#include "compare/errorsoutside.h"
 #include "compare/similaritykernel.h"
 
 #include <immintrin.h>
@@ -46,7 +47,8 @@ constexpr int kTableMask = 0xFF;
 bool supported()
 {
     __builtin_cpu_init();
-    return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vpopcntdq") != 0;
+    return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
+           __builtin_cpu_supports("avx512vpopcntdq") != 0;
 }
 
 QUORVEL_INLINE __m512i load(const std::uint32_t* words)
@@ -403,7 +405,7 @@ void addErrors(const std::uint32_t* first, std::size_t firstCount, const std::ui
 
 } // namespace
 
-const SimilarityKernel kAvx512Kernel = {"avx512", &supported, &addErrors};
+const SimilarityKernel kAvx512Kernel = {"avx512", &supported, &addErrors, &errorsOutsideAvx512};
 
 } // namespace compare
 

@@ -1,3 +1,4 @@
+#include "compare/errorsoutside.h"
 #include "compare/similaritykernel.h"
 
 #include <algorithm>
@@ -33,6 +34,7 @@ void addErrors(const std::uint32_t* first, std::size_t firstCount, const std::ui
 
 } // namespace
 
-const SimilarityKernel kPopcountKernel = {"popcount", &supported, &addErrors};
+const SimilarityKernel kPopcountKernel = {"popcount", &supported, &addErrors,
+                                          &errorsOutsidePortable};
 
 } // namespace compare

@@ -13,15 +13,13 @@ namespace {
  */
 constexpr std::array kKernels = {
 #ifdef __aarch64__
-    &kTableKernel,
-    &kPopcountKernel,
+    &kTableKernel,  &kPopcountKernel,
 #else
     &kPopcountKernel,
     &kTableKernel,
 #endif
 #ifdef QUORVEL_X86_KERNELS
-    &kAvx2Kernel,
-    &kAvx512Kernel,
+    &kPopcntKernel, &kAvx2Kernel,     &kAvx512Kernel,
 #endif
 };
 

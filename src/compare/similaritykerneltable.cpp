@@ -1,3 +1,4 @@
+#include "compare/errorsoutside.h"
 #include "compare/similarity.h"
 #include "compare/similaritykernel.h"
 
@@ -36,6 +37,6 @@ void addErrors(const std::uint32_t* first, std::size_t firstCount, const std::ui
 
 } // namespace
 
-const SimilarityKernel kTableKernel = {"table", &supported, &addErrors};
+const SimilarityKernel kTableKernel = {"table", &supported, &addErrors, &errorsOutsidePortable};
 
 } // namespace compare

@@ -9,10 +9,10 @@ namespace compare {
  */
 inline int similarityPercentage(int errors, int wordCount)
 {
-    constexpr double kBitsPerWord = 32.0;
+    constexpr double kBits = 32.0;
     // The order of these operations decides the last bit, and with it the truncated percentage.
     const double ratio =
-        (2.0 * static_cast<double>(errors)) / (static_cast<double>(wordCount) * kBitsPerWord);
+        (2.0 * static_cast<double>(errors)) / (static_cast<double>(wordCount) * kBits);
     const double score = 1.0 - ratio;
     // 0/0 for no words is not a number and fails the comparison as well.
     return score > 0.0 ? static_cast<int>(score * 100.0) : 0;

@@ -2,12 +2,15 @@
 
 #include "compare/boundedsimilarity.h"
 #include "search/durationorder.h"
+#include "search/pairbound.h"
 #include "search/workerthreads.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <vector>
 
 namespace search {
@@ -17,6 +20,10 @@ namespace {
 using Records = QList<FingerprintRecord>;
 
 constexpr std::chrono::milliseconds kProgressInterval(200);
+constexpr int kLargestSimilarity = 100;
+/** Counting blocks pays off where each record has as many to be compared with. */
+constexpr qint64 kLeastPairsPerRecord = 32;
+constexpr qsizetype kSampledRecords = 1000;
 /** Two dozen fingerprints of songs, of either list, fill half of a second-level cache. */
 constexpr qsizetype kTileRecords = 24;
 
@@ -47,6 +54,10 @@ public:
     Comparison run()
     {
         const qsizetype all = recordCount();
+        if (isBoundWorthIt()) {
+            m_boundIndex.emplace(m_second, m_secondOrder.positions(), m_options.threshold,
+                                 m_options.threadCount, m_options.stop);
+        }
         WorkerThreads threads(m_options.threadCount, [this](WorkerThreads&) { work(); });
         while (!threads.waitFor(kProgressInterval)) {
             if (m_options.progress) {
@@ -59,7 +70,7 @@ public:
         if (m_options.progress) {
             m_options.progress(all, all);
         }
-        return {collect(), m_comparedPairs};
+        return {collect(), m_comparedPairs, m_comparedPairs - m_ruledOutPairs};
     }
 
 private:
@@ -70,16 +81,44 @@ private:
                                   : static_cast<qsizetype>(m_firstOrder.positions().size());
     }
 
+    /** Whether records have enough others of their duration, as far as a sample tells. */
+    bool isBoundWorthIt() const
+    {
+        if (!m_options.boundFirst || m_everyPairMatches ||
+            m_options.threshold > kLargestSimilarity) {
+            return false;
+        }
+        const DurationOrder::Positions records = m_firstOrder.positions();
+        const std::size_t step = records.size() / kSampledRecords + 1;
+        qint64 sampled = 0;
+        qint64 comparable = 0;
+        for (std::size_t at = 0; at < records.size(); at += step) {
+            ++sampled;
+            for (const DurationOrder::Positions run : comparableTo(records[at])) {
+                comparable += std::ssize(run);
+            }
+        }
+        return comparable > sampled * kLeastPairsPerRecord;
+    }
+
+    std::array<DurationOrder::Positions, 3> comparableTo(int i) const
+    {
+        return m_secondOrder.comparableTo(std::get<2>(m_first.at(i)));
+    }
+
     void work()
     {
+        TileBound bound(m_boundIndex ? &*m_boundIndex : nullptr, m_options.threshold);
         qint64 comparedPairs = 0;
         for (qsizetype next = m_next.fetch_add(kTileRecords);
              next < recordCount() && !m_options.stop.stop_requested();
              next = m_next.fetch_add(kTileRecords)) {
             const qsizetype end = std::min(next + kTileRecords, recordCount());
             if (!m_everyPairMatches) {
-                comparedPairs += compareWithComparable(m_firstOrder.positions().subspan(
-                    static_cast<std::size_t>(next), static_cast<std::size_t>(end - next)));
+                comparedPairs += compareWithComparable(
+                    m_firstOrder.positions().subspan(static_cast<std::size_t>(next),
+                                                     static_cast<std::size_t>(end - next)),
+                    bound);
                 continue;
             }
             for (qsizetype i = next; i < end; ++i) {
@@ -87,6 +126,7 @@ private:
             }
         }
         m_comparedPairs += comparedPairs;
+        m_ruledOutPairs += bound.ruledOutPairs();
     }
 
     qint64 compareWithAll(int i)
@@ -107,16 +147,21 @@ private:
      * comparable to them: a few of these with the whole tile, then the next few. So both lie in the
      * processor's cache, where a collection does not.
      */
-    qint64 compareWithComparable(DurationOrder::Positions tile)
+    qint64 compareWithComparable(DurationOrder::Positions tile, TileBound& bound)
     {
-        qint64 comparedPairs = 0;
-        const std::size_t runs = m_secondOrder.comparableTo(0).size();
-        for (std::size_t run = 0; run < runs; ++run) {
-            std::vector<DurationOrder::Positions> comparable;
-            for (const int i : tile) {
-                comparable.push_back(m_secondOrder.comparableTo(std::get<2>(m_first.at(i)))[run]);
+        std::array<std::vector<DurationOrder::Positions>, 3> comparable;
+        qint64 allPairs = 0;
+        for (const int i : tile) {
+            const std::array<DurationOrder::Positions, 3> runs = comparableTo(i);
+            for (std::size_t run = 0; run < runs.size(); ++run) {
+                comparable[run].push_back(runs[run]);
+                allPairs += std::ssize(runs[run]);
             }
-            comparedPairs += compareInChunks(tile, comparable);
+        }
+        bound.enter(m_first, tile, m_withinOneList ? allPairs / 2 : allPairs);
+        qint64 comparedPairs = 0;
+        for (const std::vector<DurationOrder::Positions>& runs : comparable) {
+            comparedPairs += compareInChunks(tile, runs, bound);
         }
         for (const int i : tile) {
             std::vector<Match>& matches = m_matches[static_cast<std::size_t>(i)];
@@ -129,7 +174,8 @@ private:
 
     /** Compares each record at \a tile with those at its own run of \a comparable. */
     qint64 compareInChunks(DurationOrder::Positions tile,
-                           const std::vector<DurationOrder::Positions>& comparable)
+                           const std::vector<DurationOrder::Positions>& comparable,
+                           TileBound& bound)
     {
         const int* const all = m_secondOrder.positions().data();
         std::ptrdiff_t first = std::numeric_limits<std::ptrdiff_t>::max();
@@ -150,7 +196,9 @@ private:
                 const std::ptrdiff_t end = begin + std::ssize(comparable[k]);
                 for (std::ptrdiff_t at = std::max(chunk, begin);
                      at < std::min<std::ptrdiff_t>(chunk + kTileRecords, end); ++at) {
-                    comparedPairs += compareOne(tile[k], all[at]);
+                    comparedPairs += compareOne(tile[k], all[at], [&] {
+                        return bound.rulesOut(k, static_cast<std::size_t>(at));
+                    });
                 }
             }
             if (m_options.stop.stop_requested()) {
@@ -160,11 +208,14 @@ private:
         return comparedPairs;
     }
 
-    /** Compares one pair, unless it is another's; returns how many that made. */
-    int compareOne(int i, int j)
+    /** Compares one pair, unless it is another's or \a isRuledOut; returns how many that made. */
+    template <typename Question> int compareOne(int i, int j, const Question& isRuledOut)
     {
         if (m_withinOneList && j <= i) {
             return 0;
+        }
+        if (isRuledOut()) {
+            return 1;
         }
         const int similarity =
             similarityAtLeast(std::get<1>(m_first.at(i)), std::get<1>(m_second.at(j)));
@@ -202,10 +253,12 @@ private:
     const DurationOrder m_firstOrder;
     const DurationOrder m_secondOrder;
     const bool m_everyPairMatches;
+    std::optional<BoundIndex> m_boundIndex; ///< Of m_secondOrder, where it is worth it.
     /** For each record of the first list; written by the one thread that took the record. */
     std::vector<std::vector<Match>> m_matches;
     std::atomic<qsizetype> m_next = 0;
     std::atomic<qint64> m_comparedPairs = 0;
+    std::atomic<qint64> m_ruledOutPairs = 0;
 };
 
 } // namespace

@@ -21,6 +21,8 @@ struct ComparisonOptions
     std::function<void(qsizetype done, qsizetype all)> progress;
     /** A requested stop is answered between two pairs. */
     std::stop_token stop;
+    /** Whether pairs are ruled out by a bound first. The result is the same; tests look. */
+    bool boundFirst = true;
 };
 
 /** What a comparison found. */
@@ -30,6 +32,8 @@ struct Comparison
     DuplicateMap duplicates;
     /** How many pairs of fingerprints were compared; the others were ruled out by durations. */
     qint64 comparedPairs = 0;
+    /** How many of these the bound did not rule out. */
+    qint64 scannedPairs = 0;
 };
 
 /**

@@ -1,4 +1,5 @@
 #include "compare/comparisonworklist.h"
+#include "compare/errorsoutside.h"
 #include "compare/similaritykernels.h"
 #include "support/addressspacelimit.h"
 #include "support/finishedruns.h"
@@ -33,6 +34,7 @@ constexpr compare::SimilarityKernel kFailingKernel = {
         ++failures;
         throw std::bad_alloc();
     },
+    &compare::errorsOutsidePortable,
 };
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "compare/boundedsimilarity.h"
+#include "compare/errorsoutside.h"
 #include "compare/similarity.h"
 #include "compare/similaritykernels.h"
 
@@ -50,8 +51,8 @@ void countWords(const std::uint32_t* first, std::size_t firstCount, const std::u
     compare::kTableKernel.addErrors(first, firstCount, second, secondCount, errors);
 }
 
-constexpr compare::SimilarityKernel kCountingKernel = {"counting", [] { return true; },
-                                                       &countWords};
+constexpr compare::SimilarityKernel kCountingKernel = {"counting", [] { return true; }, &countWords,
+                                                       &compare::errorsOutsidePortable};
 
 } // namespace
 

@@ -1,4 +1,5 @@
 #include "app/mainwindow.h"
+#include "compare/errorsoutside.h"
 #include "compare/similaritykernels.h"
 #include "search/duplicatesearch.h"
 #include "settings/settingsstore.h"
@@ -91,6 +92,7 @@ constexpr compare::SimilarityKernel kStoppingKernel = {
         }
         compare::kTableKernel.addErrors(first, firstCount, second, secondCount, errors);
     },
+    &compare::errorsOutsidePortable,
 };
 
 /** The number of pairs of fingerprints that durations do not rule out. */
