@@ -16,6 +16,9 @@ constexpr int kLargestPercentage = 100;
 /** More threads than any machine has cores; each reads a file, and files are counted, too. */
 constexpr int kMostThreads = 512;
 
+/** What fits into a number of milliseconds of 31 bits: more than three weeks. */
+constexpr int kLongestSeconds = 2'000'000;
+
 constexpr auto kUsage = "Usage: quorvel-cli [options] FOLDER...";
 
 /** Something that the command line must not say. */
@@ -46,8 +49,8 @@ public:
         m_parser.setApplicationDescription(QStringLiteral(
             "Finds duplicate audio files by how they sound. Nothing is changed: the duplicates "
             "are listed."));
-        m_parser.addOptions({against, threshold, jobs, format, output, pairs, store, quiet, verbose,
-                             help, version});
+        m_parser.addOptions({against, threshold, minDuration, jobs, format, output, pairs, store,
+                             quiet, verbose, help, version});
         m_parser.addPositionalArgument(QStringLiteral("FOLDER"),
                                        QStringLiteral("A folder to search, with all below it."),
                                        QStringLiteral("FOLDER..."));
@@ -84,6 +87,9 @@ private:
         }
         if (m_parser.isSet(threshold)) {
             options.threshold = number(threshold, 0, kLargestPercentage);
+        }
+        if (m_parser.isSet(minDuration)) {
+            options.leastDuration = number(minDuration, 0, kLongestSeconds);
         }
         options.threadCount =
             m_parser.isSet(jobs) ? number(jobs, 1, kMostThreads) : QThread::idealThreadCount();
@@ -157,6 +163,11 @@ private:
                "The least similarity of a duplicate, 0 to 100. Without it, what the settings of "
                "the program with the window say, and 70 where they say nothing.",
                "PERCENT");
+    const QCommandLineOption minDuration =
+        option({QStringLiteral("min-duration")},
+               "Leave out files that are shorter: those of less than half a minute can be alike by "
+               "chance.",
+               "SECONDS");
     const QCommandLineOption jobs =
         option({QStringLiteral("j"), QStringLiteral("jobs")},
                "How many threads to use; as many as suit the machine without it.", "N");

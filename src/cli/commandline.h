@@ -27,6 +27,8 @@ struct Options
     Format format = Format::Tree;
     /** Empty: standard output. */
     QString outputFile;
+    /** In seconds; no value: files of any length. */
+    std::optional<int> leastDuration;
     bool allPairs = false;
     /** Empty: none. */
     QString storeFile;

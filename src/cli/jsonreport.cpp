@@ -35,15 +35,21 @@ QJsonObject groupObject(const QString& reference, const DuplicateMap::mapped_typ
 
 QJsonObject headOf(const Report& report)
 {
-    return {{QStringLiteral("version"), kFormatVersion},
-            {QStringLiteral("mode"), report.betweenGroups ? QStringLiteral("Between groups")
-                                                          : QStringLiteral("Within group")},
-            {QStringLiteral("threshold"), report.threshold},
-            {QStringLiteral("counts"),
-             QJsonObject{{QStringLiteral("files"), report.fileCount},
-                         {QStringLiteral("failures"), report.failures.size()},
-                         {QStringLiteral("groups"), report.duplicates.size()},
-                         {QStringLiteral("duplicates"), report.duplicateCount()}}}};
+    QJsonObject head{{QStringLiteral("version"), kFormatVersion},
+                     {QStringLiteral("mode"), report.betweenGroups
+                                                  ? QStringLiteral("Between groups")
+                                                  : QStringLiteral("Within group")},
+                     {QStringLiteral("threshold"), report.threshold}};
+    QJsonObject counts{{QStringLiteral("files"), report.fileCount},
+                       {QStringLiteral("failures"), report.failures.size()},
+                       {QStringLiteral("groups"), report.duplicates.size()},
+                       {QStringLiteral("duplicates"), report.duplicateCount()}};
+    if (report.leastDuration) {
+        head.insert(QStringLiteral("minDurationSeconds"), *report.leastDuration);
+        counts.insert(QStringLiteral("tooShort"), report.tooShortCount);
+    }
+    head.insert(QStringLiteral("counts"), counts);
+    return head;
 }
 
 QByteArray text(const QJsonObject& object)

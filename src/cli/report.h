@@ -10,6 +10,7 @@
 #include <QList>
 #include <QString>
 
+#include <optional>
 #include <stop_token>
 #include <utility>
 
@@ -26,6 +27,9 @@ struct Report
     /** Of all files compared. */
     AudioInfoMap audioInfo;
     QList<search::FailedFile> failures;
+    /** In seconds; what is shorter was left out. No value: files of any length were compared. */
+    std::optional<int> leastDuration;
+    qsizetype tooShortCount = 0;
 
     /** The number of entries of all keys. */
     qsizetype duplicateCount() const;

@@ -84,6 +84,7 @@ public:
     {
         m_report.betweenGroups = !options.against.isEmpty();
         m_report.threshold = chosenThreshold(options);
+        m_report.leastDuration = options.leastDuration;
     }
 
     int run()
@@ -205,8 +206,8 @@ private:
             return;
         }
         m_report.failures = collection.failures;
-        const auto first = collection.records.mid(0, files.first.size());
-        const auto second = collection.records.mid(files.first.size());
+        const auto first = longEnough(collection.records.mid(0, files.first.size()));
+        const auto second = longEnough(collection.records.mid(files.first.size()));
         m_report.audioInfo = compare::buildAudioInfoMap(first, second);
 
         m_progress.show(QStringLiteral("Comparing: 0 of %1 files").arg(m_report.fileCount));
@@ -216,6 +217,19 @@ private:
                                        ? search::compareBetween(first, second, options).duplicates
                                        : search::compareWithin(first, options).duplicates;
         m_report.duplicates = m_options.allPairs ? found : results::filterForDisplay(found);
+    }
+
+    /** Without the records that are too short; what states no length is taken for long enough. */
+    QList<FingerprintRecord> longEnough(QList<FingerprintRecord> records)
+    {
+        if (m_options.leastDuration) {
+            m_report.tooShortCount += records.removeIf([this](const FingerprintRecord& record) {
+                const auto& [path, words, durationMs, sampleRateHz, channels] = record;
+                return !words.isEmpty() && durationMs >= 0 &&
+                       durationMs < qint64{1000} * *m_options.leastDuration;
+            });
+        }
+        return records;
     }
 
     search::Collection fingerprint(const fingerprint::FileLists& files,

@@ -29,9 +29,14 @@ bool writeTree(ReportSink& sink, const Report& report)
             return false;
         }
     }
-    const QString end = QStringLiteral("%1\nFiles that could not be read as audio: %2\n")
-                            .arg(results::duplicateCountText(report.duplicateCount()))
-                            .arg(report.failures.size());
+    QString end = QStringLiteral("%1\nFiles that could not be read as audio: %2\n")
+                      .arg(results::duplicateCountText(report.duplicateCount()))
+                      .arg(report.failures.size());
+    if (report.leastDuration) {
+        end += QStringLiteral("Files shorter than %1 s that were left out: %2\n")
+                   .arg(*report.leastDuration)
+                   .arg(report.tooShortCount);
+    }
     return sink.write(end.toUtf8());
 }
 

@@ -64,7 +64,7 @@ void TestCommandLine::foldersAloneTakeTheDefaults()
     QCOMPARE(line.request, CommandLine::Request::Search);
     QCOMPARE(line.options.folders, QStringList({QStringLiteral("one"), QStringLiteral("two")}));
     QVERIFY(line.options.against.isEmpty());
-    QVERIFY(!line.options.threshold);
+    QVERIFY(!line.options.threshold && !line.options.leastDuration);
     QCOMPARE(line.options.threadCount, QThread::idealThreadCount());
     QCOMPARE(line.options.format, Format::Tree);
     QVERIFY(line.options.outputFile.isEmpty() && line.options.storeFile.isEmpty());
@@ -75,12 +75,12 @@ void TestCommandLine::everyOptionHasItsShortAndLongName_data()
 {
     QTest::addColumn<QString>("arguments");
     QTest::newRow("short") << QStringLiteral(
-        "-b other -t 55 -j 3 -f csv -o out --pairs --store db -q -v one");
-    QTest::newRow("long") << QStringLiteral(
-        "--against other --threshold 55 --jobs 3 --format csv --output out --pairs --store db "
-        "--quiet --verbose one");
+        "-b other -t 55 --min-duration 8 -j 3 -f csv -o out --pairs --store db -q -v one");
+    QTest::newRow("long") << QStringLiteral("--against other --threshold 55 --min-duration 8 "
+                                            "--jobs 3 --format csv --output out --pairs "
+                                            "--store db --quiet --verbose one");
     QTest::newRow("joined") << QStringLiteral(
-        "one -bother -t55 --jobs=3 -fcsv --output=out --pairs --store=db -qv");
+        "one -bother -t55 --min-duration=8 --jobs=3 -fcsv --output=out --pairs --store=db -qv");
 }
 
 void TestCommandLine::everyOptionHasItsShortAndLongName()
@@ -92,6 +92,7 @@ void TestCommandLine::everyOptionHasItsShortAndLongName()
     QCOMPARE(options.folders, QStringList(QStringLiteral("one")));
     QCOMPARE(options.against, QStringList(QStringLiteral("other")));
     QCOMPARE(options.threshold, std::optional(55));
+    QCOMPARE(options.leastDuration, std::optional(8));
     QCOMPARE(options.threadCount, 3);
     QCOMPARE(options.format, Format::Csv);
     QCOMPARE(options.outputFile, QStringLiteral("out"));
@@ -130,6 +131,11 @@ void TestCommandLine::wrongUsageIsToldWithTheUsageLine_data()
         << QStringLiteral("--\x1b[2Jcolour one") << QStringLiteral("Unknown option '?[2Jcolour'.");
     QTest::newRow("no value") << QStringLiteral("one -t")
                               << QStringLiteral("Missing value after '-t'.");
+    const QString seconds =
+        QStringLiteral("--min-duration takes a whole number from 0 to 2000000.");
+    QTest::newRow("shorter than nothing") << QStringLiteral("--min-duration -1 one") << seconds;
+    QTest::newRow("longer than anything")
+        << QStringLiteral("--min-duration 2000001 one") << seconds;
     QTest::newRow("above 100") << QStringLiteral("-t 101 one") << percent;
     QTest::newRow("negative") << QStringLiteral("-t -1 one") << percent;
     QTest::newRow("fraction") << QStringLiteral("-t 70.5 one") << percent;
@@ -173,7 +179,7 @@ void TestCommandLine::manualPageAndCompletionNameEveryOption()
     const QString manual = contentOf("docs/quorvel-cli.1");
     const QString completion = contentOf("packaging/quorvel-cli.bash");
     const QStringList options = optionsOfTheHelp();
-    QCOMPARE(options.size(), 11);
+    QCOMPARE(options.size(), 12);
     for (const QString& option : options) {
         // The macro puts the first of the two dashes.
         QVERIFY2(manual.contains(QLatin1String("Fl ") + option.mid(1)), qPrintable(option));

@@ -63,6 +63,8 @@ private Q_SLOTS:
     void sameRunGivesTheSameBytes();
     void jsonFollowsItsSchema_data();
     void jsonFollowsItsSchema();
+    void shortFilesAreLeftOutOnRequest_data();
+    void shortFilesAreLeftOutOnRequest();
     void writtenFileIsWhatStandardOutputGets();
     void wrongUsageExitsWithTwo();
     void missingFolderExitsWithOneAfterTheRest_data();
@@ -141,6 +143,43 @@ void TestQuorvelCli::jsonFollowsItsSchema()
     const bool nothing = QTest::currentDataTag() == QByteArray("nothing found");
     QCOMPARE(counts[QStringLiteral("duplicates")].toInt() > 0, !nothing);
     QCOMPARE(counts[QStringLiteral("failures")].toInt(), nothing ? 0 : 1);
+}
+
+void TestQuorvelCli::shortFilesAreLeftOutOnRequest_data()
+{
+    QTest::addColumn<int>("seconds");
+    QTest::addColumn<int>("tooShort");
+    QTest::newRow("shorter than all") << 0 << 0;
+    QTest::newRow("as long as they are") << 10 << 0;
+    QTest::newRow("longer than some") << 11 << 2;
+    QTest::newRow("longer than all") << 13 << 3;
+}
+
+void TestQuorvelCli::shortFilesAreLeftOutOnRequest()
+{
+    QFETCH(const int, seconds);
+    QFETCH(const int, tooShort);
+    // Three files of one piece, of which two play for exactly ten seconds.
+    testmedia::Tune tune{.seed = 40, .seconds = 10.0};
+    media->makeTune(QStringLiteral("lengths/a.wav"), tune);
+    media->makeTune(QStringLiteral("lengths/b.wav"), tune);
+    tune.seconds = 12.0;
+    media->makeTune(QStringLiteral("lengths/c.wav"), tune);
+    media->write(QStringLiteral("lengths/broken.wav"), "no audio");
+    const QStringList arguments{media->filePath(QStringLiteral("lengths")),
+                                QStringLiteral("--min-duration"), QString::number(seconds)};
+    const CliRun run = runCli(arguments + QStringList{QStringLiteral("-fjson")});
+    QCOMPARE(schemaObjection(run.output), QByteArray());
+    const QJsonObject counts = run.json()[QStringLiteral("counts")].toObject();
+    QCOMPARE(run.json()[QStringLiteral("minDurationSeconds")].toInt(-1), seconds);
+    QCOMPARE(counts[QStringLiteral("tooShort")].toInt(-1), tooShort);
+    QCOMPARE(counts[QStringLiteral("failures")].toInt(), 1);
+    QCOMPARE(counts[QStringLiteral("duplicates")].toInt(), tooShort == 0 ? 2 : 0);
+    QVERIFY(runCli(arguments).output.endsWith(
+        QStringLiteral("Files shorter than %1 s that were left out: %2\n")
+            .arg(seconds)
+            .arg(tooShort)
+            .toUtf8()));
 }
 
 void TestQuorvelCli::writtenFileIsWhatStandardOutputGets()
