@@ -2,10 +2,12 @@
 // anything but the material: seeded records that are spliced together from the music of a folder,
 // with the errors of its re-encodings (tests/support/recordmix.h).
 //
-//   comparison_benchmark [--scan] MIX RECORDS [THREADS [THRESHOLD [FOLDER]]]
+//   comparison_benchmark [--scan] [--kernel NAME] MIX RECORDS [THREADS [THRESHOLD [FOLDER]]]
 //
-// MIX is songs, radio, effects or noise; without FOLDER it is noise. --kernel NAME takes another
-// kernel than the fastest.
+// MIX is songs, radio, effects or noise; without FOLDER it is noise. The mix "tracks" is the music
+// of FOLDER itself, whatever RECORDS is, all of it given one length, so that all pairs are
+// compared: it shows how many the bound rules out of real ones. --scan does without the bound, and
+// --kernel takes another kernel than the fastest.
 
 #include "compare/similaritykernels.h"
 #include "fingerprint/audiofilediscovery.h"
@@ -24,11 +26,21 @@
 
 namespace {
 
-recordmix::Material materialIn(const QString& folder)
+QList<FingerprintRecord> recordsIn(const QString& folder)
 {
     const QStringList files =
         folder.isEmpty() ? QStringList() : fingerprint::findAudioFiles({folder});
-    return recordmix::materialOf(search::fingerprintFiles(files, {2, nullptr, {}, {}}).records);
+    return search::fingerprintFiles(files, {2, nullptr, {}, {}}).records;
+}
+
+QList<FingerprintRecord> tracksIn(const QString& folder)
+{
+    constexpr int kOneLengthMs = 180000;
+    QList<FingerprintRecord> records = recordsIn(folder);
+    for (FingerprintRecord& record : records) {
+        std::get<2>(record) = kOneLengthMs;
+    }
+    return records;
 }
 
 long peakMemoryMib()
@@ -57,7 +69,7 @@ int main(int argc, char** argv)
     QCommandLineParser parser;
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("MIX"),
-                                 QStringLiteral("songs, radio, effects or noise"));
+                                 QStringLiteral("songs, radio, effects, noise or tracks"));
     parser.addPositionalArgument(QStringLiteral("RECORDS"), QStringLiteral("how many"));
     parser.addPositionalArgument(QStringLiteral("THREADS"), QStringLiteral("1"));
     parser.addPositionalArgument(QStringLiteral("THRESHOLD"), QStringLiteral("70"));
@@ -73,17 +85,20 @@ int main(int argc, char** argv)
         {QStringLiteral("effects"), recordmix::Mix::Effects},
         {QStringLiteral("noise"), recordmix::Mix::Noise}};
     const auto mix = mixes.find(arguments.value(0));
-    const int count = arguments.value(1).toInt();
     const int threadCount = arguments.value(2, QStringLiteral("1")).toInt();
     const int threshold = arguments.value(3, QStringLiteral("70")).toInt();
-    if (mix == mixes.end() || count <= 0 ||
+    const bool isTracks = arguments.value(0) == u"tracks";
+    if ((mix == mixes.end() && !isTracks) || arguments.value(1).toInt() <= 0 ||
         (parser.isSet(QStringLiteral("kernel")) &&
          !chooseKernel(parser.value(QStringLiteral("kernel"))))) {
         parser.showHelp(2);
     }
 
     const QList<FingerprintRecord> records =
-        recordmix::makeRecords(count, mix->second, materialIn(arguments.value(4)), 1);
+        isTracks ? tracksIn(arguments.value(4))
+                 : recordmix::makeRecords(arguments.at(1).toInt(), mix->second,
+                                          recordmix::materialOf(recordsIn(arguments.value(4))), 1);
+    const auto count = static_cast<double>(records.size());
     const long memoryBefore = peakMemoryMib();
     QElapsedTimer timer;
     timer.start();
@@ -104,7 +119,7 @@ int main(int argc, char** argv)
     std::printf("%s, kernel %s, threshold %d, threads %d%s\n", qPrintable(arguments.at(0)),
                 compare::similarityKernel().name, threshold, threadCount,
                 options.boundFirst ? "" : ", without the bound");
-    std::printf("records                %d\n", count);
+    std::printf("records                %.0f\n", count);
     std::printf("duplicates found       %lld\n", static_cast<long long>(duplicates));
     std::printf("pairs compared of all  %.0f of %.0f (%.2f %%)\n", compared, allPairs,
                 100.0 * compared / allPairs);
