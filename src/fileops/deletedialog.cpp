@@ -3,6 +3,7 @@
 #include "app/returnkey.h"
 #include "app/whenfinished.h"
 #include "fileops/fileworkers.h"
+#include "fileops/keptfiles.h"
 #include "fileops/rowdelegate.h"
 #include "fileops/unlessstopped.h"
 #include "ui_deletedialog.h"
@@ -59,6 +60,23 @@ void holdBack(QListWidgetItem* item, const QString& reason)
         QStringLiteral("<p style='white-space:pre-wrap'>%1</p>").arg(reason.toHtmlEscaped()));
 }
 
+QString referenceOf(const QListWidgetItem* item)
+{
+    return item->data(ReferenceRole).toString();
+}
+
+QString otherNameReason(const QString& file)
+{
+    return deleteDialog::tr("Another name of %1: it is the same file").arg(file);
+}
+
+QString tickedReason(const QString& reference)
+{
+    return deleteDialog::tr("Its reference %1 is ticked under another name: this would be the only "
+                            "copy")
+        .arg(reference);
+}
+
 QString missingReason(const QString& reference)
 {
     return deleteDialog::tr("Its reference %1 is missing: this may be the only copy")
@@ -72,8 +90,7 @@ QListWidgetItem* newRow(const DuplicateRow& row)
     item->setCheckState(Qt::Checked);
     item->setData(ReferenceRole, row.reference);
     if (!row.sameFileAs.isEmpty()) {
-        holdBack(item,
-                 deleteDialog::tr("Another name of %1: it is the same file").arg(row.sameFileAs));
+        holdBack(item, otherNameReason(row.sameFileAs));
     } else if (!row.isReferenceThere) {
         holdBack(item, missingReason(row.reference));
     }
@@ -161,13 +178,16 @@ void deleteDialog::on_chooseDirButton_clicked()
 
 void deleteDialog::on_deleteButton_clicked()
 {
-    holdBackRowsWithoutReference();
+    holdBackWhatWouldBeLost();
     start(markedPaths(), &deleteDialog::deleteFile, tr(" files deleted"), Rows::RemoveVanished);
 }
 
 void deleteDialog::on_moveButton_clicked()
 {
-    holdBackRowsWithoutReference();
+    if (ui->dirLabel->text().isEmpty()) {
+        return;
+    }
+    holdBackWhatWouldBeLost();
     start(markedWithDestinations(QStringLiteral("-moved-")), &deleteDialog::moveFile,
           tr(" files moved"), Rows::RemoveVanished);
 }
@@ -233,27 +253,64 @@ void deleteDialog::tickAll(Qt::CheckState state)
     }
 }
 
-/**
- * A reference can go while the dialog is open: by another program, or because one of its other
- * names was ticked by hand. Ticks that were set for its duplicates until then no longer count.
- */
+/** A reference can go while the dialog is open. Its duplicates are not ticked any more then. */
 void deleteDialog::holdBackRowsWithoutReference()
 {
-    const QScopedValueRollback guard(ticking, true);
     QHash<QString, bool> isThere;
-    bool changed = false;
-    for (int row = kFirstFileRow; row < ui->filesList->count(); ++row) {
-        QListWidgetItem* item = ui->filesList->item(row);
-        const QString reference = item->data(ReferenceRole).toString();
-        if (reference.isEmpty() || isHeldBack(item)) {
-            continue;
-        }
+    holdBackIf([&isThere](const QListWidgetItem* item) {
+        const QString reference = referenceOf(item);
         auto known = isThere.constFind(reference);
         if (known == isThere.cend()) {
             known = isThere.insert(reference, QFileInfo(reference).isFile());
         }
-        if (!*known) {
-            holdBack(item, missingReason(reference));
+        return *known ? QString() : missingReason(reference);
+    });
+}
+
+/**
+ * The last look before files go: ticks that the dialog set, or that were set when things were
+ * different, do not count for what would be lost with its reference.
+ */
+void deleteDialog::holdBackWhatWouldBeLost()
+{
+    QStringList references;
+    QStringList tickedByHand;
+    for (int row = kFirstFileRow; row < ui->filesList->count(); ++row) {
+        const QListWidgetItem* item = ui->filesList->item(row);
+        references.append(referenceOf(item));
+        if (isHeldBack(item) && item->checkState() == Qt::Checked) {
+            tickedByHand.append(item->text());
+        }
+    }
+    references.removeDuplicates();
+    fileops::KeptFiles kept(references);
+    fileops::KeptFiles going(tickedByHand);
+    holdBackIf([&kept, &going](const QListWidgetItem* item) {
+        const QString reference = referenceOf(item);
+        const QString sameFileAs = kept.nameOf(item->text());
+        if (!sameFileAs.isEmpty()) {
+            return otherNameReason(sameFileAs);
+        }
+        if (!kept.isThere(reference)) {
+            return missingReason(reference);
+        }
+        return going.nameOf(reference).isEmpty() ? QString() : tickedReason(reference);
+    });
+}
+
+/** Holds back the rows with a reference for which \a reasonFor gives a reason. */
+void deleteDialog::holdBackIf(const std::function<QString(const QListWidgetItem*)>& reasonFor)
+{
+    const QScopedValueRollback guard(ticking, true);
+    bool changed = false;
+    for (int row = kFirstFileRow; row < ui->filesList->count(); ++row) {
+        QListWidgetItem* item = ui->filesList->item(row);
+        if (referenceOf(item).isEmpty() || isHeldBack(item)) {
+            continue;
+        }
+        const QString reason = reasonFor(item);
+        if (!reason.isEmpty()) {
+            holdBack(item, reason);
             changed = true;
         }
     }

@@ -11,6 +11,7 @@
 #include <QStringList>
 #include <QThreadPool>
 
+#include <functional>
 #include <stop_token>
 
 QT_BEGIN_NAMESPACE
@@ -46,8 +47,10 @@ public:
      * unticked, their tooltip gives the reason, and "All" leaves them so; each can be ticked by
      * itself. Without rows the list stays empty.
      *
-     * Before "All" ticks the rows, and before files are deleted or moved, references are looked for
-     * again, and the duplicates of those that have gone meanwhile become such rows.
+     * Before "All" ticks the rows, references are looked for again, and the duplicates of those
+     * that have gone meanwhile become such rows. Before files are deleted or moved, so do those
+     * that have become another name of a reference, and those whose reference is ticked under
+     * another name.
      *
      * The count label and the boxes end as if the rows had been added one by one, at a cost that is
      * linear in their number. Returns the number of ticked rows, "All" not counted.
@@ -97,6 +100,8 @@ private:
     int markedCount() const;
     void tickAll(Qt::CheckState state);
     void holdBackRowsWithoutReference();
+    void holdBackWhatWouldBeLost();
+    void holdBackIf(const std::function<QString(const QListWidgetItem*)>& reasonFor);
     void showMarkedCount();
 
     QList<fileops::SourceAndDestination> markedWithDestinations(const QString& marker) const;

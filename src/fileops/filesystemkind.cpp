@@ -2,6 +2,8 @@
 
 #include <QFile>
 
+#include <optional>
+
 #ifdef Q_OS_LINUX
 #include <linux/magic.h>
 #include <sys/vfs.h>
@@ -55,18 +57,18 @@ FileSystemKind kindOfType(quint32 type)
     }
 }
 
-FileSystemKind kindAt(const QString& path)
+std::optional<FileSystemKind> kindAt(const QString& path)
 {
     struct statfs fileSystem = {};
     if (::statfs(QFile::encodeName(path).constData(), &fileSystem) != 0) {
-        return FileSystemKind::Local;
+        return std::nullopt;
     }
     return kindOfType(static_cast<quint32>(fileSystem.f_type));
 }
 
 #else
 
-FileSystemKind kindAt(const QString& /*path*/)
+std::optional<FileSystemKind> kindAt(const QString& /*path*/)
 {
     return FileSystemKind::Local;
 }
@@ -78,7 +80,14 @@ FileSystemKind kindAt(const QString& /*path*/)
 FileSystemKind FileSystems::kindOf(quint64 device, const QString& path)
 {
     const auto known = m_kinds.constFind(device);
-    return known != m_kinds.cend() ? *known : *m_kinds.insert(device, kindAt(path));
+    if (known != m_kinds.cend()) {
+        return *known;
+    }
+    const std::optional<FileSystemKind> kind = kindAt(path);
+    if (kind) {
+        m_kinds.insert(device, *kind);
+    }
+    return kind.value_or(FileSystemKind::FuseOrNetwork);
 }
 
 } // namespace fileops

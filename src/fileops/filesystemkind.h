@@ -17,8 +17,8 @@ class FileSystems
 {
 public:
     /**
-     * The kind of the file system with the number \a device, on which \a path is; Local where that
-     * cannot be found out. Blocking.
+     * The kind of the file system with the number \a device, on which \a path is. Where that cannot
+     * be found out, it may be any, so it is taken for FuseOrNetwork. Blocking.
      */
     FileSystemKind kindOf(quint64 device, const QString& path);
 

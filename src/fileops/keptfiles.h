@@ -40,12 +40,18 @@ public:
 
 private:
     using Inode = std::pair<quint64, quint64>;       ///< Device and number.
-    using SizeAndSecond = std::pair<qint64, qint64>; ///< And of the modification time.
+    using SizeAndSecond = std::pair<qint64, qint64>; ///< The second of the modification time.
+
+    void add(const FileIdentity& identity);
+    QString sameInode(const FileIdentity& identity) const;
+    QString sameOnOtherDevice(const FileIdentity& identity) const;
+    QString sameInOtherSpelling(const FileIdentity& identity) const;
 
     FileSystems m_fileSystems;
     QSet<QString> m_there;
     QHash<Inode, QString> m_byInode;
-    QMultiHash<SizeAndSecond, FileIdentity> m_bySizeAndSecond;
+    QHash<quint64, QMultiHash<SizeAndSecond, FileIdentity>> m_byDevice;
+    QMultiHash<QString, FileIdentity> m_byCaseFoldedPath;
 };
 
 } // namespace fileops

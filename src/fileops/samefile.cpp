@@ -124,11 +124,13 @@ QString thirdSpelling(const QString& path, const QString& other)
  */
 bool isSpelledTwice(const FileIdentity& first, const FileIdentity& second)
 {
-    if (first.size != second.size || first.modified != second.modified ||
-        first.path == second.path || first.path.compare(second.path, Qt::CaseInsensitive) != 0) {
+    const QString& path = first.resolvedPath;
+    const QString& other = second.resolvedPath;
+    if (first.size != second.size || first.modified != second.modified || path == other ||
+        path.compare(other, Qt::CaseInsensitive) != 0) {
         return false;
     }
-    const std::optional<FileIdentity> third = statusOf(thirdSpelling(first.path, second.path));
+    const std::optional<FileIdentity> third = statusOf(thirdSpelling(path, other));
     return third && third->device == first.device && third->size == first.size &&
            third->modified == first.modified;
 }
@@ -140,6 +142,9 @@ std::optional<FileIdentity> identityOf(const QString& path, FileSystems& fileSys
     std::optional<FileIdentity> identity = statusOf(path);
     if (identity) {
         identity->kind = fileSystems.kindOf(identity->device, path);
+        if (identity->kind == FileSystemKind::FuseOrNetwork) {
+            identity->resolvedPath = QFileInfo(path).canonicalFilePath();
+        }
     }
     return identity;
 }

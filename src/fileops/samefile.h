@@ -29,6 +29,8 @@ struct FileIdentity
     FileTime modified = {};
     FileTime changed = {}; ///< When its content, its attributes or its names changed last.
     FileSystemKind kind = FileSystemKind::Local;
+    /** The path, on a file system of kind FuseOrNetwork without symbolic links in it. */
+    QString resolvedPath = path;
 
     bool hasInode() const
     {
@@ -51,11 +53,15 @@ std::optional<FileIdentity> identityOf(const QString& path, FileSystems& fileSys
  * - The devices differ, at least one of the files is on a file system that shows files of another
  *   one, and size, modification and change time are equal; where both are on such a file system
  *   that may round times (FUSE, network), size and the seconds of the modification time.
- * - The device is the same, the paths differ in letter case only, size and modification time are
- *   equal, and a third spelling leads to such a file as well, so letter case does not count there.
+ * - The device is the same, the resolved paths differ in letter case only, size and modification
+ *   time are equal, and a third spelling leads to such a file as well, so letter case does not
+ * count.
  *
  * Nothing else is: a snapshot, a cloned disk or a copy written in the same instant is another file.
- * Not recognised is a share that is mounted by two protocols of which one makes up its times.
+ * Not recognised are a file system that makes up its times beside the one that it shows (a share
+ * mounted by two protocols, sshfs beside the local folder), a pool that shows one of several files
+ * of the same name (mergerfs) beside another of them, and spellings below a part of a file system
+ * that is mounted by itself.
  *
  * Thread: any thread, blocking (for the third spelling). Reentrant.
  */

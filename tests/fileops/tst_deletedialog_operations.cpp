@@ -57,6 +57,9 @@ private Q_SLOTS:
     void interfaceStaysFreeDuringAnOperation();
     void secondPressRunsAfterTheFirst();
     void secondPressOfDeleteLosesNothingMore();
+    void whatWouldBeLostStays_data();
+    void whatWouldBeLostStays();
+    void emptyDirectoryFieldUnticksNothing();
     void duplicatesOfAReferenceThatHasGoneStay_data();
     void duplicatesOfAReferenceThatHasGoneStay();
     void manyVanishedRowsAreRemoved();
@@ -497,6 +500,57 @@ void DeleteDialogOperationsTest::secondPressOfDeleteLosesNothingMore()
     waitForLabel(fixture, u"0 files deleted"_qs);
     QCOMPARE(fixture.rows().size(), 200);
     QCOMPARE(entries(path(u"x"_qs)).size(), 200);
+}
+
+void DeleteDialogOperationsTest::whatWouldBeLostStays_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<bool>("replaced");
+    for (const QString& operation : {u"delete"_qs, u"move"_qs}) {
+        QTest::addRow("%s, reference ticked under another name", qPrintable(operation))
+            << operation << false;
+        QTest::addRow("%s, reference replaced by a link to it", qPrintable(operation))
+            << operation << true;
+    }
+}
+
+void DeleteDialogOperationsTest::whatWouldBeLostStays()
+{
+    QFETCH(const QString, operation);
+    QFETCH(const bool, replaced);
+    const QStringList files = makeFiles(2);
+    QVERIFY(QFile::link(path(u"x"_qs), path(u"link"_qs)));
+    const QString otherName = path(u"link/00001.mp3"_qs);
+    DialogFixture fixture(operation);
+    fixture.dialog()->addRows(
+        {{otherName, files.at(0), files.at(0)}, {files.at(1), {}, files.at(0)}});
+    fixture.directory()->setText(target());
+    if (replaced) {
+        QVERIFY(QFile::remove(files.at(0)));
+        QVERIFY(QFile::link(files.at(1), files.at(0)));
+    } else {
+        fixture.setTicked(1, true);
+    }
+    fixture.start();
+    fixture.waitForIdle();
+    QVERIFY(fixture.rows().contains(u"[ ] "_qs + files.at(1)));
+    QVERIFY(QFile::exists(files.at(1)));
+    QCOMPARE(QFile::exists(otherName), replaced);
+    // Ticked once more, by hand, it goes.
+    fixture.setTicked(fixture.list()->count() - 1, true);
+    fixture.start();
+    fixture.waitForIdle();
+    QVERIFY(!QFile::exists(files.at(1)));
+}
+
+void DeleteDialogOperationsTest::emptyDirectoryFieldUnticksNothing()
+{
+    const QStringList files = makeFiles(1);
+    const DialogFixture fixture(u"move"_qs);
+    fixture.dialog()->addRows({{files.at(0), {}, path(u"absent"_qs)}});
+    fixture.start();
+    QCOMPARE(fixture.rows(), QStringList(u"[x] "_qs + files.at(0)));
+    QCOMPARE(fixture.countLabel(), u"1 files marked for move"_qs);
 }
 
 void DeleteDialogOperationsTest::duplicatesOfAReferenceThatHasGoneStay_data()

@@ -1,5 +1,6 @@
 #include "fileops/keptfiles.h"
 #include "fileops/samefile.h"
+#include "results/duplicaterows.h"
 
 #include "filefixture.h"
 
@@ -60,6 +61,7 @@ private:
     QString mountBy(const QString& way);
     QString mountOverlay();
     QString mountExfat();
+    static void requireThatPressesLeaveAFile(const QString& first, const QString& second);
 
     std::unique_ptr<filefixture::SecondFileSystem> m_mounts; ///< Of this process alone.
     std::unique_ptr<QTemporaryDir> m_directory;
@@ -188,6 +190,30 @@ void MountedTwiceTest::fileIsRecognised()
     QCOMPARE(kept.nameOf(path(second + u"y.mp3"_qs)), QString());
     fileops::KeptFiles other({path(second + u"x.mp3"_qs)});
     QCOMPARE(other.nameOf(path(first + u"x.mp3"_qs)), path(second + u"x.mp3"_qs));
+    // Through a link as well.
+    QVERIFY(QFile::link(path(second), path(u"link"_qs)));
+    QCOMPARE(kept.nameOf(path(u"link/x.mp3"_qs)), path(first + u"x.mp3"_qs));
+    QCOMPARE(other.nameOf(path(u"link/x.mp3"_qs)), path(second + u"x.mp3"_qs));
+    requireThatPressesLeaveAFile(path(first), path(second));
+}
+
+/** Both files of a folder, alike, under both names, in the map that a search within a group makes.
+ */
+void MountedTwiceTest::requireThatPressesLeaveAFile(const QString& first, const QString& second)
+{
+    const DuplicateMap duplicates = {
+        {first + u"x.mp3"_qs, {{second + u"x.mp3"_qs, 100}, {second + u"y.mp3"_qs, 100}}},
+        {second + u"x.mp3"_qs, {{first + u"y.mp3"_qs, 100}}}};
+    for (int press = 0; press < 3; ++press) {
+        for (const DuplicateRow& row : results::duplicateRows(duplicates)) {
+            if (row.sameFileAs.isEmpty() && row.isReferenceThere) {
+                QFile::remove(row.path);
+            }
+        }
+    }
+    QVERIFY(QFile::exists(first + u"x.mp3"_qs));
+    QVERIFY(QFile::exists(second + u"x.mp3"_qs));
+    QVERIFY(!QFile::exists(second + u"y.mp3"_qs));
 }
 
 void MountedTwiceTest::hardLinksBelowAFolderMountedTwiceAreOneFile()
@@ -196,6 +222,13 @@ void MountedTwiceTest::hardLinksBelowAFolderMountedTwiceAreOneFile()
     QCOMPARE(mountBy(u"bind"_qs), QString());
     QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"shown/x.mp3"_qs)));
     QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"shown/z.mp3"_qs)));
+    const QList<DuplicateRow> rows = results::duplicateRows(
+        {{path(u"music/x.mp3"_qs),
+          {{path(u"shown/x.mp3"_qs), 100}, {path(u"shown/z.mp3"_qs), 100}}}});
+    QCOMPARE(rows.size(), 2);
+    for (const DuplicateRow& row : rows) {
+        QCOMPARE(row.sameFileAs, path(u"music/x.mp3"_qs));
+    }
 }
 
 QTEST_GUILESS_MAIN(MountedTwiceTest)

@@ -3,6 +3,7 @@
 #include "campaign.h"
 
 #include <QFile>
+#include <QSet>
 
 #include <sched.h>
 #include <sys/mount.h>
@@ -155,15 +156,19 @@ void LinkedTree::removeAny(Random& random) const
     ::unlink(anyOf(m_files, random).constData());
 }
 
-QSet<char> LinkedTree::recordings() const
+QHash<char, int> LinkedTree::recordings() const
 {
-    QSet<char> letters;
+    QSet<std::pair<quint64, quint64>> inodes;
+    QHash<char, int> files;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(m_root.toStdString())) {
-        if (entry.symlink_status().type() == std::filesystem::file_type::regular) {
-            letters.insert(recordingAt(QFile::decodeName(entry.path().c_str())));
+        struct stat status = {};
+        if (::lstat(entry.path().c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+            !inodes.contains({status.st_dev, status.st_ino})) {
+            inodes.insert({status.st_dev, status.st_ino});
+            ++files[recordingAt(QFile::decodeName(entry.path().c_str()))];
         }
     }
-    return letters;
+    return files;
 }
 
 } // namespace fuzz

@@ -4,7 +4,7 @@
 
 #include <QByteArray>
 #include <QByteArrayList>
-#include <QSet>
+#include <QHash>
 #include <QString>
 #include <QStringList>
 
@@ -30,8 +30,8 @@ public:
     QStringList someFolders(Random& random) const;
     /** Removes a file or link, as a person may do meanwhile. */
     void removeAny(Random& random) const;
-    /** The letters of the recordings that have a file in the tree. */
-    QSet<char> recordings() const;
+    /** How many files, whatever their names, each recording has in the tree, by its letter. */
+    QHash<char, int> recordings() const;
     /** Whether no two paths in the tree lead to one file. */
     bool isPlain() const
     {
