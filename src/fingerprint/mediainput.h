@@ -68,8 +68,9 @@ int findStreamInfo(AVFormatContext* context);
  * reaches them: nothing but sound is decoded. The probing then goes on for longer, so that the
  * counts and bit rates by which the best stream is picked can differ. Thus only for files whose
  * pictures are not small, see picturesAreSmall(): transport streams and the like with a film of
- * more than kLargestPicturePixels, or with one whose size its first packets do not tell; and for
- * the standard input, which cannot be read twice.
+ * more than kLargestPicturePixels, or one of H.264 or HEVC in 3840 by 2160 pixels of 10 bits, or
+ * one whose size its first packets do not tell; and for the standard input, which cannot be read
+ * twice.
  */
 int findStreamInfoOfSoundOnly(AVFormatContext* context);
 

@@ -4,6 +4,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/frame.h>
+#include <libavutil/pixdesc.h>
 }
 
 #include <algorithm>
@@ -55,12 +56,44 @@ Context newContext(const AVCodec* decoder, const AVCodecParameters& parameters)
     return context;
 }
 
+/**
+ * How many pictures a decoder may hold: what is referred to by others, at most 16 in these two, and
+ * the one that is decoded and the one that is handed out. Files state how many, and may lie.
+ */
+std::int64_t picturesHeldBy(AVCodecID codec)
+{
+    constexpr std::int64_t kMany = 18;
+    constexpr std::int64_t kSome = 10;
+    constexpr std::int64_t kFew = 4;
+    switch (codec) {
+    case AV_CODEC_ID_H264:
+    case AV_CODEC_ID_HEVC:
+        return kMany;
+    case AV_CODEC_ID_VP8:
+    case AV_CODEC_ID_VP9:
+    case AV_CODEC_ID_AV1:
+        return kSome;
+    default:
+        return kFew;
+    }
+}
+
+/** Bits in memory for each pixel; of an unknown format, those of the largest usual one. */
+int bitsPerPixel(int format)
+{
+    constexpr int kLargestUsual = 48;
+    const AVPixFmtDescriptor* description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+    const int bits = description ? av_get_padded_bits_per_pixel(description) : 0;
+    return bits > 0 ? bits : kLargestUsual;
+}
+
 /** One stream of pictures. */
 class Film
 {
 public:
     explicit Film(const AVCodecParameters& parameters)
-        : decoder(avcodec_find_decoder(parameters.codec_id))
+        : picturesHeld(picturesHeldBy(parameters.codec_id))
+        , decoder(avcodec_find_decoder(parameters.codec_id))
         , parser(av_parser_init(parameters.codec_id))
         , parsing(newContext(nullptr, parameters))
         , decoding(decoder ? newContext(decoder, parameters) : nullptr)
@@ -99,6 +132,12 @@ public:
         return parsed > 0 ? parsed : decoded;
     }
 
+    /** Of all pictures that are held at once. */
+    std::int64_t bytes() const
+    {
+        return pixels() * bits / 8 * picturesHeld;
+    }
+
 private:
     void parse(const AVPacket& packet)
     {
@@ -114,6 +153,9 @@ private:
                                             std::pair(parser->width, parser->height),
                                             std::pair(parsing->width, parsing->height)}) {
             parsed = std::max(parsed, std::int64_t{width} * height);
+        }
+        if (parsed > 0) {
+            bits = std::max<std::int64_t>(bits, bitsPerPixel(parser->format));
         }
     }
 
@@ -133,17 +175,20 @@ private:
         }
         if (result >= 0) {
             decoded = std::int64_t{frame->width} * frame->height;
+            bits = std::max<std::int64_t>(bits, bitsPerPixel(frame->format));
         }
         // A failure may be that of a picture beyond the limit, whatever comes after it.
         decoding.reset();
     }
 
+    std::int64_t picturesHeld;
     const AVCodec* decoder;
     Parser parser;
     Context parsing;
     Context decoding;
     std::int64_t parsed = 0;
     std::int64_t decoded = 0;
+    std::int64_t bits = 0;
 };
 
 } // namespace
@@ -175,13 +220,15 @@ bool picturesAreSmall(AVFormatContext* context)
         av_packet_unref(packet.get());
     }
     std::int64_t pixels = 0;
+    std::int64_t heldBytes = 0;
     for (const auto& [key, film] : films) {
         if (!film.isKnown()) {
             return false;
         }
         pixels += film.pixels();
+        heldBytes += film.bytes();
     }
-    return pixels <= kLargestPicturePixels;
+    return pixels <= kLargestPicturePixels && heldBytes <= kMostHeldBytes;
 }
 
 } // namespace chromaprint

@@ -181,18 +181,23 @@ void TestMediaInput::noFileTakesMoreThanAQuarterOfAGigabyte_data()
                                       {matroska::soundBlock(0, QByteArray(120000000, 0))}));
     QByteArray slow = testmedia::wavFile({}, 1, 1);
     slow.replace(40, 4, QByteArray::fromHex("0046C323")); // says 600 MB
-    const auto broadcast = [&](const char* name, const char* size, const char* codec) {
-        const QString path = media.filePath(QString::fromLatin1(name));
-        testmedia::runFfmpeg(
-            QStringList{QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-                        QStringLiteral("testsrc2=s=") + QString::fromLatin1(size),
-                        QStringLiteral("-i"), tune, QStringLiteral("-frames:v"),
-                        QStringLiteral("4"), QStringLiteral("-c:a"), QStringLiteral("copy"),
-                        QStringLiteral("-strict"), QStringLiteral("-2"), QStringLiteral("-c:v"),
-                        QString::fromLatin1(codec)} +
-            fast + QStringList{path});
-        QTest::newRow(name) << path;
-    };
+    const auto broadcast =
+        [&](const char* name, const char* size, const char* codec,
+            const QStringList& arguments = {QStringLiteral("-frames:v"), QStringLiteral("4")}) {
+            const QString path = media.filePath(QString::fromLatin1(name));
+            testmedia::runFfmpeg(
+                QStringList{QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                            QStringLiteral("testsrc2=s=") + QString::fromLatin1(size),
+                            QStringLiteral("-i"), tune, QStringLiteral("-c:a"),
+                            QStringLiteral("copy"), QStringLiteral("-strict"), QStringLiteral("-2"),
+                            QStringLiteral("-c:v"), QString::fromLatin1(codec)} +
+                fast + arguments + QStringList{path});
+            QTest::newRow(name) << path;
+        };
+    broadcast("film of deep colours that refers to 16 pictures.ts", "3840x2160", "libx264",
+              QStringLiteral("-frames:v 20 -g 20 -pix_fmt yuv422p10le -x264-params "
+                             "ref=16:bframes=0:level=6.2:crf=40")
+                  .split(QLatin1Char(' ')));
     broadcast("film of 120 megapixels.ts", "12000x10000", "libx264");
     broadcast("film of 48 megapixels.mpg", "8000x6000", "mpeg2video");
     broadcast("film of 48 megapixels.wtv", "8000x6000", "mpeg2video");

@@ -3,7 +3,10 @@
 #include "campaign.h"
 
 #include <QFile>
+#include <QFileInfo>
+#include <QProcess>
 #include <QSet>
+#include <QStandardPaths>
 
 #include <sched.h>
 #include <sys/mount.h>
@@ -27,6 +30,25 @@ QByteArray anyOf(const QByteArrayList& list, Random& random)
     return list.at(static_cast<qsizetype>(pick(random, static_cast<quint64>(list.size()))));
 }
 
+/** Shows \a folder at \a path as well. What is changed in an overlay stays there, in memory. */
+bool show(const QByteArray& folder, const QByteArray& path, const QByteArray& way)
+{
+    if (way == "bind") {
+        return ::mount(folder.constData(), path.constData(), nullptr, MS_BIND, nullptr) == 0;
+    }
+    if (way != "overlay") {
+        return QProcess::execute(QString::fromLatin1(way),
+                                 {QFile::decodeName(folder), QFile::decodeName(path)}) == 0;
+    }
+    const QByteArray changes = path + ".changes";
+    const QByteArray options =
+        "lowerdir=" + folder + ",upperdir=" + changes + "/upper,workdir=" + changes + "/work";
+    return ::mkdir(changes.constData(), 0700) == 0 &&
+           ::mkdir((changes + "/upper").constData(), 0700) == 0 &&
+           ::mkdir((changes + "/work").constData(), 0700) == 0 &&
+           ::mount("overlay", path.constData(), "overlay", 0, options.constData()) == 0;
+}
+
 QByteArray newName(const QByteArrayList& folders, Random& random)
 {
     const QByteArray folder = anyOf(folders, random);
@@ -35,11 +57,23 @@ QByteArray newName(const QByteArrayList& folders, Random& random)
 
 } // namespace
 
-bool mayMount()
+QByteArrayList waysToMount()
 {
-    static const bool result = ::geteuid() == 0 && ::unshare(CLONE_NEWNS) == 0 &&
-                               ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-    return result;
+    static const QByteArrayList ways = [] {
+        const bool allowed = ::geteuid() == 0 && ::unshare(CLONE_NEWNS) == 0 &&
+                             ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+        QByteArrayList found;
+        if (allowed) {
+            found = {"bind", "overlay"};
+            for (const char* program : {"bindfs", "mergerfs"}) {
+                if (!QStandardPaths::findExecutable(QString::fromLatin1(program)).isEmpty()) {
+                    found.append(program);
+                }
+            }
+        }
+        return found;
+    }();
+    return ways;
 }
 
 char recordingAt(const QString& path)
@@ -131,11 +165,18 @@ void LinkedTree::addHardLink(Random& random)
 void LinkedTree::mountAgain(Random& random)
 {
     const QByteArray folder = anyOf(m_folders, random);
+    const quint64 any = random();
     const QByteArray path = m_root + "/mounted";
-    if (!mayMount() || ::mkdir(path.constData(), 0700) != 0) {
+    const QByteArrayList ways = waysToMount();
+    if (ways.isEmpty() || ::mkdir(path.constData(), 0700) != 0) {
         return;
     }
-    if (::mount(folder.constData(), path.constData(), nullptr, MS_BIND, nullptr) == 0) {
+    // A program that shows the folder that it is mounted in would wait for itself.
+    const bool isAround =
+        QFileInfo(QFile::decodeName(folder)).canonicalFilePath() == QFile::decodeName(m_root);
+    const QByteArray way =
+        isAround ? "bind" : ways.at(static_cast<qsizetype>(any % quint64(ways.size())));
+    if (show(folder, path, way)) {
         m_mountPoint = path;
         m_folders.append(path);
         m_plain = false;

@@ -11,13 +11,14 @@
 /** Small collections in which one file has many names. */
 namespace fuzz {
 
-/** Whether this process may mount; its mounts are then its own and end with it. */
-bool mayMount();
+/** The ways of showing a folder a second time that this machine has; mounts end with the process.
+ */
+QByteArrayList waysToMount();
 
 /**
  * A tree of a few folders and files: copies of recordings, links of both kinds to files, to folders
- * and to nothing, and, where mayMount(), a folder that is mounted a second time. A file's content
- * is the letter of its recording. The tree is removed at the end of this object's life.
+ * and to nothing, and a folder that is mounted a second time in one of waysToMount(). A file's
+ * content is the letter of its recording. The tree is removed at the end of this object's life.
  */
 class LinkedTree
 {
