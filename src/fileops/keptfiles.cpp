@@ -23,7 +23,7 @@ KeptFiles::KeptFiles(const QStringList& references)
 {
     for (const QString& reference : references) {
         const std::optional<FileIdentity> identity = identityOf(reference, m_fileSystems);
-        if (identity) {
+        if (identity && isStillThere(*identity)) {
             m_there.insert(reference);
             add(*identity);
         }

@@ -4,7 +4,10 @@
 #include <QFileInfo>
 
 #ifdef Q_OS_UNIX
+#include <cerrno>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #else
 #include <QDateTime>
 #endif
@@ -147,6 +150,25 @@ std::optional<FileIdentity> identityOf(const QString& path, FileSystems& fileSys
         }
     }
     return identity;
+}
+
+bool isStillThere(const FileIdentity& identity)
+{
+    if (identity.kind == FileSystemKind::Local) {
+        return true;
+    }
+#ifdef Q_OS_UNIX
+    // Never waits, should it be a pipe by now.
+    const int descriptor = ::open(QFile::encodeName(identity.path).constData(),
+                                  O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return errno == EACCES || errno == EPERM;
+    }
+    ::close(descriptor);
+    return true;
+#else
+    return QFile(identity.path).open(QFile::ReadOnly);
+#endif
 }
 
 bool isSameFile(const FileIdentity& first, const FileIdentity& second)

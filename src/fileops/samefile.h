@@ -45,6 +45,14 @@ struct FileIdentity
 std::optional<FileIdentity> identityOf(const QString& path, FileSystems& fileSystems);
 
 /**
+ * Whether the file of \a identity can be opened, or is one that the user may not read. A look at a
+ * file is answered from memory for a while where another program or machine keeps it, and it may
+ * have been removed there; opening it asks. Local files are known to be there without.
+ * Thread: any thread, blocking. Reentrant.
+ */
+bool isStillThere(const FileIdentity& identity);
+
+/**
  * Whether two identities are those of one file, so that it has one content, whatever name it is
  * removed by:
  *

@@ -50,6 +50,8 @@ private Q_SLOTS:
 
     void fileIsRecognised_data();
     void fileIsRecognised();
+    void fileRemovedBehindAMountIsNotThere_data();
+    void fileRemovedBehindAMountIsNotThere();
     void hardLinksBelowAFolderMountedTwiceAreOneFile();
 
 private:
@@ -214,6 +216,27 @@ void MountedTwiceTest::requireThatPressesLeaveAFile(const QString& first, const 
     QVERIFY(QFile::exists(first + u"x.mp3"_qs));
     QVERIFY(QFile::exists(second + u"x.mp3"_qs));
     QVERIFY(!QFile::exists(second + u"y.mp3"_qs));
+}
+
+void MountedTwiceTest::fileRemovedBehindAMountIsNotThere_data()
+{
+    QTest::addColumn<QString>("way");
+    for (const char* way : {"bindfs", "mergerfs"}) {
+        QTest::newRow(way) << QString::fromLatin1(way);
+    }
+}
+
+void MountedTwiceTest::fileRemovedBehindAMountIsNotThere()
+{
+    QFETCH(const QString, way);
+    const QString failure = mountBy(way);
+    if (!failure.isEmpty()) {
+        QSKIP(qPrintable(failure));
+    }
+    const QString shown = path(u"shown/x.mp3"_qs);
+    QVERIFY(fileops::KeptFiles({shown}).isThere(shown)); // the system remembers that
+    QVERIFY(QFile::remove(path(u"music/x.mp3"_qs)));
+    QVERIFY(!fileops::KeptFiles({shown}).isThere(shown));
 }
 
 void MountedTwiceTest::hardLinksBelowAFolderMountedTwiceAreOneFile()

@@ -199,14 +199,18 @@ void LinkedTree::removeAny(Random& random) const
 
 QHash<char, int> LinkedTree::recordings() const
 {
-    QSet<std::pair<quint64, quint64>> inodes;
+    QSet<quint64> inodes;
     QHash<char, int> files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_root.toStdString())) {
+    using Walk = std::filesystem::recursive_directory_iterator;
+    for (Walk entry(m_root.toStdString()); entry != Walk(); ++entry) {
+        const QByteArray path = entry->path().c_str();
         struct stat status = {};
-        if (::lstat(entry.path().c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-            !inodes.contains({status.st_dev, status.st_ino})) {
-            inodes.insert({status.st_dev, status.st_ino});
-            ++files[recordingAt(QFile::decodeName(entry.path().c_str()))];
+        if (path == m_mountPoint) {
+            entry.disable_recursion_pending(); // its files have other numbers, and are the same
+        } else if (::lstat(path.constData(), &status) == 0 && S_ISREG(status.st_mode) &&
+                   !inodes.contains(status.st_ino)) {
+            inodes.insert(status.st_ino);
+            ++files[recordingAt(QFile::decodeName(path))];
         }
     }
     return files;

@@ -31,7 +31,7 @@ public:
     QStringList someFolders(Random& random) const;
     /** Removes a file or link, as a person may do meanwhile. */
     void removeAny(Random& random) const;
-    /** How many files, whatever their names, each recording has in the tree, by its letter. */
+    /** How many files, whatever their names and mounts, each recording has, by its letter. */
     QHash<char, int> recordings() const;
     /** Whether no two paths in the tree lead to one file. */
     bool isPlain() const
