@@ -16,6 +16,9 @@ namespace fileops {
 
 namespace {
 
+/** Whether the system may answer with what it remembers of a file for a while. */
+enum class Answer { FromMemory, FromSource };
+
 #ifdef Q_OS_UNIX
 
 #ifdef Q_OS_DARWIN
@@ -45,10 +48,26 @@ FileTime toFileTime(const timespec& time)
     return {static_cast<qint64>(time.tv_sec), static_cast<qint64>(time.tv_nsec)};
 }
 
-std::optional<FileIdentity> statusOf(const QString& path)
+#ifdef Q_OS_LINUX
+/** What the system remembers of another program's or machine's file is brought up to date. */
+bool askSource(const QByteArray& path)
 {
+    struct statx file = {};
+    return ::statx(AT_FDCWD, path.constData(), AT_STATX_FORCE_SYNC, STATX_BASIC_STATS, &file) == 0;
+}
+#else
+bool askSource(const QByteArray& /*path*/)
+{
+    return true;
+}
+#endif
+
+std::optional<FileIdentity> statusOf(const QString& path, Answer answer = Answer::FromMemory)
+{
+    const QByteArray name = QFile::encodeName(path);
     struct stat file = {};
-    if (::stat(QFile::encodeName(path).constData(), &file) != 0 || !S_ISREG(file.st_mode)) {
+    if ((answer == Answer::FromSource && !askSource(name)) ||
+        ::stat(name.constData(), &file) != 0 || !S_ISREG(file.st_mode)) {
         return std::nullopt;
     }
     return FileIdentity{path,
@@ -61,7 +80,7 @@ std::optional<FileIdentity> statusOf(const QString& path)
 
 #else
 
-std::optional<FileIdentity> statusOf(const QString& path)
+std::optional<FileIdentity> statusOf(const QString& path, Answer /*answer*/ = Answer::FromMemory)
 {
     const QFileInfo file(path);
     if (!file.isFile()) {
@@ -143,11 +162,18 @@ bool isSpelledTwice(const FileIdentity& first, const FileIdentity& second)
 std::optional<FileIdentity> identityOf(const QString& path, FileSystems& fileSystems)
 {
     std::optional<FileIdentity> identity = statusOf(path);
-    if (identity) {
-        identity->kind = fileSystems.kindOf(identity->device, path);
-        if (identity->kind == FileSystemKind::FuseOrNetwork) {
+    if (!identity) {
+        return std::nullopt;
+    }
+    const FileSystemKind kind = fileSystems.kindOf(identity->device, path);
+    if (kind == FileSystemKind::FuseOrNetwork) {
+        identity = statusOf(path, Answer::FromSource);
+        if (identity) {
             identity->resolvedPath = QFileInfo(path).canonicalFilePath();
         }
+    }
+    if (identity) {
+        identity->kind = kind;
     }
     return identity;
 }

@@ -14,6 +14,7 @@
 #include <memory>
 
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using filefixture::write;
@@ -52,6 +53,7 @@ private Q_SLOTS:
     void fileIsRecognised();
     void fileRemovedBehindAMountIsNotThere_data();
     void fileRemovedBehindAMountIsNotThere();
+    void fileThatChangedBehindAMountIsRecognised();
     void hardLinksBelowAFolderMountedTwiceAreOneFile();
 
 private:
@@ -237,6 +239,19 @@ void MountedTwiceTest::fileRemovedBehindAMountIsNotThere()
     QVERIFY(fileops::KeptFiles({shown}).isThere(shown)); // the system remembers that
     QVERIFY(QFile::remove(path(u"music/x.mp3"_qs)));
     QVERIFY(!fileops::KeptFiles({shown}).isThere(shown));
+}
+
+void MountedTwiceTest::fileThatChangedBehindAMountIsRecognised()
+{
+    const QString failure = mountBy(u"bindfs"_qs);
+    if (!failure.isEmpty()) {
+        QSKIP(qPrintable(failure));
+    }
+    const QString music = path(u"music/x.mp3"_qs);
+    const QString shown = path(u"shown/x.mp3"_qs);
+    QVERIFY(fileops::isSameFile(music, shown)); // the system remembers the times
+    QCOMPARE(::chmod(qPrintable(music), 0640), 0);
+    QVERIFY(fileops::isSameFile(music, shown));
 }
 
 void MountedTwiceTest::hardLinksBelowAFolderMountedTwiceAreOneFile()

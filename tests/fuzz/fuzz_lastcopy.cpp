@@ -110,7 +110,9 @@ public:
                 dialog.setTicked(0, false);
                 dialog.setTicked(0, true);
             }
-            press(dialog, fuzz::pick(random, 8) == 0 ? tickByHand(dialog, random) : QString());
+            press(dialog, fuzz::pick(random, 8) == 0 && m_tree.mayChangeBehindMount()
+                              ? tickByHand(dialog, random)
+                              : QString());
         }
     }
 

@@ -178,6 +178,7 @@ void LinkedTree::mountAgain(Random& random)
         isAround ? "bind" : ways.at(static_cast<qsizetype>(any % quint64(ways.size())));
     if (show(folder, path, way)) {
         m_mountPoint = path;
+        m_isOverlay = way == "overlay";
         m_folders.append(path);
         m_plain = false;
     }
@@ -194,7 +195,10 @@ QStringList LinkedTree::someFolders(Random& random) const
 
 void LinkedTree::removeAny(Random& random) const
 {
-    ::unlink(anyOf(m_files, random).constData());
+    const QByteArray path = anyOf(m_files, random);
+    if (mayChangeBehindMount()) {
+        ::unlink(path.constData());
+    }
 }
 
 QHash<char, int> LinkedTree::recordings() const

@@ -29,10 +29,18 @@ public:
 
     /** Some of the folders, by any of their names, one perhaps twice or within another. */
     QStringList someFolders(Random& random) const;
-    /** Removes a file or link, as a person may do meanwhile. */
+    /** Removes a file or link, as a person may do meanwhile; not below an overlay. */
     void removeAny(Random& random) const;
     /** How many files, whatever their names and mounts, each recording has, by its letter. */
     QHash<char, int> recordings() const;
+    /**
+     * Whether files may be removed by the names that they do not have in the mount. What becomes of
+     * an overlay is not defined when the folders below it change.
+     */
+    bool mayChangeBehindMount() const
+    {
+        return !m_isOverlay;
+    }
     /** Whether no two paths in the tree lead to one file. */
     bool isPlain() const
     {
@@ -50,6 +58,7 @@ private:
     QByteArrayList m_folders;
     QByteArrayList m_files;
     QByteArray m_mountPoint;
+    bool m_isOverlay = false;
     bool m_plain = true;
 };
 
