@@ -30,6 +30,9 @@ constexpr std::size_t kBlocksAtOnce = 8;
                                                        const BitCounts* most,
                                                        std::size_t blockCount)
 {
+    if (blockCount == 0) {
+        return 0; // of which there are no counts to point to
+    }
     const std::uint8_t* const count = counts->ofBit;
     const std::uint8_t* const low = least->ofBit;
     const std::uint8_t* const high = most->ofBit;
