@@ -123,7 +123,7 @@ int main(int argc, char** argv)
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
     }
-    for (const std::string name : {"table", "popcount", "avx2", "avx512"}) {
+    for (const std::string name : {"table", "popcount", "popcnt", "avx2", "avx512"}) {
         benchmark::RegisterBenchmark(("similarity/" + name).c_str(), &similarity,
                                      kernelNamed(name));
     }

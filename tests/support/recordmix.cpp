@@ -58,14 +58,14 @@ double secondsOf(Mix mix, Random& random)
         return songSeconds(random);
     case Mix::Radio: {
         const double kind = between(random, 0.0, 1.0);
-        if (kind < 0.55) {
+        if (kind < 0.68) {
             return kJingles[static_cast<std::size_t>(below(random, std::ssize(kJingles)))];
         }
-        return kind < 0.95 ? songSeconds(random)
+        return kind < 0.96 ? songSeconds(random)
                            : kShows[static_cast<std::size_t>(below(random, std::ssize(kShows)))];
     }
     case Mix::Effects:
-        return std::clamp(lognormal(random, 4.0, 1.1), 2.8, 600.0);
+        return std::clamp(lognormal(random, 4.0, 1.02), 2.8, 600.0);
     }
     return 0.0;
 }
