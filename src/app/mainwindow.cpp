@@ -1,10 +1,10 @@
 #include "app/mainwindow.h"
 
-#include "app/returnkey.h"
 #include "app/sliderclick.h"
-#include "results/elidedtextdelegate.h"
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
+#include "widgets/elidedtextdelegate.h"
+#include "widgets/returnkey.h"
 
 #include <QAudioOutput>
 #include <QCloseEvent>

@@ -1,8 +1,8 @@
 #include "app/mainwindow.h"
 
-#include "app/whenfinished.h"
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
+#include "widgets/whenfinished.h"
 
 #include <QtConcurrent/QtConcurrentMap>
 #include <QtConcurrent/QtConcurrentRun>

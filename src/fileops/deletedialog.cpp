@@ -1,12 +1,12 @@
 #include "fileops/deletedialog.h"
 
-#include "app/returnkey.h"
-#include "app/whenfinished.h"
 #include "fileops/fileworkers.h"
 #include "fileops/keptfiles.h"
-#include "fileops/rowdelegate.h"
 #include "fileops/unlessstopped.h"
 #include "ui_deletedialog.h"
+#include "widgets/returnkey.h"
+#include "widgets/rowdelegate.h"
+#include "widgets/whenfinished.h"
 
 #include <QFile>
 #include <QFileDialog>

@@ -1,9 +1,9 @@
 #include "app/mainwindow.h"
 
-#include "app/whenfinished.h"
 #include "fingerprint/audiofilediscovery.h"
 #include "fingerprint/filelists.h"
 #include "ui_mainwindow.h"
+#include "widgets/whenfinished.h"
 
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentMap>

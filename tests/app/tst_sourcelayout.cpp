@@ -43,6 +43,7 @@ class TestSourceLayout : public QObject
 private Q_SLOTS:
     void everySlotOfTheWindowIsInTheFileThatTheHeaderNames();
     void partsOfTheWindowAreNamedInItsHeader();
+    void onlyPartsOfTheWindowIncludeHeadersOfTheApp();
     void onlyTheFingerprintFolderIncludesFFmpegAndChromaprint();
     void continuationsAreNotAttachedToRunningFutures();
     void testsDoNotSleepWithoutAReason();
@@ -80,6 +81,20 @@ void TestSourceLayout::partsOfTheWindowAreNamedInItsHeader()
     }
 }
 
+void TestSourceLayout::onlyPartsOfTheWindowIncludeHeadersOfTheApp()
+{
+    static const QRegularExpression include(QStringLiteral("#\\s*include\\s*[<\"](\\.\\./)*app/"));
+    QStringList offenders;
+    for (const QString& path : codeBelow(QStringLiteral("src"))) {
+        static const QRegularExpression allowed(
+            QStringLiteral("/src/app/|/mainwindow_\\w+\\.cpp$"));
+        if (!path.contains(allowed) && contents(path).contains(include)) {
+            offenders.append(path);
+        }
+    }
+    QCOMPARE(offenders, QStringList());
+}
+
 void TestSourceLayout::onlyTheFingerprintFolderIncludesFFmpegAndChromaprint()
 {
     static const QRegularExpression include(
@@ -97,7 +112,7 @@ void TestSourceLayout::onlyTheFingerprintFolderIncludesFFmpegAndChromaprint()
 
 void TestSourceLayout::continuationsAreNotAttachedToRunningFutures()
 {
-    // See app/whenfinished.h.
+    // See widgets/whenfinished.h.
     static const QRegularExpression attaching(
         QStringLiteral("(\\.|->)(then|onCanceled|onFailed)\\b"));
     QStringList offenders;

@@ -1,4 +1,4 @@
-#include "app/returnkey.h"
+#include "widgets/returnkey.h"
 
 #include <QCoreApplication>
 #include <QKeyEvent>

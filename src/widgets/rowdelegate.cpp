@@ -1,4 +1,4 @@
-#include "fileops/rowdelegate.h"
+#include "widgets/rowdelegate.h"
 
 #include <QWidget>
 

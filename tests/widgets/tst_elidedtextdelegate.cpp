@@ -1,4 +1,4 @@
-#include "results/elidedtextdelegate.h"
+#include "widgets/elidedtextdelegate.h"
 
 #include <QApplication>
 #include <QHeaderView>

@@ -1,5 +1,5 @@
-#include "app/whenfinished.h"
 #include "support/finishedruns.h"
+#include "widgets/whenfinished.h"
 
 #include <QPromise>
 #include <QTest>
