@@ -1,16 +1,13 @@
 #include "app/mainwindow.h"
 
-#include "app/sliderclick.h"
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
 #include "widgets/elidedtextdelegate.h"
 #include "widgets/returnkey.h"
 
-#include <QAudioOutput>
 #include <QCloseEvent>
 #include <QEvent>
 #include <QHeaderView>
-#include <QShortcut>
 #include <QTimer>
 
 #include <algorithm>
@@ -148,48 +145,4 @@ void MainWindow::connectStages()
             &MainWindow::fpValueChanged);
     connect(&fingerprintWatcher2, &QFutureWatcherBase::progressValueChanged, this,
             &MainWindow::fpValueChanged);
-}
-
-void MainWindow::setUpPlayer()
-{
-    player = new QMediaPlayer(this);
-    audioOutput = new QAudioOutput(this);
-    player->setAudioOutput(audioOutput);
-    // The first of two connections of this signal: the slot runs twice for each, and is idempotent.
-    connect(player, SIGNAL(positionChanged(qint64)), this, SLOT(positionChanged(qint64)));
-
-    playIcon.addFile(QStringLiteral(":/icons/play.png"), QSize(), QIcon::Normal, QIcon::Off);
-    showPlayIcon(playIcon);
-    pauseIcon.addFile(QStringLiteral(":/icons/pause.png"), QSize(), QIcon::Normal, QIcon::Off);
-    ui->audioSlider->setRange(0, static_cast<int>(player->duration()));
-}
-
-void MainWindow::connectPlayer()
-{
-    // The second connection of this slot, which is also connected by its name.
-    connect(ui->audioSlider, &QSlider::sliderMoved, this, &MainWindow::on_audioSlider_sliderMoved);
-    connect(player, &QMediaPlayer::positionChanged, this, &MainWindow::positionChanged);
-    connect(player, &QMediaPlayer::durationChanged, this, &MainWindow::durationChanged);
-    connect(player, &QMediaPlayer::playbackStateChanged, this, &MainWindow::setState);
-    connect(player, &QMediaPlayer::mediaStatusChanged, this, &MainWindow::mediaStatusChanged);
-    // The keys, the wheel and a click beside the handle do not count as moves of the slider. While
-    // the handle is held, its moves do, and are actions besides. A change of the value is no sign:
-    // a new position of the player changes it.
-    connect(ui->audioSlider, &QSlider::actionTriggered, this, [this](int action) {
-        if (action != QAbstractSlider::SliderMove || !ui->audioSlider->isSliderDown()) {
-            on_audioSlider_sliderMoved(ui->audioSlider->sliderPosition());
-        }
-    });
-    sliderClick::movesHandleToPointer(ui->audioSlider);
-    // What a double-click does, for those who use the keyboard.
-    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
-        auto* shortcut = new QShortcut(key, ui->treeWidget);
-        shortcut->setContext(Qt::WidgetShortcut);
-        shortcut->setAutoRepeat(false); // a held key would load the file over and over
-        connect(shortcut, &QShortcut::activated, this, [this] {
-            if (QTreeWidgetItem* item = ui->treeWidget->currentItem()) {
-                on_treeWidget_itemDoubleClicked(item, kNameColumn);
-            }
-        });
-    }
 }

@@ -3,8 +3,8 @@
 // The one window. It is one class in several files, by topic:
 //
 //   construction, closing       src/app/mainwindow.cpp
-//   folder groups, resetting    src/app/mainwindow_groups.cpp
-//   starting a run              src/app/mainwindow_run.cpp
+//   folder groups               src/app/mainwindow_groups.cpp
+//   a run's start, stop, end    src/app/mainwindow_run.cpp
 //   preview player              src/app/mainwindow_player.cpp
 //   delete, move, copy          src/app/mainwindow_fileops.cpp
 //   discovery, fingerprints     src/fingerprint/mainwindow_fingerprint.cpp
@@ -140,15 +140,24 @@ private:
     void setShortcuts();
     void connectActions();
     void connectStages();
-    void setUpPlayer();
-    void connectPlayer();
 
     // Folder groups (mainwindow_groups.cpp)
     ComparisonMode comparisonMode() const;
     void addFolder(QListWidget* list);
     static void removeCurrentFolder(QListWidget* list);
-    void stopRun();
-    void resetPlayer();
+
+    // The run (mainwindow_run.cpp)
+    void stopStages();
+    void endRun();
+    /** Wraps \a function for a later call, which does nothing if the run is then over. */
+    template <typename Function> auto inThisRun(Function function)
+    {
+        return [this, run = runNumber, function = std::move(function)](const auto&... arguments) {
+            if (run == runNumber) {
+                function(arguments...);
+            }
+        };
+    }
 
     // Fingerprints (mainwindow_fingerprint.cpp)
     void startFingerprintRuns(const QStringList& listA, const QStringList& listB);
@@ -161,13 +170,15 @@ private:
 
     // Results (mainwindow_results.cpp)
     QList<QTreeWidgetItem*> resultRows(qsizetype& duplicateCount);
-    void resetProgress();
 
     // Delete, move, copy (mainwindow_fileops.cpp)
     void openDeleteDialog(const QString& operation);
     void discardDeleteDialog();
 
     // Preview player (mainwindow_player.cpp)
+    void setUpPlayer();
+    void connectPlayer();
+    void resetPlayer();
     void updateDurationInfo(qint64 positionSeconds);
     void mediaStatusChanged(QMediaPlayer::MediaStatus status);
     void showPlayIcon(const QIcon& icon);
@@ -201,8 +212,8 @@ private:
     qint64 durationSeconds = 0;
 
     /**
-     * Counts the runs that were started or reset. What is delivered later than the call that asked
-     * for it (a stage's end, a timer) carries the number of its run and does nothing in another.
+     * Counts the stops of runs. What is delivered later than the call that asked for it (a stage's
+     * end, a timer) is wrapped by inThisRun() and does nothing in another run.
      */
     quint64 runNumber = 0;
     /** How many of the two fingerprint runs are still to finish before the comparison starts. */
@@ -213,8 +224,8 @@ private:
     /** A long work list while a worker builds it; no value if there is no memory for it. */
     QFuture<std::optional<QList<compare::IndexPair>>> pairsFuture;
     /**
-     * Tells the workers to stop in the middle of their item. Static, as the stage functions are;
-     * replaced only while no worker runs.
+     * Stops the workers in the middle of their item. Static, as the stage functions are; replaced
+     * only while no worker runs.
      */
     static std::stop_source runStop;
 };

@@ -4,22 +4,6 @@
 
 #include <QFileDialog>
 
-#include <exception>
-
-namespace {
-
-/** Waits for a run that is given up: what ended it, such as a lack of memory, concerns nobody. */
-template <typename Result> void waitForAbandoned(QFuture<Result>& run)
-{
-    try {
-        run.waitForFinished();
-    } catch (const std::exception&) {
-        qWarning("the last search ended early");
-    }
-}
-
-} // namespace
-
 void MainWindow::on_addFolderButtonGroupA_clicked()
 {
     addFolder(ui->folderListGroupA);
@@ -54,44 +38,7 @@ void MainWindow::newComparison()
     ui->folderListGroupA->clear();
     ui->folderListGroupB->clear();
     ui->treeWidget->clear();
-    ui->progressBar->setValue(0);
     ui->duplicateFoundLabel->hide();
-    state = QStringLiteral("idle");
-    ui->progressBar->setTextVisible(false);
-}
-
-void MainWindow::resetAll()
-{
-    // Workers read what is emptied next, so nothing may run any more.
-    stopRun();
-
-    duplicates.clear();
-    audioInfoMap.clear();
-    fingerprintsFirst.clear();
-    fingerprintsSecond.clear();
-
-    ui->progressBar->setValue(0);
-    ui->progressBar->setTextVisible(false);
-    ui->statusbar->clearMessage();
-
-    state = QStringLiteral("idle");
-
-    filesWatcher.cancel();
-    duplicatesWatcher.cancel();
-    fingerprintWatcher1.cancel();
-    fingerprintWatcher2.cancel();
-    filesFuture.cancel();
-    fingerprintFuture1.cancel();
-    fingerprintFuture2.cancel();
-    duplicatesFuture.cancel();
-    waitForAbandoned(filesFuture);
-    waitForAbandoned(fingerprintFuture1);
-    waitForAbandoned(fingerprintFuture2);
-    waitForAbandoned(duplicatesFuture);
-
-    resetPlayer();
-
-    discardDeleteDialog();
 }
 
 ComparisonMode MainWindow::comparisonMode() const
@@ -115,35 +62,4 @@ void MainWindow::addFolder(QListWidget* list)
 void MainWindow::removeCurrentFolder(QListWidget* list)
 {
     delete list->takeItem(list->currentRow());
-}
-
-/**
- * Ends whatever runs. The stop flag ends the item in progress, cancelling keeps the framework from
- * starting another, and only an idle pool makes sure that nothing is posted afterwards; what was
- * posted before carries the number of a run that is over.
- */
-void MainWindow::stopRun()
-{
-    ++runNumber;
-    runStop.request_stop();
-    filesFuture.cancel();
-    fingerprintFuture1.cancel();
-    fingerprintFuture2.cancel();
-    pairsFuture.cancel();
-    duplicatesFuture.cancel();
-    threadPool.waitForDone();
-    pairsFuture = {};
-    runStop = std::stop_source();
-}
-
-void MainWindow::resetPlayer()
-{
-    playbackState = QMediaPlayer::StoppedState;
-    startsLeft = 0;
-    player->stop();
-    ui->stopButton->setEnabled(false);
-    showPlayIcon(playIcon);
-    ui->audioSlider->setValue(0);
-    player->setSource(QUrl());
-    ui->audioDurationLabel->hide();
 }

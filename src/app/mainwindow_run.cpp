@@ -6,6 +6,8 @@
 #include <QThread>
 #include <QtConcurrent/QtConcurrentMap>
 
+#include <exception>
+
 namespace {
 
 QStringList foldersOf(const QListWidget* list)
@@ -17,15 +19,23 @@ QStringList foldersOf(const QListWidget* list)
     return folders;
 }
 
+/** Waits for a run that is given up; an exception that ended it, such as of memory, is dropped. */
+template <typename Result> void waitForAbandoned(QFuture<Result>& run)
+{
+    try {
+        run.waitForFinished();
+    } catch (const std::exception&) {
+        qWarning("the last search ended early");
+    }
+}
+
 } // namespace
 
 void MainWindow::on_compareButton_clicked()
 {
     resetAll();
     ui->treeWidget->clear();
-    ui->progressBar->setValue(0);
     ui->duplicateFoundLabel->hide();
-    ui->progressBar->setTextVisible(false);
 
     threadPool.setMaxThreadCount(settings::multicoreEnabled() ? QThread::idealThreadCount() : 1);
 
@@ -34,15 +44,12 @@ void MainWindow::on_compareButton_clicked()
         (betweenGroups && ui->folderListGroupB->count() == 0)) {
         return;
     }
-    // A press during a run has just stopped that run above, so this never holds: it starts anew.
+    // Never returns: a press during a run has just stopped that run, and starts another.
     if (state != QLatin1String("idle")) {
         return;
     }
 
     state = QStringLiteral("comparing");
-    ui->duplicateFoundLabel->hide();
-    ui->treeWidget->clear();
-    ui->progressBar->setValue(0);
     ui->progressBar->setTextVisible(true);
 
     const QList<QStringList> groups{foldersOf(ui->folderListGroupA),
@@ -52,4 +59,53 @@ void MainWindow::on_compareButton_clicked()
         QtConcurrent::mappedReduced(&threadPool, groups, &MainWindow::find_audio_files_dir,
                                     &MainWindow::collectTmp, QtConcurrent::OrderedReduce);
     filesWatcher.setFuture(filesFuture);
+}
+
+void MainWindow::resetAll()
+{
+    // The workers read the record lists, so the pool stops before these are emptied.
+    stopStages();
+    duplicates.clear();
+    endRun();
+    ui->statusbar->clearMessage();
+    resetPlayer();
+    discardDeleteDialog();
+}
+
+/**
+ * The stop flag ends the items in progress, and cancelling keeps the framework from starting
+ * others. Once the pool is idle, no stage posts anything more; what was posted before has the
+ * number of a run that is over.
+ */
+void MainWindow::stopStages()
+{
+    ++runNumber;
+    runStop.request_stop();
+    filesWatcher.cancel();
+    duplicatesWatcher.cancel();
+    fingerprintWatcher1.cancel();
+    fingerprintWatcher2.cancel();
+    filesFuture.cancel();
+    fingerprintFuture1.cancel();
+    fingerprintFuture2.cancel();
+    duplicatesFuture.cancel();
+    pairsFuture.cancel();
+    threadPool.waitForDone();
+    waitForAbandoned(filesFuture);
+    waitForAbandoned(fingerprintFuture1);
+    waitForAbandoned(fingerprintFuture2);
+    waitForAbandoned(duplicatesFuture);
+    pairsFuture = {};
+    runStop = std::stop_source();
+}
+
+/** Empties what a run shares with its workers, and shows that none runs. */
+void MainWindow::endRun()
+{
+    audioInfoMap.clear();
+    fingerprintsFirst.clear();
+    fingerprintsSecond.clear();
+    ui->progressBar->setValue(0);
+    ui->progressBar->setTextVisible(false);
+    state = QStringLiteral("idle");
 }

@@ -81,11 +81,9 @@ void MainWindow::compareAudioParallel()
     pairsFuture = QtConcurrent::run(&threadPool, listPairs);
     whenFinished(
         pairsFuture, this,
-        [this, fileCount, run = runNumber](const std::optional<QList<compare::IndexPair>>& pairs) {
-            if (run == runNumber) {
-                startComparison(pairs, fileCount);
-            }
-        });
+        inThisRun([this, fileCount](const std::optional<QList<compare::IndexPair>>& pairs) {
+            startComparison(pairs, fileCount);
+        }));
 }
 
 /** Compares \a pairs; without a list, for which there was no memory, refuses \a fileCount files. */
@@ -107,11 +105,7 @@ void MainWindow::startComparison(const std::optional<QList<compare::IndexPair>>&
 /** Ends a run whose work list would be silently skipped or would not fit into memory. */
 void MainWindow::refuseComparison(qsizetype fileCount)
 {
-    audioInfoMap.clear();
-    fingerprintsFirst.clear();
-    fingerprintsSecond.clear();
-    resetProgress();
-    state = QStringLiteral("idle");
+    endRun();
     ui->statusbar->showMessage(
         tr("%1 files are too many to compare at once. Compare fewer folders at a time.")
             .arg(fileCount));

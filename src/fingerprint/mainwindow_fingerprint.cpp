@@ -64,11 +64,8 @@ void MainWindow::calculateFingerprintParallel()
     if (listA.isEmpty() || (betweenGroups && listB.isEmpty())) {
         ui->progressBar->setValue(100);
         // The full bar stays for a moment, so that the user sees that a search took place.
-        QTimer::singleShot(std::chrono::seconds(1), this, [this, run = runNumber] {
-            if (run == runNumber) {
-                noDuplicateFilesFound();
-            }
-        });
+        QTimer::singleShot(std::chrono::seconds(1), this,
+                           inThisRun([this] { noDuplicateFilesFound(); }));
         return;
     }
     startFingerprintRuns(listA, listB);
@@ -89,11 +86,8 @@ void MainWindow::startFingerprintRuns(const QStringList& listA, const QStringLis
 
     // The comparison needs both runs. They are joined by counting, so that this thread never waits.
     pendingFingerprintRuns = 2;
-    const auto finished = [this, run = runNumber](const QList<FingerprintRecord>&) {
-        if (run == runNumber) {
-            fingerprintRunFinished();
-        }
-    };
+    const auto finished =
+        inThisRun([this](const QList<FingerprintRecord>&) { fingerprintRunFinished(); });
     whenFinished(fingerprintFuture1, this, finished);
     whenFinished(fingerprintFuture2, this, finished);
 }

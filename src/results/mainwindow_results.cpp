@@ -18,17 +18,15 @@ void MainWindow::showComparisonResults()
     ui->treeWidget->insertTopLevelItems(0, rows);
     ui->treeWidget->expandAll();
 
-    audioInfoMap.clear();
-    fingerprintsFirst.clear();
-    fingerprintsSecond.clear();
-    resetProgress();
-    state = QStringLiteral("idle");
+    endRun();
 }
 
 void MainWindow::noDuplicateFilesFound()
 {
     ui->duplicateFoundLabel->setText(results::duplicateCountText(0));
     ui->duplicateFoundLabel->show();
+    // Not endRun(): nothing was taken that is to be emptied, and the bar's text goes before its
+    // value.
     state = QStringLiteral("idle");
     ui->progressBar->setTextVisible(false);
     ui->progressBar->setValue(0);
@@ -50,10 +48,4 @@ QList<QTreeWidgetItem*> MainWindow::resultRows(qsizetype& duplicateCount)
         rows.append(row);
     }
     return rows;
-}
-
-void MainWindow::resetProgress()
-{
-    ui->progressBar->setValue(0);
-    ui->progressBar->setTextVisible(false);
 }

@@ -2,6 +2,8 @@
 
 #include "app/mainwindow.h"
 
+#include <QAudioOutput>
+
 int qInitResources_Quorvel();
 int qInitResources_Quorvel()
 {
@@ -23,3 +25,10 @@ void MainWindow::settingsDialogFinished(int /*result*/) {}
 void MainWindow::aboutDialogFinished(int /*result*/) {}
 void MainWindow::mediaStatusChanged(QMediaPlayer::MediaStatus /*status*/) {}
 void MainWindow::showPlayIcon(const QIcon& /*icon*/) {}
+void MainWindow::setUpPlayer()
+{
+    player = new QMediaPlayer(this);
+    audioOutput = new QAudioOutput(this);
+}
+void MainWindow::connectPlayer() {}
+void MainWindow::resetPlayer() {}
