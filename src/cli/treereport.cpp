@@ -18,12 +18,11 @@ QByteArray line(const QStringList& cells, const QString& indentation)
 
 bool writeTree(ReportSink& sink, const Report& report)
 {
-    AudioInfoMap audioInfo = report.audioInfo;
     for (auto entry = report.duplicates.cbegin(); entry != report.duplicates.cend(); ++entry) {
-        QByteArray lines = line(results::referenceCells(entry.key(), audioInfo), {});
+        QByteArray lines = line(results::referenceCells(entry.key(), report.audioInfo), {});
         for (const auto& [path, similarity] : entry.value()) {
-            lines +=
-                line(results::duplicateCells(path, similarity, audioInfo), QStringLiteral("    "));
+            lines += line(results::duplicateCells(path, similarity, report.audioInfo),
+                          QStringLiteral("    "));
         }
         if (!sink.write(lines + '\n')) {
             return false;

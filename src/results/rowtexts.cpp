@@ -9,9 +9,9 @@ namespace results {
 
 namespace {
 
-QStringList cells(const QString& path, const QString& similarity, AudioInfoMap& audioInfo)
+QStringList cells(const QString& path, const QString& similarity, const AudioInfoMap& audioInfo)
 {
-    const auto [durationMs, sampleRateHz, channels] = audioInfo[path];
+    const auto [durationMs, sampleRateHz, channels] = audioInfo.value(path);
     return {path, similarity, durationText(durationMs), QString::number(sampleRateHz),
             QString::number(channels)};
 }
@@ -25,12 +25,12 @@ QString durationText(int durationMs)
         .toString(QStringLiteral("hh:mm:ss"));
 }
 
-QStringList referenceCells(const QString& path, AudioInfoMap& audioInfo)
+QStringList referenceCells(const QString& path, const AudioInfoMap& audioInfo)
 {
     return cells(path, QString(), audioInfo);
 }
 
-QStringList duplicateCells(const QString& path, int similarity, AudioInfoMap& audioInfo)
+QStringList duplicateCells(const QString& path, int similarity, const AudioInfoMap& audioInfo)
 {
     return cells(path, QString::number(similarity) + QLatin1Char('%'), audioInfo);
 }

@@ -15,12 +15,14 @@ QString durationText(int durationMs);
 
 /**
  * The five cells of a reference file's row: path, nothing, duration, sample rate, channels.
- * A path that is missing from \a audioInfo is entered there with zeros.
+ * For a path that is missing from \a audioInfo the last three are "00:00:00", "0" and "0".
+ * Reentrant.
  */
-QStringList referenceCells(const QString& path, AudioInfoMap& audioInfo);
+QStringList referenceCells(const QString& path, const AudioInfoMap& audioInfo);
 
-/** The five cells of a duplicate's row: as referenceCells(), with \a similarity as "87%". */
-QStringList duplicateCells(const QString& path, int similarity, AudioInfoMap& audioInfo);
+/** The five cells of a duplicate's row: as referenceCells(), with \a similarity as "87%".
+ * Reentrant. */
+QStringList duplicateCells(const QString& path, int similarity, const AudioInfoMap& audioInfo);
 
 /** "No duplicate audio files found.", "1 duplicate audio file found.", "2 duplicate audio files
  * found." */
