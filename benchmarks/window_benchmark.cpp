@@ -1,7 +1,7 @@
 // Prints how long the window's event loop stalls during a run, and how quickly a run is cancelled.
 // Usage: window_benchmark [number of files, 500 unless given]
 
-#include "windowdriver.h"
+#include "windowmeasurement.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -6,16 +6,13 @@
 
 #include "results/duplicatefilter.h"
 #include "settings/settingsstore.h"
-#include "windowdriver.h"
+#include "windowmeasurement.h"
 
 #include <QApplication>
-#include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
-#include <QListWidget>
 #include <QProgressBar>
-#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTreeWidget>
 
@@ -151,9 +148,9 @@ void measureRows(MainWindow& window, int rows)
             QFile::link(reference, QStringLiteral("%1/%2-%3.wav").arg(groupB).arg(i).arg(k));
         }
     }
-    find<QListWidget>(window, "folderListGroupA")->addItem(groupA);
-    find<QListWidget>(window, "folderListGroupB")->addItem(groupB);
-    find<QPushButton>(window, "compareButton")->click();
+    driver::listFolder(&window, 'A', groupA);
+    driver::listFolder(&window, 'B', groupB);
+    benchmarks::findDuplicates(window);
     if (!waitForResult(window)) {
         std::puts("not finished");
         return;

@@ -1,32 +1,53 @@
 #include "demonstration.h"
 
-#include "windowdriver.h"
+#include "driver/windowdriver.h"
+#include "treetext.h"
 
 #include <QLabel>
-#include <QListWidget>
 #include <QSlider>
 #include <QTextStream>
-#include <QWidget>
+#include <QTreeWidget>
 
 namespace {
 
-Step addFolder(QWidget* window, const QString& group, const QString& folder)
+/** Ends the program if what \a widget is for was not \a done. */
+void require(bool done, const QString& widget)
 {
-    return {QStringLiteral("adding a folder to Group ") + group,
-            [window, group, folder] {
-                driver::chooseFolderWhenAsked(folder);
-                driver::click(window, QStringLiteral("addFolderButtonGroup%1").arg(group));
-            },
-            [window, group] {
-                return window->findChild<QListWidget*>(QStringLiteral("folderListGroup") + group)
-                           ->count() > 0;
-            }};
+    if (!done) {
+        qFatal("%s cannot be used", qPrintable(widget));
+    }
+}
+
+void press(const QWidget* window, const QString& button)
+{
+    require(driver::click(window, button), button);
+}
+
+Step addFolder(QWidget* window, char group, const QString& folder)
+{
+    const QString title = QStringLiteral("adding a folder to Group ") + QLatin1Char(group);
+    return {title, [=] { require(driver::addFolder(window, group, folder), title); },
+            [window, group] { return !driver::folders(window, group).isEmpty(); }};
+}
+
+/** Double-clicks the first duplicate of the first reference. */
+void playFirstDuplicate(const QWidget* window)
+{
+    auto* tree = driver::find<QTreeWidget>(window, QStringLiteral("treeWidget"));
+    const QTreeWidgetItem* reference = tree->topLevelItem(0);
+    QTreeWidgetItem* duplicate = reference == nullptr ? nullptr : reference->child(0);
+    require(duplicate != nullptr, tree->objectName());
+    driver::doubleClick(tree, duplicate);
 }
 
 Step takePicture(const QString& windowName, const QString& file)
 {
     return {QStringLiteral("taking a picture of ") + windowName,
-            [windowName, file] { driver::savePicture(driver::window(windowName), file); },
+            [windowName, file] {
+                if (!driver::window(windowName)->grab().save(file)) {
+                    qFatal("%s could not be written", qPrintable(file));
+                }
+            },
             [] { return true; }};
 }
 
@@ -39,16 +60,16 @@ QList<Step> showDialog(const QString& windowName, const std::function<void()>& o
         {QStringLiteral("opening ") + windowName, open, isOpen},
         takePicture(windowName, pictureFile),
         {QStringLiteral("closing ") + windowName,
-         [windowName, closingButton] { driver::click(driver::window(windowName), closingButton); },
+         [windowName, closingButton] { press(driver::window(windowName), closingButton); },
          [isOpen] { return !isOpen(); }},
     };
 }
 
 void printResults(const QWidget* window)
 {
-    QTextStream(stdout) << driver::treeText(window, QStringLiteral("treeWidget")) << '\n'
-                        << window->findChild<QLabel*>(QStringLiteral("duplicateFoundLabel"))->text()
-                        << '\n';
+    QTextStream(stdout)
+        << treeText(driver::find<QTreeWidget>(window, QStringLiteral("treeWidget"))) << '\n'
+        << driver::find<QLabel>(window, QStringLiteral("duplicateFoundLabel"))->text() << '\n';
 }
 
 } // namespace
@@ -56,14 +77,15 @@ void printResults(const QWidget* window)
 QList<Step> demonstration::findDuplicates(QWidget* window, const QString& folderA,
                                           const QString& folderB, const QDir& pictures)
 {
+    const auto* label = driver::find<QLabel>(window, QStringLiteral("duplicateFoundLabel"));
     return {
         {QStringLiteral("opening the window"), [window] { window->show(); },
          [window] { return window->isVisible(); }},
-        addFolder(window, QStringLiteral("A"), folderA),
-        addFolder(window, QStringLiteral("B"), folderB),
+        addFolder(window, 'A', folderA),
+        addFolder(window, 'B', folderB),
         {QStringLiteral("finding the duplicates"),
-         [window] { driver::click(window, QStringLiteral("compareButton")); },
-         [window] { return driver::isShown(window, QStringLiteral("duplicateFoundLabel")); }},
+         [window] { press(window, QStringLiteral("compareButton")); },
+         [label] { return label->isVisible(); }},
         {QStringLiteral("printing the results"), [window] { printResults(window); },
          [] { return true; }},
         takePicture(window->objectName(), pictures.filePath(QStringLiteral("main-window.png"))),
@@ -72,16 +94,14 @@ QList<Step> demonstration::findDuplicates(QWidget* window, const QString& folder
 
 QList<Step> demonstration::playDuplicate(QWidget* window, const QDir& pictures)
 {
-    const auto* position = window->findChild<QSlider*>(QStringLiteral("audioSlider"));
-    const auto* stopButton = window->findChild<QWidget*>(QStringLiteral("stopButton"));
+    const auto* position = driver::find<QSlider>(window, QStringLiteral("audioSlider"));
+    const auto* stopButton = driver::find<QWidget>(window, QStringLiteral("stopButton"));
     return {
-        {QStringLiteral("playing a duplicate"),
-         [window] { driver::doubleClickDuplicate(window, QStringLiteral("treeWidget"), 0); },
+        {QStringLiteral("playing a duplicate"), [window] { playFirstDuplicate(window); },
          // A second of it, so that the picture shows it under way.
          [position] { return position->value() >= 1000; }},
         takePicture(window->objectName(), pictures.filePath(QStringLiteral("playing.png"))),
-        {QStringLiteral("stopping it"),
-         [window] { driver::click(window, QStringLiteral("stopButton")); },
+        {QStringLiteral("stopping it"), [window] { press(window, QStringLiteral("stopButton")); },
          [stopButton] { return !stopButton->isEnabled(); }},
     };
 }
@@ -94,8 +114,7 @@ QList<Step> demonstration::showFileOperations(QWidget* window, const QDir& pictu
          {QStringLiteral("delete"), QStringLiteral("move"), QStringLiteral("copy")}) {
         const QString button = operation + QStringLiteral("FilesButtonMainwindow");
         steps += showDialog(
-            dialog, [window, button] { driver::click(window, button); },
-            QStringLiteral("cancelButton"),
+            dialog, [window, button] { press(window, button); }, QStringLiteral("cancelButton"),
             pictures.filePath(operation + QStringLiteral("-dialog.png")));
     }
     return steps;
@@ -104,7 +123,7 @@ QList<Step> demonstration::showFileOperations(QWidget* window, const QDir& pictu
 QList<Step> demonstration::showInformation(QWidget* window, const QDir& pictures)
 {
     const auto choosing = [window](const QString& action) {
-        return [window, action] { driver::choose(window, action); };
+        return [window, action] { require(driver::choose(window, action), action); };
     };
     return showDialog(QStringLiteral("SettingsDialog"), choosing(QStringLiteral("actionSettings")),
                       QStringLiteral("cancelButton"),

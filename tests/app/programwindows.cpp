@@ -30,7 +30,7 @@ const Way& wayTo(const QString& name)
             return way;
         }
     }
-    qFatal("there is no window %s", qPrintable(name));
+    qFatal("no window %s", qPrintable(name));
 }
 
 } // namespace
@@ -109,12 +109,5 @@ QWidget* ProgramWindows::open(const QString& name)
 
 QWidget* ProgramWindows::shown(const QString& name)
 {
-    const QString objectName = QString::fromLatin1(wayTo(name).objectName);
-    const QWidgetList windows = QApplication::topLevelWidgets();
-    for (QWidget* window : windows) {
-        if (window->isVisible() && window->objectName() == objectName) {
-            return window;
-        }
-    }
-    return nullptr;
+    return driver::window(QString::fromLatin1(wayTo(name).objectName));
 }

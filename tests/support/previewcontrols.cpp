@@ -42,14 +42,7 @@ QTreeWidgetItem* PreviewControls::list(const QString& reference,
 
 void PreviewControls::doubleClick(QTreeWidgetItem* row, int column) const
 {
-    tree->scrollToItem(row);
-    const QModelIndex name = tree->indexFromItem(row, column);
-    // Near the cell's left edge, which stays in view however long the path in it is.
-    const QRect cell = tree->visualRect(name);
-    const QPoint point(cell.left() + 5, cell.center().y());
-    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, point);
-    QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {}, point);
-    QTest::mouseRelease(tree->viewport(), Qt::LeftButton, {}, point);
+    driver::doubleClick(tree, row, column);
 }
 
 bool PreviewControls::play(const QString& path) const

@@ -1,65 +1,10 @@
 #include "support/windowfixture.h"
 
-#include <QAbstractButton>
-#include <QAction>
-#include <QApplication>
-#include <QComboBox>
-#include <QFileDialog>
 #include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
 #include <QSettings>
 #include <QTest>
-#include <QTimer>
+#include <QThreadPool>
 #include <QTreeWidget>
-
-#include <chrono>
-
-namespace {
-
-QListWidget* folderList(const WindowFixture& fixture, char group)
-{
-    return fixture.find<QListWidget>(group == 'A' ? "folderListGroupA" : "folderListGroupB");
-}
-
-/** Answers the folder dialog once it is up; gives up after a while, so that nothing hangs. */
-class FolderDialogAnswer
-{
-public:
-    explicit FolderDialogAnswer(QString folder)
-        : m_folder(std::move(folder))
-    {
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { answer(); });
-        m_timer.start(std::chrono::milliseconds(5));
-    }
-    bool answered() const
-    {
-        return m_answered;
-    }
-
-private:
-    void answer()
-    {
-        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-        if (dialog == nullptr) {
-            return;
-        }
-        m_answered = true;
-        m_timer.stop();
-        if (m_folder.isEmpty()) {
-            dialog->reject();
-            return;
-        }
-        dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(m_folder);
-        QMetaObject::invokeMethod(dialog, "accept");
-    }
-
-    QString m_folder;
-    QTimer m_timer;
-    bool m_answered = false;
-};
-
-} // namespace
 
 WindowFixture::WindowFixture()
 {
@@ -83,44 +28,34 @@ void WindowFixture::destroy()
 
 bool WindowFixture::click(const char* buttonName) const
 {
-    auto* button = find<QAbstractButton>(buttonName);
-    if (!button->isVisible() || !button->isEnabled()) {
-        return false;
-    }
-    QTest::mouseClick(button, Qt::LeftButton);
-    return true;
+    return driver::click(m_window.get(), QString::fromLatin1(buttonName));
 }
 
 void WindowFixture::choose(const char* actionName) const
 {
-    find<QAction>(actionName)->trigger();
+    if (!driver::choose(m_window.get(), QString::fromLatin1(actionName))) {
+        qFatal("%s cannot be chosen", actionName);
+    }
 }
 
 void WindowFixture::setMode(int index) const
 {
-    find<QComboBox>("comparisonModeSelector")->setCurrentIndex(index);
+    driver::setMode(m_window.get(), index);
 }
 
 bool WindowFixture::addFolder(char group, const QString& folder) const
 {
-    const FolderDialogAnswer answer(folder);
-    return click(group == 'A' ? "addFolderButtonGroupA" : "addFolderButtonGroupB") &&
-           answer.answered();
+    return driver::addFolder(m_window.get(), group, folder);
 }
 
 void WindowFixture::listFolder(char group, const QString& folder) const
 {
-    folderList(*this, group)->addItem(folder);
+    driver::listFolder(m_window.get(), group, folder);
 }
 
 QStringList WindowFixture::folders(char group) const
 {
-    QStringList texts;
-    const QListWidget* list = folderList(*this, group);
-    for (int row = 0; row < list->count(); ++row) {
-        texts.append(list->item(row)->text());
-    }
-    return texts;
+    return driver::folders(m_window.get(), group);
 }
 
 QThreadPool* WindowFixture::pool() const
@@ -164,7 +99,7 @@ QString WindowFixture::treeText(const QString& prefix) const
         for (int k = 0; k < reference->childCount(); ++k) {
             children.append(line(reference->child(k), 1));
         }
-        children.sort(); // they stand in the order in which the workers found them
+        children.sort(); // they are in the order in which the workers found them
         text += children.join(QString());
     }
     return text;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/mainwindow.h"
+#include "driver/windowdriver.h"
 
 #include <QString>
 #include <QStringList>
@@ -8,12 +9,8 @@
 
 #include <memory>
 
-class QAbstractButton;
-class QTreeWidget;
-
 /**
- * The real window for one test, with settings of its own, and what a person does with it.
- * Widgets are found by their object names and must be visible and enabled to be clicked.
+ * The real window for one test, with settings of its own; operated by driver/windowdriver.h.
  * Thread: GUI thread only.
  */
 class WindowFixture
@@ -35,30 +32,18 @@ public:
         return *m_window;
     }
 
-    /** The widget (or other object) named \a name; fails the test by a crash-free fatal if absent.
-     */
+    /** The widget (or other object) \a name. Errors: ends the program if there is none. */
     template <typename T> T* find(const char* name) const
     {
-        T* object = m_window->findChild<T*>(QString::fromLatin1(name));
-        if (object == nullptr) {
-            qFatal("no object named %s", name);
-        }
-        return object;
+        return driver::find<T>(m_window.get(), QString::fromLatin1(name));
     }
 
-    /** Clicks a button with the mouse. Returns false where a person could not. */
+    // As in driver/windowdriver.h, for this window.
     bool click(const char* buttonName) const;
-    /** Triggers an action of the menus. */
+    /** Errors: ends the program where a person could not choose it. */
     void choose(const char* actionName) const;
-    /** Chooses a mode: 0 "Between groups", 1 "Within group". */
     void setMode(int index) const;
-
-    /**
-     * Presses a group's add button and chooses \a folder in the file dialog; an empty folder stands
-     * for cancelling it. \a group is 'A' or 'B'. Returns false if no dialog appeared.
-     */
     bool addFolder(char group, const QString& folder) const;
-    /** Adds a folder to a group's list without the dialog. */
     void listFolder(char group, const QString& folder) const;
     QStringList folders(char group) const;
 

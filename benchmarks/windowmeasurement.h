@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/mainwindow.h"
+#include "driver/windowdriver.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>
@@ -41,8 +42,11 @@ bool spinUntil(const std::function<bool()>& condition, std::chrono::milliseconds
 /** The object of the window named \a name. */
 template <typename T> T* find(const MainWindow& window, const char* name)
 {
-    return window.findChild<T*>(QString::fromLatin1(name));
+    return driver::find<T>(&window, QString::fromLatin1(name));
 }
+
+/** Presses "Find duplicates". */
+void findDuplicates(const MainWindow& window);
 
 /** Adds \a folder to Group A, chooses "Within group" and presses "Find duplicates". */
 void compareWithinGroup(const MainWindow& window, const QString& folder);

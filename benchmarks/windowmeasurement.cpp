@@ -1,11 +1,8 @@
-#include "windowdriver.h"
+#include "windowmeasurement.h"
 
 #include <QApplication>
-#include <QComboBox>
 #include <QDataStream>
 #include <QFile>
-#include <QListWidget>
-#include <QPushButton>
 #include <QSettings>
 #include <QtMath>
 
@@ -76,11 +73,18 @@ bool spinUntil(const std::function<bool()>& condition, std::chrono::milliseconds
     return true;
 }
 
+void findDuplicates(const MainWindow& window)
+{
+    if (!driver::click(&window, QStringLiteral("compareButton"))) {
+        qFatal("the search cannot be started");
+    }
+}
+
 void compareWithinGroup(const MainWindow& window, const QString& folder)
 {
-    find<QComboBox>(window, "comparisonModeSelector")->setCurrentIndex(1);
-    find<QListWidget>(window, "folderListGroupA")->addItem(folder);
-    find<QPushButton>(window, "compareButton")->click();
+    driver::setMode(&window, 1);
+    driver::listFolder(&window, 'A', folder);
+    findDuplicates(window);
 }
 
 } // namespace benchmarks
