@@ -2,6 +2,7 @@
 
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
+#include "widgets/whenfinished.h"
 
 #include <QThread>
 #include <QtConcurrent/QtConcurrentMap>
@@ -58,7 +59,7 @@ void MainWindow::on_compareButton_clicked()
     filesFuture =
         QtConcurrent::mappedReduced(&threadPool, groups, &MainWindow::find_audio_files_dir,
                                     &MainWindow::collectTmp, QtConcurrent::OrderedReduce);
-    filesWatcher.setFuture(filesFuture);
+    startWatching(filesWatcher, filesFuture);
 }
 
 void MainWindow::resetAll()

@@ -97,7 +97,7 @@ void MainWindow::startComparison(const std::optional<QList<compare::IndexPair>>&
     duplicatesFuture = QtConcurrent::mappedReduced(
         &threadPool, *pairs, &MainWindow::calcSingleSimilarity, &MainWindow::findDuplicateFiles,
         QtConcurrent::UnorderedReduce | QtConcurrent::SequentialReduce);
-    duplicatesWatcher.setFuture(duplicatesFuture);
+    startWatching(duplicatesWatcher, duplicatesFuture);
     // The run holds the list now; let go of it here, so that it is freed with the run.
     pairsFuture = {};
 }

@@ -354,7 +354,7 @@ void deleteDialog::start(const QList<Operand>& work, bool (*function)(const Oper
     });
     operations.removeIf([](const QFuture<QList<bool>>& each) { return each.isFinished(); });
     operations.append(future);
-    watcher.setFuture(future);
+    startWatching(watcher, future);
 }
 
 void deleteDialog::showResult(const QList<bool>& results, const QString& ending, Rows rows)

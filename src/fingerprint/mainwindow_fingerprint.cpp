@@ -80,9 +80,8 @@ void MainWindow::startFingerprintRuns(const QStringList& listA, const QStringLis
     };
     fingerprintFuture1 = start(listA);
     fingerprintFuture2 = start(listB);
-    // A watcher that is given the very future that it already watches does nothing.
-    fingerprintWatcher1.setFuture(fingerprintFuture1);
-    fingerprintWatcher2.setFuture(fingerprintFuture2);
+    startWatching(fingerprintWatcher1, fingerprintFuture1);
+    startWatching(fingerprintWatcher2, fingerprintFuture2);
 
     // The comparison needs both runs. They are joined by counting, so that this thread never waits.
     pendingFingerprintRuns = 2;

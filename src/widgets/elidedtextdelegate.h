@@ -3,8 +3,8 @@
 #include <QStyledItemDelegate>
 
 /**
- * Draws cells as any view does, and tells the whole text of one that has no room for it when the
- * pointer rests on it. The text is taken as it is, never as markup: it is a file's name.
+ * Draws cells as any view does, and shows elided text whole as a tooltip. The text is never taken
+ * as markup: it is a file's name.
  * Thread: GUI thread only.
  */
 class ElidedTextDelegate : public QStyledItemDelegate

@@ -6,7 +6,7 @@
 
 namespace {
 
-/** Hands a button Return and Enter as if they were the space bar. */
+/** Turns Return and Enter into the space bar. */
 class SpaceForReturn : public QObject
 {
 public:

@@ -7,9 +7,9 @@ class QPushButton;
 namespace returnKey {
 
 /**
- * Lets Return and Enter press each of \a buttons while it has the focus, as the space bar does:
- * when the key is let go, and not again for its repetitions. So what a button opens is not answered
- * unseen by the rest of a held key, as long as the platform tells repetitions from presses. No
+ * Makes Return and Enter press each of \a buttons while it has the focus, as the space bar does:
+ * it is clicked when the key is released, and not again for repetitions of the key. So a held key
+ * does not answer the dialog that a button opens, as long as the platform marks repetitions. No
  * button becomes a default one, which Return would press from anywhere.
  * Thread: GUI thread only.
  */

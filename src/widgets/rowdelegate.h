@@ -7,10 +7,11 @@
 #include <QStyledItemDelegate>
 
 /**
- * Draws the rows of the file list as any list does, but measures each text once only.
+ * Draws the rows of a list as any list does, but measures each text only once.
  *
- * The view measures all of its rows anew whenever one box is ticked; with many thousand rows that
- * is what makes a tick slow. Thread: GUI thread only.
+ * A list measures all of its rows anew whenever one box is ticked. With many thousand rows that
+ * makes a tick slow.
+ * Thread: GUI thread only.
  */
 class RowDelegate : public QStyledItemDelegate
 {

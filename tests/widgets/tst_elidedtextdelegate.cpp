@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QHeaderView>
 #include <QHelpEvent>
+#include <QScreen>
 #include <QTest>
 #include <QToolTip>
 #include <QTreeWidget>
@@ -15,9 +16,11 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void cutTextIsToldWhole();
-    void textWithRoomIsNotToldAgain();
-    void textThatLooksLikeMarkupIsToldAsItIs();
+    void elidedTextIsShownWhole();
+    void textThatFitsIsNotShownAgain();
+    void textIsElidedFromThePixelThatItLacks();
+    void textIsWrappedOnceTheScreenIsTooNarrow();
+    void textThatLooksLikeMarkupIsShownAsItIs();
     void toolTipOfTheCellItselfComesFirst();
 
 private:
@@ -35,7 +38,7 @@ void TestElidedTextDelegate::init()
     m_tree->setItemDelegate(new ElidedTextDelegate(m_tree.get()));
     m_tree->resize(400, 200);
     m_tree->show();
-    m_tree->activateWindow(); // only an active window tells anything
+    m_tree->activateWindow(); // only an active window shows tooltips
     QVERIFY(QTest::qWaitForWindowActive(m_tree.get()));
 }
 
@@ -61,7 +64,7 @@ void TestElidedTextDelegate::rest(QTreeWidgetItem* item) const
     QApplication::sendEvent(m_tree->viewport(), &event);
 }
 
-void TestElidedTextDelegate::cutTextIsToldWhole()
+void TestElidedTextDelegate::elidedTextIsShownWhole()
 {
     const QString path = QStringLiteral("/music") + QStringLiteral("/long folder").repeated(20);
     rest(add(path));
@@ -69,13 +72,45 @@ void TestElidedTextDelegate::cutTextIsToldWhole()
     QVERIFY(QToolTip::text().contains(path));
 }
 
-void TestElidedTextDelegate::textWithRoomIsNotToldAgain()
+void TestElidedTextDelegate::textThatFitsIsNotShownAgain()
 {
     rest(add(QStringLiteral("/music/a")));
     QVERIFY(!QToolTip::isVisible());
 }
 
-void TestElidedTextDelegate::textThatLooksLikeMarkupIsToldAsItIs()
+void TestElidedTextDelegate::textIsElidedFromThePixelThatItLacks()
+{
+    m_tree->setRootIsDecorated(false);
+    QTreeWidgetItem* item = add(QStringLiteral("/music/a song with a name"));
+    const QAbstractItemView* view = m_tree.get();
+    const int needed = view->sizeHintForColumn(0);
+    m_tree->header()->resizeSection(0, needed);
+    QCOMPARE(m_tree->visualRect(m_tree->indexFromItem(item)).width(), needed);
+    rest(item);
+    QVERIFY(!QToolTip::isVisible());
+    m_tree->header()->resizeSection(0, needed - 1);
+    rest(item);
+    QVERIFY(QToolTip::isVisible());
+}
+
+void TestElidedTextDelegate::textIsWrappedOnceTheScreenIsTooNarrow()
+{
+    const QFontMetrics metrics(QToolTip::font());
+    const int screenWidth = m_tree->screen()->availableSize().width();
+    QString text;
+    // A tooltip has a margin beside its text, so a tenth of the screen is left free.
+    while (metrics.horizontalAdvance(text + u'i') < screenWidth * 9 / 10) {
+        text += u'i';
+    }
+    rest(add(text));
+    QVERIFY2(QToolTip::text().contains(QStringLiteral("white-space:pre'")),
+             qPrintable(QToolTip::text()));
+    rest(add(text + u'i'));
+    QVERIFY2(QToolTip::text().contains(QStringLiteral("white-space:pre-wrap'")),
+             qPrintable(QToolTip::text()));
+}
+
+void TestElidedTextDelegate::textThatLooksLikeMarkupIsShownAsItIs()
 {
     rest(add(QStringLiteral("<b>&amp;</b>").repeated(30)));
     QVERIFY(QToolTip::isVisible());
