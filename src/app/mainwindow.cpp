@@ -17,7 +17,7 @@ namespace {
 constexpr int kNameColumn = 0;
 constexpr int kNameColumnWidth = 400;
 
-/** Gives the paths their room, and every other column at least what its title needs. */
+/** Makes the first column wide enough for paths, and every other at least as wide as its title. */
 void sizeColumns(QHeaderView* header)
 {
     for (int column = 0; column < header->count(); ++column) {
@@ -28,8 +28,8 @@ void sizeColumns(QHeaderView* header)
 }
 
 /**
- * Leaves the wheel to what lies around: a box of choices would take it from a pointer that merely
- * passes, and another mode empties the window.
+ * Passes the wheel on to the parent: over the mode selector it would change the mode, and another
+ * mode empties the window.
  */
 class WheelIgnorer : public QObject
 {
@@ -47,21 +47,21 @@ public:
 };
 
 /**
- * Gives an action the platform's own keys for what it does, or \a usual where the platform has
- * none: a plain window manager knows neither settings nor quitting.
+ * Gives an action the platform's standard keys, or \a usual where the platform has none: plain
+ * window managers have none for settings and quitting.
  */
 void setStandardShortcut(QAction* action, QKeySequence::StandardKey key, const QKeySequence& usual)
 {
     const QList<QKeySequence> keys = QKeySequence::keyBindings(key);
     action->setShortcuts(keys.isEmpty() ? QList<QKeySequence>{usual} : keys);
-    action->setAutoRepeat(false); // a held key would open page upon page in the browser
+    action->setAutoRepeat(false); // a held key would open many pages in the browser
 }
 
 } // namespace
 
 /**
- * Registers the icons. They are linked from a static library, where the linker drops a resource
- * collection that nobody asks for. Outside any namespace, since Q_INIT_RESOURCE must be.
+ * Registers the icons: the linker drops a resource collection of a static library that nothing
+ * refers to. Outside any namespace, as Q_INIT_RESOURCE requires.
  */
 static void initialiseIcons()
 {
@@ -103,8 +103,8 @@ MainWindow::MainWindow(QWidget* parent)
 MainWindow::~MainWindow()
 {
     resetAll();
-    // The player is a child and dies with the base class, when this is no longer a MainWindow: it
-    // must not speak to it then.
+    // The player is a child: the base class destroys it, when its signals can no longer be
+    // delivered to a MainWindow.
     player->disconnect(this);
     ui.reset();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// The one window. It is one class in several files, by topic:
+// The main window is one class in several files, by topic:
 //
 //   construction, closing       src/app/mainwindow.cpp
 //   folder groups               src/app/mainwindow_groups.cpp
@@ -46,10 +46,10 @@ class deleteDialog;
 
 /**
  * The main window: two groups of folders, the run that searches them for duplicates, the tree of
- * results, the preview player, and the way to the dialogs.
+ * results, the preview player, and the buttons and menus that open the dialogs.
  *
- * A run is a chain of parallel stages on the window's thread pool; this thread only starts stages
- * and receives their progress and results. resetAll() is the one place that stops a run.
+ * A run is a chain of parallel stages on the window's thread pool. The GUI thread only starts
+ * stages and receives their progress and results. resetAll() is the one place that stops a run.
  *
  * At most one window at a time can run a comparison: the stage functions are static and share the
  * record lists below.
@@ -66,9 +66,9 @@ public:
     ~MainWindow() override;
 
     /**
-     * Stops every stage that runs and drops all results, and the preview and an open file
-     * operation dialog with them. The folders and the tree are left as they are.
-     * Blocks until the last worker has stopped, which a stop flag makes short.
+     * Stops every running stage, drops all results, stops the preview and closes an open file
+     * operation dialog. The folders and the tree are left as they are.
+     * Blocks until the last worker has stopped; a stop flag keeps this short.
      */
     void resetAll();
 
@@ -92,7 +92,7 @@ public:
     /**
      * The records that are compared: Group A's, and those that Group A is compared with. They are
      * static because the stage functions are. Workers only read them, through at(), and only while
-     * a comparison runs; this thread writes them only while none does.
+     * a comparison runs; the GUI thread writes them only while none runs.
      */
     static QList<FingerprintRecord> fingerprintsFirst;
     static QList<FingerprintRecord> fingerprintsSecond;
@@ -132,7 +132,7 @@ public Q_SLOTS:
     void aboutDialogFinished(int result);                          // mainwindow_settings.cpp
 
 protected:
-    /** Closes at once and cancels nothing: a running comparison is stopped by the destructor. */
+    /** Closes at once and cancels nothing; the destructor stops a running comparison. */
     void closeEvent(QCloseEvent* event) override;
 
 private:
@@ -218,10 +218,10 @@ private:
     quint64 runNumber = 0;
     /** How many of the two fingerprint runs are still to finish before the comparison starts. */
     int pendingFingerprintRuns = 0;
-    /** How often a file that was just loaded may still be started; 0 once it is heard. */
+    /** How often a file that was just loaded may still be restarted; 0 once it is played. */
     int startsLeft = 0;
     QElapsedTimer sinceStart;
-    /** A long work list while a worker builds it; no value if there is no memory for it. */
+    /** A long work list while a worker builds it. Errors: no value if memory is short. */
     QFuture<std::optional<QList<compare::IndexPair>>> pairsFuture;
     /**
      * Stops the workers in the middle of their item. Static, as the stage functions are; replaced

@@ -6,7 +6,7 @@
 
 namespace {
 
-/** What tells the three modes of the file operation dialog apart. */
+/** What differs between the three modes of the file operation dialog. */
 struct DialogMode
 {
     QString title;
@@ -83,7 +83,7 @@ void MainWindow::openDeleteDialog(const QString& operation)
             activeDeleteDialog->activateWindow();
             return;
         }
-        // One of another mode is replaced, even while its operation runs.
+        // A dialog of another mode is replaced, even while its operation runs.
         discardDeleteDialog();
     }
 

@@ -17,8 +17,8 @@ constexpr qint64 kSecondsPerMinute = 60;
 constexpr qint64 kSecondsPerHour = 3600;
 
 /**
- * \a seconds as a time of day. The hours are taken modulo 60, like the minutes: from 24 hours on it
- * is no time of day any more and its text is empty. Kept as it is.
+ * \a seconds as a time of day. The hours are taken modulo 60, like the minutes. From 24 hours on
+ * the time of day is invalid and its text is empty; this is kept.
  */
 QTime timeOfDay(qint64 seconds)
 {
@@ -33,8 +33,7 @@ QTime timeOfDay(qint64 seconds)
 void MainWindow::on_treeWidget_itemDoubleClicked(QTreeWidgetItem* item, int /*column*/)
 {
     player->setSource(QUrl());
-    // A file that cannot be played never reports a position, and would keep the time of the one
-    // before.
+    // A file that cannot be played reports no position, and would keep the time of the last one.
     ui->audioDurationLabel->clear();
     player->setSource(QUrl::fromLocalFile(item->text(kNameColumn)));
     ui->audioDurationLabel->show();
@@ -121,9 +120,9 @@ void MainWindow::setState(QMediaPlayer::PlaybackState newState)
 }
 
 /**
- * Starts a file again that was ended before anything of it was heard. Playing one file after the
- * other quickly, the end of one before can reach the player only when the next is loaded, and end
- * that one.
+ * Restarts a file that ended before any of it was played. When files are played in quick
+ * succession, the end of an earlier one can reach the player after the next is loaded, and end
+ * that.
  */
 void MainWindow::mediaStatusChanged(QMediaPlayer::MediaStatus status)
 {
@@ -150,7 +149,7 @@ void MainWindow::updateDurationInfo(qint64 positionSeconds)
 
 void MainWindow::showPlayIcon(const QIcon& icon)
 {
-    // The icon tells those who see it what a press will do.
+    // Screen readers and tooltips name the action that the icon shows.
     const bool plays = icon.cacheKey() == playIcon.cacheKey();
     ui->playButton->setAccessibleName(plays ? tr("Play") : tr("Pause"));
     ui->playButton->setToolTip(plays ? tr("Play the preview") : tr("Pause the preview"));
@@ -163,7 +162,7 @@ void MainWindow::setUpPlayer()
     player = new QMediaPlayer(this);
     audioOutput = new QAudioOutput(this);
     player->setAudioOutput(audioOutput);
-    // The first of two connections of this signal: the slot runs twice for each, and is idempotent.
+    // The first of two connections: the slot runs twice for each signal, and is idempotent.
     connect(player, SIGNAL(positionChanged(qint64)), this, SLOT(positionChanged(qint64)));
 
     playIcon.addFile(QStringLiteral(":/icons/play.png"), QSize(), QIcon::Normal, QIcon::Off);
@@ -180,20 +179,20 @@ void MainWindow::connectPlayer()
     connect(player, &QMediaPlayer::durationChanged, this, &MainWindow::durationChanged);
     connect(player, &QMediaPlayer::playbackStateChanged, this, &MainWindow::setState);
     connect(player, &QMediaPlayer::mediaStatusChanged, this, &MainWindow::mediaStatusChanged);
-    // The keys, the wheel and a click beside the handle do not count as moves of the slider. While
-    // the handle is held, its moves do, and are actions besides. A change of the value is no sign:
-    // a new position of the player changes it.
+    // Keys, the wheel and a click beside the handle report actions only. A move of the held handle
+    // reports both a move and an action. Changes of the value cannot be used: a new position of the
+    // player changes it, too.
     connect(ui->audioSlider, &QSlider::actionTriggered, this, [this](int action) {
         if (action != QAbstractSlider::SliderMove || !ui->audioSlider->isSliderDown()) {
             on_audioSlider_sliderMoved(ui->audioSlider->sliderPosition());
         }
     });
     sliderClick::movesHandleToPointer(ui->audioSlider);
-    // What a double-click does, for those who use the keyboard.
+    // The keys for what a double-click does.
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
         auto* shortcut = new QShortcut(key, ui->treeWidget);
         shortcut->setContext(Qt::WidgetShortcut);
-        shortcut->setAutoRepeat(false); // a held key would load the file over and over
+        shortcut->setAutoRepeat(false); // a held key would reload the file
         connect(shortcut, &QShortcut::activated, this, [this] {
             if (QTreeWidgetItem* item = ui->treeWidget->currentItem()) {
                 on_treeWidget_itemDoubleClicked(item, kNameColumn);

@@ -14,7 +14,7 @@ constexpr double kProgressStart = 80.0;
 /** ... by this much. */
 constexpr qint64 kProgressShare = 20;
 
-/** So many pairs are listed in less than a frame of the window; more are left to a worker. */
+/** Listing so many pairs takes less than a frame of the window; a worker lists more. */
 constexpr qint64 kPairsListedAtOnce = 1'000'000;
 
 } // namespace
@@ -35,7 +35,7 @@ void MainWindow::findDuplicateFiles(DuplicateMap& result, const std::tuple<int, 
         return;
     }
     const auto [i, j, similarity] = item;
-    // Read for every pair on purpose: a threshold changed during a run counts for what follows.
+    // Read for every pair on purpose: a threshold changed during a run applies to later pairs.
     compare::addIfDuplicate(result, std::get<0>(fingerprintsFirst.at(i)),
                             std::get<0>(fingerprintsSecond.at(j)), similarity,
                             settings::similarityThreshold());
@@ -49,7 +49,7 @@ void MainWindow::compareAudioParallel()
     }
     fingerprintsFirst = fingerprintFuture1.resultAt(0);
     if (betweenGroups) {
-        // Finished as well by now, so this never has to wait.
+        // Finished as well by now, so this does not wait.
         fingerprintsSecond = fingerprintFuture2.resultAt(0);
     } else {
         fingerprintsSecond = fingerprintsFirst;
@@ -86,7 +86,7 @@ void MainWindow::compareAudioParallel()
         }));
 }
 
-/** Compares \a pairs; without a list, for which there was no memory, refuses \a fileCount files. */
+/** Compares \a pairs. No value, for want of memory, refuses \a fileCount files. */
 void MainWindow::startComparison(const std::optional<QList<compare::IndexPair>>& pairs,
                                  qsizetype fileCount)
 {
@@ -98,11 +98,11 @@ void MainWindow::startComparison(const std::optional<QList<compare::IndexPair>>&
         &threadPool, *pairs, &MainWindow::calcSingleSimilarity, &MainWindow::findDuplicateFiles,
         QtConcurrent::UnorderedReduce | QtConcurrent::SequentialReduce);
     startWatching(duplicatesWatcher, duplicatesFuture);
-    // The run holds the list now; let go of it here, so that it is freed with the run.
+    // The run has its own reference to the list now; this one would keep it after the run.
     pairsFuture = {};
 }
 
-/** Ends a run whose work list would be silently skipped or would not fit into memory. */
+/** Ends a run whose work list the framework would skip or memory cannot hold. */
 void MainWindow::refuseComparison(qsizetype fileCount)
 {
     endRun();
@@ -115,7 +115,7 @@ void MainWindow::compareValueChanged(int value)
 {
     const qint64 minimum = duplicatesWatcher.progressMinimum();
     const qint64 maximum = duplicatesWatcher.progressMaximum();
-    // An empty work list has no range, and a cancelled run nothing to say about what is shown.
+    // An empty work list has no range, and the progress of a cancelled run is not shown.
     if (maximum == minimum || duplicatesWatcher.isCanceled()) {
         return;
     }

@@ -24,7 +24,7 @@ constexpr int kAllRow = 0;
 constexpr int kFirstFileRow = 1;
 constexpr std::chrono::seconds kResultShown{1};
 
-/** The count label's words for the marked files of an operation; nothing for an unknown one. */
+/** The end of the count label before an operation; empty for an unknown operation. */
 QString markedEnding(const QString& operation)
 {
     if (operation == QStringLiteral("delete")) {
@@ -39,10 +39,10 @@ QString markedEnding(const QString& operation)
     return {};
 }
 
-/** What a row keeps beside its text and tick. */
+/** The data of a row besides its text and tick. */
 enum RowRole {
     ReferenceRole = Qt::UserRole, ///< The path of its reference; empty if it has none.
-    HeldBackRole,                 ///< Whether it is ticked by hand only.
+    HeldBackRole,                 ///< Whether only the user ticks it, not "All".
 };
 
 bool isHeldBack(const QListWidgetItem* item)
@@ -55,7 +55,7 @@ void holdBack(QListWidgetItem* item, const QString& reason)
 {
     item->setCheckState(Qt::Unchecked);
     item->setData(HeldBackRole, true);
-    // Marked up, since a path that looks like markup would be taken for it.
+    // As escaped markup, since a path that looks like markup would be rendered as such.
     item->setToolTip(
         QStringLiteral("<p style='white-space:pre-wrap'>%1</p>").arg(reason.toHtmlEscaped()));
 }
@@ -83,7 +83,7 @@ QString missingReason(const QString& reference)
         .arg(reference);
 }
 
-/** A row that is in no list yet, so that ticking it reports no change. */
+/** A row without a list, so that ticking it reports no change. */
 QListWidgetItem* newRow(const DuplicateRow& row)
 {
     auto* item = new QListWidgetItem(row.path);
@@ -118,7 +118,7 @@ deleteDialog::deleteDialog(QWidget* parent)
 
 deleteDialog::~deleteDialog()
 {
-    // The framework hands files out in blocks, so its own cancellation alone would come late.
+    // Cancelling alone would be late: the framework hands out files in blocks.
     stop.request_stop();
     for (QFuture<QList<bool>>& each : operations) {
         each.cancel();
@@ -253,7 +253,7 @@ void deleteDialog::tickAll(Qt::CheckState state)
     }
 }
 
-/** A reference can go while the dialog is open. Its duplicates are not ticked any more then. */
+/** Holds back the duplicates of references that were removed while the dialog is open. */
 void deleteDialog::holdBackRowsWithoutReference()
 {
     QHash<QString, bool> isThere;
@@ -268,8 +268,8 @@ void deleteDialog::holdBackRowsWithoutReference()
 }
 
 /**
- * The last look before files go: ticks that the dialog set, or that were set when things were
- * different, do not count for what would be lost with its reference.
+ * Checks the ticked files again just before they are removed, and holds back each that is its
+ * reference under another name, or whose reference is missing or removed as well.
  */
 void deleteDialog::holdBackWhatWouldBeLost()
 {
@@ -368,7 +368,7 @@ void deleteDialog::showResult(const QList<bool>& results, const QString& ending,
 
 void deleteDialog::removeVanishedRows()
 {
-    // From the end, so that the rows before need no renumbering.
+    // From the end, so that removing a row renumbers none that is still to be visited.
     for (int row = ui->filesList->count() - 1; row >= kFirstFileRow; --row) {
         if (!QFile::exists(ui->filesList->item(row)->text())) {
             delete ui->filesList->takeItem(row);

@@ -23,12 +23,12 @@ class Ui_deleteDialog;
 /**
  * The dialog in which duplicates are ticked and deleted, moved or copied.
  *
- * Whoever opens it sets `operation`, the title, the labels and which of the mode's widgets are
- * visible, fills it with addRows() and shows it without making it modal. It reports nothing back
- * but finished(); the files are handled one after another on a thread of its own.
+ * Its opener sets `operation`, the title, the labels and which of the mode's widgets are visible,
+ * fills it with addRows() and shows it modeless. It reports back only finished(). The files are
+ * handled one after another on a thread of its own.
  *
- * Its destruction ends a running operation after the file in progress and waits for that one file;
- * the rest stay untouched. Hiding or closing it alone ends nothing.
+ * Its destruction ends a running operation after the file in progress and waits for that file; the
+ * others are left alone. Hiding or closing the dialog ends nothing.
  *
  * Thread: GUI thread only, but for the four static functions.
  */
@@ -43,24 +43,23 @@ public:
 
     /**
      * Appends the row "All" and the rows of \a rows, all ticked but those that may be the only
-     * copy: another name of a reference, and duplicates whose reference is missing. These are
-     * unticked, their tooltip gives the reason, and "All" leaves them so; each can be ticked by
-     * itself. Without rows the list stays empty.
+     * copy: another name of a reference, and duplicates whose reference is missing. These are held
+     * back: they are unticked, their tooltip gives the reason, "All" does not tick them, and the
+     * user can tick each by itself. Without rows the list stays empty.
      *
-     * Before "All" ticks the rows, references are looked for again, and the duplicates of those
-     * that have gone meanwhile become such rows. Before files are deleted or moved, so do those
-     * that have become another name of a reference, and those whose reference is ticked under
-     * another name.
+     * References are checked again before "All" ticks the rows, and duplicates of missing ones are
+     * held back. Before files are deleted or moved, so are rows that are now another name of a
+     * reference, and those whose reference is ticked under another name.
      *
-     * The count label and the boxes end as if the rows had been added one by one, at a cost that is
-     * linear in their number. Returns the number of ticked rows, "All" not counted.
+     * The count label is as if the rows had been added one by one. The cost is linear in their
+     * number. Returns the number of ticked rows without "All".
      */
     int addRows(const QList<DuplicateRow>& rows);
 
     /** Hides the progress bar; called a second after the end of an operation. */
     void hideDeleteProgress();
 
-    /** Map functions: true on success. Any thread, blocking; fileops/fileworkers.h has the rest. */
+    /** Map functions; see fileops/fileworkers.h. True on success. Thread: any thread, blocking. */
     static bool copyFile(const fileops::SourceAndDestination& paths);
     static bool moveFile(const fileops::SourceAndDestination& paths);
     static bool deleteFile(const QString& path);
@@ -83,18 +82,18 @@ private Q_SLOTS:
     void on_copyButton_clicked();
 
 private:
-    /** What becomes of the rows when an operation has ended. */
+    /** What happens to the rows when an operation has ended. */
     enum class Rows { Keep, RemoveVanished };
 
-    int filesHandled = 0; ///< Set to 0 whenever an operation starts; nothing depends on it.
+    int filesHandled = 0; ///< Set to 0 when an operation starts; nothing depends on it.
     QThreadPool threadPool;
     QFutureWatcher<QList<bool>> watcher;
     QFuture<QList<bool>> future;
 
-    // A second operation may wait behind the first, which future and watcher then no longer follow.
+    // A second operation may be queued behind the first, which future and watcher no longer follow.
     QList<QFuture<QList<bool>>> operations;
     std::stop_source stop;
-    bool ticking = false; ///< Several rows: they are counted once, at the end.
+    bool ticking = false; ///< While several rows are ticked, which are counted once at the end.
 
     QStringList markedPaths() const;
     int markedCount() const;

@@ -63,7 +63,7 @@ void MainWindow::calculateFingerprintParallel()
     const bool betweenGroups = comparisonMode() == ComparisonMode::BetweenGroups;
     if (listA.isEmpty() || (betweenGroups && listB.isEmpty())) {
         ui->progressBar->setValue(100);
-        // The full bar stays for a moment, so that the user sees that a search took place.
+        // The full bar stays for a second to show that a search took place.
         QTimer::singleShot(std::chrono::seconds(1), this,
                            inThisRun([this] { noDuplicateFilesFound(); }));
         return;
@@ -83,7 +83,7 @@ void MainWindow::startFingerprintRuns(const QStringList& listA, const QStringLis
     startWatching(fingerprintWatcher1, fingerprintFuture1);
     startWatching(fingerprintWatcher2, fingerprintFuture2);
 
-    // The comparison needs both runs. They are joined by counting, so that this thread never waits.
+    // The comparison needs both runs. Counting joins them without blocking this thread.
     pendingFingerprintRuns = 2;
     const auto finished =
         inThisRun([this](const QList<FingerprintRecord>&) { fingerprintRunFinished(); });
@@ -103,7 +103,7 @@ void MainWindow::fpValueChanged(int /*value*/)
     if (!fingerprintFuture1.isStarted() || !fingerprintFuture2.isStarted()) {
         return;
     }
-    // A run that was cancelled has nothing to say about the one that is shown.
+    // The progress of a cancelled run is not shown.
     if (fingerprintFuture1.isCanceled() || fingerprintFuture2.isCanceled()) {
         return;
     }

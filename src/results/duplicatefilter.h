@@ -7,12 +7,12 @@ namespace results {
 /**
  * What of \a duplicates is shown, so that every path is listed at most once.
  *
- * Reference files are visited in ascending order. One that was already listed is skipped together
- * with its whole list; in the list of any other, the files that were already listed, and the file
- * itself, are left out. A reference file that has nothing left is dropped.
+ * Reference files are visited in ascending order. One that is already listed is skipped with its
+ * whole list. The list of any other leaves out files that are already listed and the reference
+ * itself. A reference file without entries is dropped.
  *
  * A file that matched only a file listed under an earlier reference is therefore not shown at all.
- * This is kept: what is left can be dealt with in the next run, and no file is offered twice.
+ * This is kept: the next run finds it, and no file is offered twice.
  *
  * Cost: linear in the number of entries. Reentrant.
  */

@@ -25,8 +25,7 @@ void MainWindow::noDuplicateFilesFound()
 {
     ui->duplicateFoundLabel->setText(results::duplicateCountText(0));
     ui->duplicateFoundLabel->show();
-    // Not endRun(): nothing was taken that is to be emptied, and the bar's text goes before its
-    // value.
+    // Not endRun(): no records were taken, and the bar's text is hidden before its value changes.
     state = QStringLiteral("idle");
     ui->progressBar->setTextVisible(false);
     ui->progressBar->setValue(0);

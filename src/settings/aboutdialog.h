@@ -18,7 +18,7 @@ public:
     explicit AboutDialog(QWidget* parent = nullptr);
     ~AboutDialog() override;
 
-    /** The form, for the window that sets the dialog up. */
+    /** The form, for the window that opens the dialog. */
     const std::unique_ptr<Ui_AboutDialog> ui;
 
 public Q_SLOTS:

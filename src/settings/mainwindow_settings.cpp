@@ -11,7 +11,7 @@ namespace {
 
 constexpr QSize kAboutDialogSize(300, 120);
 
-/** Opens a page of the product's web site. Whether a browser answers is up to the desktop. */
+/** Opens a page of the product's web site. Errors: none; the desktop may have no browser. */
 void openPage(QLatin1StringView path)
 {
     const QString address = QStringLiteral(QUORVEL_WEB_SITE) + path;
@@ -26,8 +26,7 @@ void MainWindow::changeSettings()
         settingsDialog->activateWindow();
         return;
     }
-    // A window of its own: it may be moved beside or behind this one. It is released when it is
-    // closed.
+    // Without a parent, so that it can be moved behind this window. Closing releases it.
     settingsDialog = new SettingsDialog(nullptr);
     settingsDialogOpen = true;
     settingsDialog->setWindowTitle(QStringLiteral("Settings"));

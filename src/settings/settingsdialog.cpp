@@ -7,7 +7,7 @@
 
 namespace {
 
-/** Lets what stands behind the labels stand in line, whatever the length of their texts. */
+/** Makes the labels equally wide, so that the fields beside them are aligned. */
 void alignLabels(std::initializer_list<QLabel*> labels)
 {
     int width = 0;
@@ -36,7 +36,7 @@ SettingsDialog::~SettingsDialog() = default;
 
 void SettingsDialog::on_saveButton_clicked()
 {
-    // Text that is no 32-bit number gives 0, and no range is enforced: what was typed is stored.
+    // Text that is not a 32-bit number gives 0. No range is enforced: a number is stored as typed.
     settings::write({ui->similarityThresh->text().toInt(), ui->multicore->isChecked()});
     accept();
 }

@@ -7,8 +7,8 @@
 class Ui_SettingsDialog;
 
 /**
- * Edits the two stored settings. It shows them as they are stored when it is constructed, and
- * stores both on "Save"; closing it in any other way stores nothing.
+ * Edits the two stored settings. It reads both when it is constructed and stores both on "Save";
+ * closing it in any other way stores nothing.
  * Thread: GUI thread only.
  */
 class SettingsDialog : public QDialog

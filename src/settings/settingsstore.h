@@ -2,8 +2,8 @@
 
 /**
  * The program's two stored settings. Every function opens the platform's settings store
- * (organisation "tandrik", application "quorvel") anew and closes it again, so a change takes
- * effect at the next read, whoever made it; nothing is cached.
+ * (organisation "tandrik", application "quorvel") and closes it again. Nothing is cached: a change,
+ * also by another process, takes effect at the next read.
  *
  * Thread: any thread, blocking (a file is read). Reentrant.
  */
