@@ -20,7 +20,7 @@
 #include <QTimer>
 #include <QTreeWidget>
 
-// The program without a mouse, and as it is told to somebody who does not see it.
+// The program without a mouse, and as a screen reader presents it.
 
 namespace {
 
@@ -82,7 +82,7 @@ QList<QWidget*> controlsOf(const QWidget* window)
 
 QString spokenName(QWidget* widget)
 {
-    // Asked for its name, a box to choose from tells what is chosen.
+    // The accessible text of a combo box is the current item.
     if (qobject_cast<QComboBox*>(widget) != nullptr) {
         return widget->accessibleName();
     }

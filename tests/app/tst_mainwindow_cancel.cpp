@@ -102,7 +102,7 @@ void TestMainWindowCancel::startRun(int threads)
     fixture->pool()->setMaxThreadCount(threads);
 }
 
-/** Lets the stages before \a stage run and speak, one after the other, and \a stage begin. */
+/** Runs the stages before \a stage and delivers what they report, then begins \a stage. */
 void TestMainWindowCancel::advanceTo(Stage stage)
 {
     for (int passed = 0; passed < stage; ++passed) {
@@ -177,7 +177,7 @@ void TestMainWindowCancel::nothingStaleReachesTheNextRun()
     QFETCH(Action, action);
     QFETCH(int, threads);
     for (int round = 0; round < kRounds * kStageCount; ++round) {
-        // With the pool idle, what the stage has to say is queued and not yet delivered.
+        // With the pool idle, what the stage reports is queued and not yet delivered.
         for (const bool letTheStageFinish : {true, false}) {
             fixture->choose("actionNew_Comparison");
             listBothGroups();

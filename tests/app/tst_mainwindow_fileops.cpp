@@ -217,7 +217,7 @@ void TestMainWindowFileOps::oneDuplicateIsCountedInTheSingular()
     QCOMPARE(rows(dialog, m_music->path()),
              (QStringList{QStringLiteral("x All"), QStringLiteral("x /b/copy.wav")}));
     QCOMPARE(countLabel(dialog), QStringLiteral("1 file marked for deletion"));
-    // The dialog's own form of the label knows no singular.
+    // The dialog's own form of the label has no singular.
     auto* item = child<QListWidget>(dialog, "filesList")->item(1);
     item->setCheckState(Qt::Unchecked);
     QCOMPARE(countLabel(dialog), QStringLiteral("0 files marked for deletion"));

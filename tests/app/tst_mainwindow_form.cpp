@@ -39,7 +39,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void slotsStandInTheirOrder();
+    void slotsAreInTheirOrder();
     void titleAndSize();
     void firstStartStoresTheDefaultsBeforeTheWindowIsShown();
     void existingSettingsAreNotOverwritten();
@@ -48,9 +48,9 @@ private Q_SLOTS:
     void buttonsCarryTheirTextsAndIcons();
     void menusHoldTheirActionsInOrder();
     void actionsCarryTheirIcons();
-    void modesStandInOrder();
+    void modesAreInTheirOrder();
     void treeHasItsColumnsAndHeader();
-    void widgetsStandInTheirOrderDownTheWindow();
+    void widgetsAreInTheirOrderDownTheWindow();
     void everyIconOfTheCollectionCanBeRead();
     void findButtonHasItsFixedSize();
     void sliderMovesAndPositionsAreDoublyConnected();
@@ -71,7 +71,7 @@ void TestMainWindowForm::cleanup()
     fixture.reset();
 }
 
-void TestMainWindowForm::slotsStandInTheirOrder()
+void TestMainWindowForm::slotsAreInTheirOrder()
 {
     const QList<QByteArray> expected{
         "newComparison()",
@@ -209,7 +209,7 @@ void TestMainWindowForm::actionsCarryTheirIcons()
     QVERIFY(fixture->find<QAction>("actionContact")->icon().isNull());
 }
 
-void TestMainWindowForm::modesStandInOrder()
+void TestMainWindowForm::modesAreInTheirOrder()
 {
     fixture->open();
     const auto* selector = fixture->find<QComboBox>("comparisonModeSelector");
@@ -245,7 +245,7 @@ void TestMainWindowForm::treeHasItsColumnsAndHeader()
     }
 }
 
-void TestMainWindowForm::widgetsStandInTheirOrderDownTheWindow()
+void TestMainWindowForm::widgetsAreInTheirOrderDownTheWindow()
 {
     fixture->open();
     const auto top = [this](const char* name) {
@@ -326,8 +326,8 @@ void TestMainWindowForm::everyControlCanBeReachedByKeyboardAndHasAName()
         const auto* widget = fixture->find<QWidget>(name);
         QVERIFY2(widget->focusPolicy() & Qt::TabFocus, name);
         const auto* button = qobject_cast<const QPushButton*>(widget);
-        const bool speaks = button != nullptr && button->text() != QStringLiteral("...");
-        QVERIFY2(speaks || !widget->accessibleName().isEmpty(), name);
+        const bool hasWords = button != nullptr && button->text() != QStringLiteral("...");
+        QVERIFY2(hasWords || !widget->accessibleName().isEmpty(), name);
     }
 }
 

@@ -17,7 +17,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void chosenFolderIsListedAsItStands();
+    void chosenFolderIsListedUnchanged();
     void cancelledDialogAddsNothing();
     void sameFolderIsListedTwice();
     void removingTakesTheCurrentRowOnly();
@@ -57,7 +57,7 @@ void TestMainWindowGroups::showAnEarlierResult()
     fixture->find<QProgressBar>("progressBar")->setTextVisible(true);
 }
 
-void TestMainWindowGroups::chosenFolderIsListedAsItStands()
+void TestMainWindowGroups::chosenFolderIsListedUnchanged()
 {
     QVERIFY(fixture->addFolder('A', folder.path()));
     QCOMPARE(fixture->folders('A'), QStringList{folder.path()});

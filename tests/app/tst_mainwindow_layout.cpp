@@ -26,7 +26,7 @@ QString itemsOf(const QLayout* layout, int depth)
     return text;
 }
 
-/** A layout item and what is laid out in it, one a line; where spacers stand is left open. */
+/** A layout item and what is laid out in it, one a line; spacers are left out. */
 QString describe(QLayoutItem* item, int depth)
 {
     if (const QLayout* layout = item->layout()) {

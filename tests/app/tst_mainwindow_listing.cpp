@@ -128,7 +128,7 @@ void TestMainWindowListing::pathsThatDifferInLetterCaseAreTwoFiles()
     const testmedia::MediaFolder folder;
     QVERIFY(QFile::copy(m_first, folder.filePath(QStringLiteral("music/song.wav"))));
     if (QFile::exists(folder.path() + QStringLiteral("/Music"))) {
-        QSKIP("the file system does not tell them apart");
+        QSKIP("the file system does not distinguish them");
     }
     QVERIFY(QFile::copy(m_first, folder.filePath(QStringLiteral("Music/song.wav"))));
     fixture->setMode(mode);

@@ -37,7 +37,7 @@ constexpr qint64 kHangGuardMs = 600'000;
 constexpr std::chrono::milliseconds kBeat{2};
 /** What the allocator and the toolkit keep back for later, over all runs ... */
 constexpr double kMemorySlackBytes = 1e6;
-/** ... and what is lost between the things that are left, by where they came to lie. */
+/** ... and what fragmentation loses between the objects that are left. */
 constexpr double kLostBetween = 0.01;
 /** Each file is opened for its properties, and again for its fingerprint. */
 constexpr int kReadersPerFile = 2;
@@ -65,7 +65,7 @@ double threadTimeMs()
 struct Stall
 {
     double ms = 0;     ///< That passed, also while other programs had the processors.
-    double workMs = 0; ///< That this thread worked at most, whoever else did.
+    double workMs = 0; ///< The processor time of this thread, an upper bound of its work.
 
     void take(const Stall& other)
     {

@@ -48,11 +48,11 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void tooLittleMemoryIsSaidInTheStatusBar_data();
-    void tooLittleMemoryIsSaidInTheStatusBar();
+    void tooLittleMemoryIsReportedInTheStatusBar_data();
+    void tooLittleMemoryIsReportedInTheStatusBar();
     void barStaysEmptyAfterRunsThatEndedAtOnce_data();
     void barStaysEmptyAfterRunsThatEndedAtOnce();
-    void memoryThatCannotBeHadAfterAllIsSaidInTheStatusBar();
+    void memoryThatIsMissingAfterAllIsReportedInTheStatusBar();
     void searchWorksAgainAfterOneThatRanOutOfMemory();
     void windowClosesAfterASearchThatRanOutOfMemory();
 
@@ -105,12 +105,12 @@ void TestMainWindowMemory::refuseSixFiles(int mode, qint64 availableBytes) const
              qPrintable(bar->currentMessage()));
 }
 
-void TestMainWindowMemory::tooLittleMemoryIsSaidInTheStatusBar_data()
+void TestMainWindowMemory::tooLittleMemoryIsReportedInTheStatusBar_data()
 {
     addBothModes();
 }
 
-void TestMainWindowMemory::tooLittleMemoryIsSaidInTheStatusBar()
+void TestMainWindowMemory::tooLittleMemoryIsReportedInTheStatusBar()
 {
     QFETCH(int, mode);
     QFETCH(int, pairs);
@@ -156,7 +156,7 @@ void TestMainWindowMemory::barStaysEmptyAfterRunsThatEndedAtOnce()
     QVERIFY(!bar->isTextVisible());
 }
 
-void TestMainWindowMemory::memoryThatCannotBeHadAfterAllIsSaidInTheStatusBar()
+void TestMainWindowMemory::memoryThatIsMissingAfterAllIsReportedInTheStatusBar()
 {
 #ifdef __SANITIZE_ADDRESS__
     QSKIP("the address space cannot be limited here");

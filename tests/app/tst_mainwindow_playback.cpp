@@ -14,7 +14,7 @@ using testmedia::PlayableMedia;
 namespace {
 
 constexpr int kHangGuardMs = 60000;
-/** Positions are told ten times a second: none within this time means that none will come. */
+/** Positions come ten times a second: none within this time means that none will come. */
 constexpr int kSilenceMs = 500;
 
 } // namespace
@@ -184,7 +184,7 @@ void TestMainWindowPlayback::whatPlaysIsHeardUntilItIsPausedOrStopped()
 
 void TestMainWindowPlayback::doubleClickOnASimilarityCellPlaysThatDuplicate()
 {
-    // The duplicate is cut shorter, so that its duration tells which file plays.
+    // The duplicate is cut shorter, so that its duration shows which file plays.
     constexpr int cutMs = PlayableMedia::kLongTuneMs - 2000;
     const QString first =
         m_media->cutLongTune(QStringLiteral("music/a.flac"), PlayableMedia::kLongTuneMs);

@@ -5,7 +5,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
-// The preview's buttons, slider and label, told by the player's own signals what the player does.
+// The preview's buttons, slider and label follow the player's signals, which the tests emit.
 // What it does with real files is tested beside this.
 
 namespace {
@@ -45,7 +45,7 @@ private Q_SLOTS:
     void stoppingPutsSliderAndLabelBack();
     void stopButtonLeavesTheLabel();
     void iconsAlwaysHaveTheirSize();
-    void playButtonSaysWhatAPressDoes();
+    void playButtonIsNamedAfterWhatAPressDoes();
     void labelShowsPositionAndDuration_data();
     void labelShowsPositionAndDuration();
     void labelTruncatesToWholeSeconds();
@@ -201,21 +201,21 @@ void TestMainWindowPlayer::iconsAlwaysHaveTheirSize()
     QCOMPARE(preview->playButton->iconSize(), size);
 }
 
-void TestMainWindowPlayer::playButtonSaysWhatAPressDoes()
+void TestMainWindowPlayer::playButtonIsNamedAfterWhatAPressDoes()
 {
-    const auto said = [this] {
+    const auto names = [this] {
         return QStringList{preview->playButton->accessibleName(), preview->playButton->toolTip()};
     };
     const QStringList play{QStringLiteral("Play"), QStringLiteral("Play the preview")};
     const QStringList pause{QStringLiteral("Pause"), QStringLiteral("Pause the preview")};
-    QCOMPARE(said(), play);
+    QCOMPARE(names(), play);
     showState(*preview, QMediaPlayer::PlayingState);
-    QCOMPARE(said(), pause);
+    QCOMPARE(names(), pause);
     showState(*preview, QMediaPlayer::PausedState);
-    QCOMPARE(said(), play);
+    QCOMPARE(names(), play);
     showState(*preview, QMediaPlayer::PlayingState);
     fixture->window().on_stopButton_clicked();
-    QCOMPARE(said(), play);
+    QCOMPARE(names(), play);
 }
 
 void TestMainWindowPlayer::labelShowsPositionAndDuration_data()

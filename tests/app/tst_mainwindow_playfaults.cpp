@@ -14,14 +14,14 @@
 
 #include <cstdio>
 
-// What goes wrong or is broken off while files play: nothing crashes, leaks or speaks later.
+// Failures and interruptions while files play: nothing crashes, leaks or reports later.
 
 using testmedia::PlayableMedia;
 
 namespace {
 
 constexpr int kHangGuardMs = 60000;
-/** Positions are told ten times a second: none within this time means that none will come. */
+/** Positions come ten times a second: none within this time means that none will come. */
 constexpr int kSilenceMs = 500;
 constexpr int kRows = 50;
 

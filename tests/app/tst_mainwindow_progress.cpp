@@ -16,7 +16,7 @@ namespace {
 /** Raw 16-bit samples for more than a day, which take no room on the disk. */
 constexpr qint64 kEndlessBytes = qint64(8) << 30;
 
-/** Counts how many threads speak at once, while every message takes a moment. */
+/** Counts how many threads write messages at once, while every message takes a moment. */
 class SpeakerCount
 {
 public:

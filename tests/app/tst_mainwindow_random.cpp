@@ -31,7 +31,7 @@ namespace {
 
 constexpr int kTunes = 3;
 constexpr int kSeeds = 4;
-/** From here on the tunes are told apart. */
+/** From here on the tunes differ. */
 constexpr int kThreshold = 70;
 constexpr int kLookEvery = 20;
 constexpr qint64 kHangGuardMs = 120'000;
@@ -74,7 +74,7 @@ void turn(qint64 ms)
 } // namespace
 
 /**
- * The window under many actions in an order that nobody would think of, the same for each seed. By
+ * The window under many actions in a random order, the same for each seed. By
  * default few; the environment variable QUORVEL_RANDOM_ACTIONS gives another number, over all
  * seeds, and has each action printed.
  */
@@ -397,7 +397,7 @@ bool TestMainWindowRandom::operateOnFiles()
            press(dialog, "copyButton");
 }
 
-/** Dialogs are windows of their own and stay when the main one goes. */
+/** Dialogs are windows of their own and stay when the main window is destroyed. */
 void TestMainWindowRandom::closeDialogs()
 {
     const QWidgetList widgets = QApplication::topLevelWidgets();
@@ -444,9 +444,9 @@ void TestMainWindowRandom::anyOrderOfActionsLeavesTheWindowInOrder()
 {
     QFETCH(const unsigned, seed);
     constexpr int kActions = 160;
-    bool told = false;
-    int count = qEnvironmentVariableIntValue("QUORVEL_RANDOM_ACTIONS", &told);
-    count = (told ? count : kActions) / kSeeds;
+    bool isSet = false;
+    int count = qEnvironmentVariableIntValue("QUORVEL_RANDOM_ACTIONS", &isSet);
+    count = (isSet ? count : kActions) / kSeeds;
     m_random.seed(seed);
 
     const QList<Action> all = actions();
@@ -456,7 +456,7 @@ void TestMainWindowRandom::anyOrderOfActionsLeavesTheWindowInOrder()
     }
     for (int done = 0; done < count;) {
         const Action& action = all.at(lots.at(random(static_cast<unsigned>(lots.size()))));
-        if (told) {
+        if (isSet) {
             std::printf("%u/%d: %s\n", seed, done, action.name);
             std::fflush(stdout);
         }

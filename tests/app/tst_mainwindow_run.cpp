@@ -210,7 +210,7 @@ void TestMainWindowRun::groupBWithinGroupASaysSoAfterASecond()
 {
     fixture->listFolder('A', music());
     fixture->listFolder('B', music(QStringLiteral("b")));
-    // The same paths, as the folder of Group B lies in that of Group A.
+    // The same paths, as the folder of Group B is below that of Group A.
     QVERIFY(fixture->click("compareButton"));
     QTRY_COMPARE(fixture->find<QProgressBar>("progressBar")->value(), 100);
     QVERIFY(fixture->waitForResult());

@@ -126,7 +126,7 @@ void TestSourceLayout::continuationsAreNotAttachedToRunningFutures()
 
 void TestSourceLayout::testsDoNotSleepWithoutAReason()
 {
-    // The reason stands on the same line, behind the word that starts it.
+    // The reason is on the same line, after the word that starts it.
     static const QRegularExpression sleep(
         QStringLiteral("\\b(qSleep|qWait|msleep|usleep|nanosleep|sleep_for|sleep)\\s*\\("));
     QStringList offenders;

@@ -78,7 +78,7 @@ QStringList cutTexts(const QWidget* window, const QStringList& fixedSize)
         }
         for (qsizetype j = i + 1; j < widgets.size(); ++j) {
             if (place.intersects(placeIn(window, widgets.at(j)))) {
-                faults.append(widget->objectName() + QStringLiteral(" lies over ") +
+                faults.append(widget->objectName() + QStringLiteral(" covers ") +
                               widgets.at(j)->objectName());
             }
         }

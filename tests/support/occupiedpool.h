@@ -7,7 +7,7 @@
 
 namespace support {
 
-/** Keeps a pool busy, so that nothing begins, ends and speaks while events are delivered. */
+/** Keeps a pool busy, so that nothing begins, ends or reports while events are delivered. */
 class OccupiedPool
 {
 public:

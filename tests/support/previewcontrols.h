@@ -11,7 +11,7 @@
 
 /**
  * The window's preview player as a person sees and uses it, with the player itself beside it to
- * tell what is really played. For an open window; not to be used after that is destroyed.
+ * show what is really played. For an open window; not to be used after that is destroyed.
  * Thread: GUI thread only.
  */
 class PreviewControls
@@ -42,7 +42,8 @@ public:
 
     /** Whether the play button shows the icon \a name ("play", "pause") of the collection. */
     bool shows(const char* name) const;
-    /** The play button's icon is at its size, and the stop button is on as told. */
+    /** The play button has the icon \a iconName at its size, and the stop button is enabled or not.
+     */
     bool hasButtons(const char* iconName, bool stopEnabled) const;
     /** The path of the loaded file; empty without one. */
     QString loadedPath() const;
