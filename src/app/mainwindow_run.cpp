@@ -45,7 +45,7 @@ void MainWindow::on_compareButton_clicked()
         (betweenGroups && ui->folderListGroupB->count() == 0)) {
         return;
     }
-    // Never returns: a press during a run has just stopped that run, and starts another.
+    // This never holds: a press during a run has just stopped that run, and starts another.
     if (state != QLatin1String("idle")) {
         return;
     }
