@@ -9,7 +9,7 @@
 // compared: it shows how many the bound rules out of real ones. --scan does without the bound, and
 // --kernel takes another kernel than the fastest.
 
-#include "compare/similaritykernels.h"
+#include "compare/kernelchoice.h"
 #include "fingerprint/audiofilediscovery.h"
 #include "search/duplicatesearch.h"
 #include "search/fingerprintcollection.h"
@@ -52,13 +52,12 @@ long peakMemoryMib()
 
 bool chooseKernel(const QString& name)
 {
-    for (const compare::SimilarityKernel* kernel : compare::allSimilarityKernels()) {
-        if (name == QLatin1String(kernel->name) && kernel->supported()) {
-            compare::setSimilarityKernelForTests(kernel);
-            return true;
-        }
+    const auto* kernel = compare::similarityKernelNamed(name.toStdString());
+    if (kernel == nullptr || !kernel->supported()) {
+        return false;
     }
-    return false;
+    compare::setSimilarityKernelForTests(kernel);
+    return true;
 }
 
 } // namespace

@@ -5,9 +5,8 @@
 // benchmark, both in processor time; the table is measured first. No kernel can be faster than
 // plain_read, which reads both fingerprints once.
 
-#include "compare/boundedsimilarity.h"
+#include "compare/kernelchoice.h"
 #include "compare/similarity.h"
-#include "compare/similaritykernels.h"
 
 #include <benchmark/benchmark.h>
 
@@ -16,7 +15,6 @@
 #include <numeric>
 #include <random>
 #include <string>
-#include <string_view>
 
 namespace {
 
@@ -107,14 +105,6 @@ void plainRead(benchmark::State& state)
            }));
 }
 
-const compare::SimilarityKernel* kernelNamed(std::string_view name)
-{
-    const auto kernels = compare::allSimilarityKernels();
-    const auto found = std::find_if(kernels.begin(), kernels.end(),
-                                    [name](const auto* kernel) { return kernel->name == name; });
-    return found == kernels.end() ? nullptr : *found;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -125,7 +115,7 @@ int main(int argc, char** argv)
     }
     for (const std::string name : {"table", "popcount", "popcnt", "avx2", "avx512"}) {
         benchmark::RegisterBenchmark(("similarity/" + name).c_str(), &similarity,
-                                     kernelNamed(name));
+                                     compare::similarityKernelNamed(name));
     }
     benchmark::RegisterBenchmark("similarity_at_least", &boundedSimilarity)->Arg(70)->Arg(90);
     benchmark::RegisterBenchmark("plain_read", &plainRead);

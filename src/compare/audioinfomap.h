@@ -14,8 +14,8 @@ using AudioInfoMap = QMap<QString, std::tuple<int, int, int>>;
 namespace compare {
 
 /**
- * The properties of the files of both lists. A later record of the same path replaces an earlier
- * one; \a second counts as later than \a first. Reentrant.
+ * Returns the properties of the files of both lists. A later record replaces an earlier one of the
+ * same path; \a second is later than \a first. Thread: Any thread.
  */
 AudioInfoMap buildAudioInfoMap(const QList<FingerprintRecord>& first,
                                const QList<FingerprintRecord>& second);

@@ -19,8 +19,8 @@ std::optional<qint64> readAvailableMemory()
     if (!file.open(QIODevice::ReadOnly)) {
         return std::nullopt;
     }
-    // The kernel's own estimate of what can be had without swapping, in lines like
-    // "MemAvailable:   12345678 kB". The file tells no size, so it is read whole.
+    // The kernel's own estimate, in a line like "MemAvailable:   12345678 kB". The file has no
+    // size, so it is read whole.
     constexpr qint64 kBytesPerKibibyte = 1024;
     const QList<QByteArray> lines = file.readAll().split('\n');
     for (const QByteArray& line : lines) {
@@ -42,7 +42,7 @@ std::optional<QList<IndexPair>> roomFor(qint64 count)
     } catch (const std::bad_alloc&) {
         return std::nullopt;
     }
-    // Some versions of the list do not tell, and would grow pair by pair until nothing is left.
+    // Some versions of the list do not throw, and would grow pair by pair until memory runs out.
     if (pairs.capacity() < count) {
         return std::nullopt;
     }

@@ -1,6 +1,6 @@
 #include "compare/errorbound.h"
 
-#include "compare/similaritykernels.h"
+#include "compare/kernelchoice.h"
 
 #include <algorithm>
 #include <cstring>
@@ -142,7 +142,7 @@ void CountEnvelope::assignGroups(std::size_t level)
     for (Group& group : m_groups[level]) {
         const std::ptrdiff_t lastShift =
             std::min(firstShift + static_cast<std::ptrdiff_t>(groupShifts) - 1, kLargestShift);
-        // The partner of a block lies wholly within the words at the first and the last shift.
+        // The partner of a block is wholly within the words at the first and the last shift.
         std::ptrdiff_t block = firstShift < 0 ? (-firstShift + step - 1) / step : 0;
         group.firstBlock = static_cast<std::size_t>(block);
         group.least.clear();

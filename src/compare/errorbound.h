@@ -9,15 +9,15 @@
 #include <vector>
 
 /**
- * A bound from below for the differing bits of two fingerprints, by which most pairs are ruled out
- * without being laid over each other. It is the envelope bound for warped time series (E. Keogh,
- * "Exact indexing of dynamic time warping", 2002), on the columns of bits:
+ * A lower bound for the differing bits of two fingerprints, which rules most pairs out without an
+ * alignment. It is the envelope bound for warped time series (E. Keogh, "Exact indexing of dynamic
+ * time warping", 2002), on the columns of bits:
  *
  * - Two blocks of words differ in at least as many bits as the sum, over the 32 bit positions, of
- * the differences between the numbers of words in which the bit is set.
+ *   the differences between the numbers of words in which the bit is set.
  * - Of all the blocks of the other fingerprint that one block meets in a group of neighbouring
- *   shifts, the least and the most of these numbers are taken. By as much as a block's own number
- *   lies outside, it differs at every shift of the group.
+ *   shifts, the least and the most of these numbers are taken. A block's own number differs from
+ *   those at every shift of the group by at least as much as it is outside of this range.
  *
  * Neighbouring words of real fingerprints differ in few bits, so these numbers change slowly from
  * shift to shift, and a lot from recording to recording.
@@ -38,36 +38,36 @@ struct BoundLevel
 
 /** Shifts to either side; 0 to 39 words in each of the two directions. */
 inline constexpr std::ptrdiff_t kLargestShift = static_cast<std::ptrdiff_t>(kOffsetCount) - 1;
-/** Asked first, and of what it does not rule out the second, whose blocks and groups are halves. */
+/** Pairs that the first level does not rule out go to the second, with half the sizes. */
 inline constexpr std::array<BoundLevel, 2> kBoundLevels = {{{64, 16}, {32, 8}}};
 
-/** The blocks of one fingerprint, counted, at both levels. */
+/** The counted blocks of one fingerprint, at both levels. */
 using CountedBlocks = std::array<std::span<const BitCounts>, kBoundLevels.size()>;
 
 /**
- * Counts the set bits of the blocks of \a words, at each level from its first word on; words that
- * make no whole block at the end are left out.
- * Requires: room for blockCount() of each level at \a counts. Reentrant.
+ * Counts the set bits of the blocks of \a words, at each level from the first word on. Words at the
+ * end that do not fill a block are left out.
+ * Requires: room for blockCount() of each level at \a counts. Thread: Any thread.
  */
 void countBlocks(std::span<const std::uint32_t> words,
                  const std::array<BitCounts*, kBoundLevels.size()>& counts);
 
-/** The numbers of one fingerprint at all shifts, with which others' blocks are compared. */
+/** The range of the numbers of one fingerprint at all shifts, for the blocks of others. */
 class CountEnvelope
 {
 public:
-    /** Takes \a words in, in place of others; they are not needed any more afterwards. */
+    /** Replaces the fingerprint by \a words, and keeps no reference to them. */
     void assign(std::span<const std::uint32_t> words);
 
     /**
-     * Whether at every shift the fingerprint taken in and that of \a blocks differ in more than
-     * \a allowed bits of the words that overlap. What is not ruled out may do so all the same.
-     * Thread: any thread. Reentrant.
+     * Returns true only if this fingerprint and that of \a blocks differ in more than \a allowed
+     * bits of the overlapping words at every shift. May return false even so.
+     * Thread: Any thread.
      */
     bool rulesOut(const CountedBlocks& blocks, std::uint32_t allowed) const;
 
 private:
-    /** For one group of shifts: the blocks that lie within this fingerprint at all of them. */
+    /** For one group of shifts: the blocks that are within this fingerprint at each of them. */
     struct Group
     {
         std::size_t firstBlock = 0;

@@ -3,8 +3,8 @@
 #include "compare/similaritykernel.h"
 
 /**
- * SimilarityKernel::errorsOutside, written once. Its sources are this body, compiled for the
- * registers of one kind of processor each; compilers make three vector instructions of a step.
+ * SimilarityKernel::errorsOutside. Each of its sources compiles this body for the registers of one
+ * kind of processor; compilers make three vector instructions of a step.
  */
 namespace compare {
 
@@ -22,7 +22,7 @@ std::uint32_t errorsOutsideAvx512(const BitCounts* counts, const BitCounts* leas
 
 namespace {
 
-/** Blocks that are summed up before the sum is looked at. */
+/** Blocks that are summed up before the sum is compared. */
 constexpr std::size_t kBlocksAtOnce = 8;
 
 [[gnu::always_inline]] inline std::uint32_t sumOutside(const BitCounts* counts,
@@ -31,7 +31,7 @@ constexpr std::size_t kBlocksAtOnce = 8;
                                                        std::size_t blockCount)
 {
     if (blockCount == 0) {
-        return 0; // of which there are no counts to point to
+        return 0; // the pointers may be null
     }
     const std::uint8_t* const count = counts->ofBit;
     const std::uint8_t* const low = least->ofBit;

@@ -1,5 +1,6 @@
 #include "app/mainwindow.h"
 
+#include "compare/recordsimilarity.h"
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
 #include "widgets/whenfinished.h"

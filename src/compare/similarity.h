@@ -2,11 +2,20 @@
 
 #include <QList>
 
+#include <limits>
+
+/**
+ * The measure. To exchange it, change getSimilarity() and its bounded form here, which all other
+ * code reaches through recordsimilarity.h. Two aids rest on the bit errors of this one: the kernels
+ * (similaritykernel.h) count them, and errorbound.h bounds them; a measure without bit errors does
+ * without both (search::ComparisonOptions::boundFirst).
+ */
+
 /** The number of set bits of each byte value. */
 // NOLINTNEXTLINE(modernize-avoid-c-arrays): the table is to be just its 256 numbers
 extern const int popcnt_table_8bit[256];
 
-/** The number of set bits of \a value, by four lookups in popcnt_table_8bit. Reentrant. */
+/** The number of set bits of \a value, by four lookups in popcnt_table_8bit. */
 int popcnt(int value);
 
 /**
@@ -20,6 +29,38 @@ int popcnt(int value);
  * Only \a first is shifted, so the order of the arguments matters. A short overlap counts as much
  * as a long one. An empty list gives 0.
  *
- * Thread: any thread. Reentrant: allocates nothing, writes nothing.
+ * Thread: Any thread. Allocates nothing.
  */
 int getSimilarity(const QList<unsigned int>& first, const QList<unsigned int>& second);
+
+namespace compare {
+
+inline constexpr int kLargestSimilarity = 100;
+
+/**
+ * getSimilarity(\a first, \a second) whenever that is at least \a threshold percent, and some value
+ * below \a threshold otherwise. For callers that drop what is below a threshold known beforehand:
+ * an alignment is given up as soon as its errors rule the threshold out, which for unrelated
+ * recordings is long before its end.
+ *
+ * A \a threshold of 0 or less is reached by every pair and gives getSimilarity(); one above 100 is
+ * reached by none.
+ *
+ * Thread: Any thread. Allocates nothing.
+ */
+int getSimilarityAtLeast(const QList<unsigned int>& first, const QList<unsigned int>& second,
+                         int threshold);
+
+/** With more words than these a number of errors may not fit into 31 bits, and sums wrap around. */
+inline constexpr int kMostBoundedWords = std::numeric_limits<int>::max() / 32;
+
+/**
+ * The most bits of \a wordCount overlapping words that may differ for them to be at least \a
+ * threshold percent alike: what the measure itself answers for that many errors decides, not the
+ * formula solved for them. Never falls with \a wordCount.
+ * Requires: a threshold of 1 to 100, and 1 to kMostBoundedWords words.
+ * Thread: Any thread.
+ */
+int largestErrorCount(int wordCount, int threshold);
+
+} // namespace compare

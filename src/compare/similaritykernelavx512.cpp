@@ -147,7 +147,7 @@ QUORVEL_INLINE void addFour(std::uint32_t* errors, __m128i sums)
  * addTripleRemainders() adds.
  *
  * With f0 to f3 the four vectors of \a first and s0, s1 the two of \a second that meet in a step,
- * the three offsets want (f0^s0) + (f1^s1), (f1^s0) + (f2^s1) and (f2^s0) + (f3^s1). For each bit
+ * the three offsets need (f0^s0) + (f1^s1), (f1^s0) + (f2^s1) and (f2^s0) + (f3^s1). For each bit
  *
  *     p = f1 ^ s0 ^ ((s0^s1) & ~(f1^f2)),   q = f1 ^ s0 ^ (~(s0^s1) & (f1^f2)),
  *     v = f0 ^ (~(f0^f2) & s0),             w = f1 ^ (~(f1^f3) & s1)
@@ -220,7 +220,7 @@ void addTripleRemainders(const std::uint32_t* first, std::size_t count, std::uin
  * The errors at the offsets j and j + 16 for j = 0 to 3, over \a count words, but for sums that the
  * offsets share and addPairRemainders() adds once for all.
  *
- * Named as above, the offsets want (f0^s0) + (f1^s1) and (f1^s0) + (f2^s1). For each bit
+ * With the same names, the offsets need (f0^s0) + (f1^s1) and (f1^s0) + (f2^s1). For each bit
  *
  *     u = f0 ^ ((f0^f1) & s0),   v = f1 ^ ((f1^f2) & s1),   w = ~(s0^s1) & (f1^s0)
  *

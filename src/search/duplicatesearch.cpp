@@ -1,7 +1,8 @@
 #include "search/duplicatesearch.h"
 
-#include "compare/boundedsimilarity.h"
-#include "search/durationorder.h"
+#include "compare/durationorder.h"
+#include "compare/recordsimilarity.h"
+#include "compare/similarity.h"
 #include "search/pairbound.h"
 #include "search/workerthreads.h"
 
@@ -17,17 +18,15 @@ namespace search {
 
 namespace {
 
+using compare::DurationOrder;
 using Records = QList<FingerprintRecord>;
 
 constexpr std::chrono::milliseconds kProgressInterval(200);
-constexpr int kLargestSimilarity = 100;
-/** Counting blocks pays off where each record has as many to be compared with. */
-constexpr qint64 kLeastPairsPerRecord = 32;
 constexpr qsizetype kSampledRecords = 1000;
-/** Two dozen fingerprints of songs, of either list, fill half of a second-level cache. */
+/** Two dozen fingerprints of songs from each list fill half of a second-level cache. */
 constexpr qsizetype kTileRecords = 24;
 
-/** A record of the second list that a record of the first is like. */
+/** A record of the second list that is a duplicate of one of the first. */
 struct Match
 {
     int position;
@@ -81,11 +80,11 @@ private:
                                   : static_cast<qsizetype>(m_firstOrder.positions().size());
     }
 
-    /** Whether records have enough others of their duration, as far as a sample tells. */
+    /** Whether records have enough others of their duration, estimated from a sample. */
     bool isBoundWorthIt() const
     {
         if (!m_options.boundFirst || m_everyPairMatches ||
-            m_options.threshold > kLargestSimilarity) {
+            m_options.threshold > compare::kLargestSimilarity) {
             return false;
         }
         const DurationOrder::Positions records = m_firstOrder.positions();
@@ -144,8 +143,8 @@ private:
 
     /**
      * Compares the records at \a tile, which are neighbours in duration, with all that are
-     * comparable to them: a few of these with the whole tile, then the next few. So both lie in the
-     * processor's cache, where a collection does not.
+     * comparable to them: a few of these with the whole tile, then the next few. Both fit into the
+     * processor's cache, unlike a whole collection.
      */
     qint64 compareWithComparable(DurationOrder::Positions tile, TileBound& bound)
     {
@@ -208,7 +207,10 @@ private:
         return comparedPairs;
     }
 
-    /** Compares one pair, unless it is another's or \a isRuledOut; returns how many that made. */
+    /**
+     * Compares one pair, unless \a isRuledOut. Returns the number of pairs done: 0 within one list
+     * if \a j does not come after \a i.
+     */
     template <typename Question> int compareOne(int i, int j, const Question& isRuledOut)
     {
         if (m_withinOneList && j <= i) {
@@ -218,24 +220,18 @@ private:
             return 1;
         }
         const int similarity =
-            similarityAtLeast(std::get<1>(m_first.at(i)), std::get<1>(m_second.at(j)));
+            compare::recordSimilarityAtLeast(m_first.at(i), m_second.at(j), m_options.threshold);
         if (similarity >= m_options.threshold) {
             m_matches[static_cast<std::size_t>(i)].push_back({j, similarity});
         }
         return 1;
     }
 
-    int similarityAtLeast(const QList<quint32>& first, const QList<quint32>& second) const
-    {
-        return std::max(compare::getSimilarityAtLeast(first, second, m_options.threshold),
-                        compare::getSimilarityAtLeast(second, first, m_options.threshold));
-    }
-
     DuplicateMap collect()
     {
         DuplicateMap duplicates;
         for (int i = 0; i < m_first.size(); ++i) {
-            // Taken, so that it is freed once it is in the map.
+            // Moved, so that it is freed once it is in the map.
             const std::vector<Match> matches = std::move(m_matches[static_cast<std::size_t>(i)]);
             for (const Match& match : matches) {
                 compare::addIfDuplicate(duplicates, std::get<0>(m_first.at(i)),

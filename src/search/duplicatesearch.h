@@ -10,41 +10,39 @@
 
 namespace search {
 
-/** How a comparison is run. */
+/** The options of a comparison. */
 struct ComparisonOptions
 {
-    /** The least similarity of a duplicate in percent. What is 0 or less makes every pair one. */
+    /** The least similarity of a duplicate in percent. At 0 or less every pair is a duplicate. */
     int threshold = 0;
     int threadCount = 1;
-    /** Called about five times a second, and at the end, with the number of records done of all,
-     * where set. */
+    /** If set, called about five times a second and at the end. */
     std::function<void(qsizetype done, qsizetype all)> progress;
-    /** A requested stop is answered between two pairs. */
+    /** A requested stop ends the comparison between two pairs. */
     std::stop_token stop;
-    /** Whether pairs are ruled out by a bound first. The result is the same; tests look. */
+    /** Whether a bound may rule pairs out first. The result is the same. For tests. */
     bool boundFirst = true;
 };
 
-/** What a comparison found. */
+/** The result of a comparison. */
 struct Comparison
 {
-    /** Keys' entries stand in the order of the records. Empty when stopped. */
+    /** The entries of a key are in the order of the records. Empty if stopped. */
     DuplicateMap duplicates;
-    /** How many pairs of fingerprints were compared; the others were ruled out by durations. */
+    /** The number of pairs that durations did not rule out. */
     qint64 comparedPairs = 0;
-    /** How many of these the bound did not rule out. */
+    /** The number of these that the bound did not rule out. */
     qint64 scannedPairs = 0;
 };
 
 /**
- * Compares every record of \a first with every one of \a second: what calculating
+ * Compares every record of \a first with every one of \a second. Gives the same as
  * compare::recordSimilarity() of each pair and compare::addIfDuplicate() in the order of the
- * records would give, but without visiting a pair that durations rule out, and on many threads
- * that share nothing that they write. Needs memory for the records and for the duplicates, not for
- * the pairs.
+ * records, without visiting the pairs that durations rule out. Uses memory for the records and the
+ * duplicates, not for the pairs.
  *
  * Errors: throws std::bad_alloc.
- * Thread: any thread, blocking; \a options.progress is called in it. Reentrant.
+ * Thread: Any thread, blocking. \a options.progress is called in it.
  */
 Comparison compareBetween(const QList<FingerprintRecord>& first,
                           const QList<FingerprintRecord>& second, const ComparisonOptions& options);

@@ -1,6 +1,6 @@
 #include "search/pairbound.h"
 
-#include "compare/boundedsimilarity.h"
+#include "compare/similarity.h"
 #include "search/workerthreads.h"
 
 #include <algorithm>
@@ -14,9 +14,7 @@ namespace {
 using Words = std::span<const std::uint32_t>;
 
 constexpr std::size_t kRecordsAtOnce = 64;
-/** Taking a record into a tile takes as long as some twenty comparisons. */
-constexpr qint64 kLeastPairsPerRecord = 32;
-/** Answers after which a tile's bound is judged. */
+/** The number of answers after which the bound of a tile is judged. */
 constexpr int kTrial = 512;
 constexpr int kLongestSkip = 64;
 /** Two hours. An envelope takes about 25 bytes a word, and there are two dozen in a tile. */

@@ -12,16 +12,24 @@
 namespace search {
 
 /**
- * The counted blocks of many records, and how many errors each allows: what rules pairs out before
- * they are compared. Records are known by their places in a list of positions. Takes about 37 % of
- * the memory of their fingerprints.
+ * The bound pays off where each record is compared with as many others: entering a record takes as
+ * long as some twenty comparisons.
+ */
+inline constexpr qint64 kLeastPairsPerRecord = 32;
+
+/**
+ * The counted blocks of many records, and how many errors each allows, by which pairs are ruled out
+ * before they are compared. A record is named by its place in a list of positions. Takes about 37 %
+ * of the memory of the fingerprints.
  */
 class BoundIndex
 {
 public:
     /**
      * Counts the blocks of \a records at \a positions on \a threadCount threads. A requested \a
-     * stop leaves it unfinished. Requires: a threshold of 1 to 100. Errors: throws std::bad_alloc.
+     * stop leaves the index incomplete.
+     * Requires: a threshold of 1 to 100. Errors: throws std::bad_alloc.
+     * Thread: Any thread, blocking.
      */
     BoundIndex(const QList<FingerprintRecord>& records, std::span<const int> positions,
                int threshold, int threadCount, const std::stop_token& stop);
@@ -29,8 +37,8 @@ public:
     // cppcheck-suppress functionStatic ; it does not see members of arrays
     compare::CountedBlocks blocksAt(std::size_t place) const;
     /**
-     * The most errors that a pair with the record at \a place may have and be a duplicate, as far
-     * as its own length goes: the shorter one decides. Of one that is too long to be bounded, all.
+     * The most errors of a duplicate of the record at \a place, by its length; of two records the
+     * smaller number counts. The largest number if the record is too long to be bounded.
      */
     std::uint32_t allowedAt(std::size_t place) const
     {
@@ -44,33 +52,36 @@ private:
     std::vector<std::uint32_t> m_allowed;
 };
 
-/** The largest number of errors that \a wordCount words allow; see BoundIndex::allowedAt(). */
+/** The most errors that \a wordCount words allow; see BoundIndex::allowedAt(). Thread: Any thread.
+ */
 std::uint32_t allowedErrors(qsizetype wordCount, int threshold);
 
 /**
- * Rules pairs of one tile of records out, tile after tile, for one thread.
+ * Rules out pairs of one tile of records after another.
  *
- * Where little is ruled out, because the threshold is low or the fingerprints are noise, asking
- * costs more than it saves: then the rest of the tile is not asked for, nor are some of the next
- * tiles, twice as many each time.
+ * If the threshold is low or the fingerprints are noise, the bound rules out little and costs more
+ * than it saves. Then it is not used for the rest of the tile and for some of the next tiles, twice
+ * as many each time.
+ *
+ * Thread: Reentrant: one object per thread.
  */
 class TileBound
 {
 public:
-    /** Asks \a index, which outlives this object; null rules nothing out. */
+    /** Uses \a index, which outlives this object; null rules nothing out. */
     TileBound(const BoundIndex* index, int threshold)
         : m_index(index)
         , m_threshold(threshold)
     {
     }
 
-    /** Enters the tile of the records of \a records at \a tile; \a pairs will be asked for. */
+    /** Begins the tile of \a records at the positions \a tile, for about \a pairs questions. */
     void enter(const QList<FingerprintRecord>& records, std::span<const int> tile, qint64 pairs);
 
-    /** Whether the \a k-th record of the tile and the one at \a place are no duplicates. */
+    /** Whether the \a k-th record of the tile and the one at \a place cannot be duplicates. */
     bool rulesOut(std::size_t k, std::size_t place);
 
-    /** How many pairs were ruled out in all tiles. */
+    /** The number of pairs that were ruled out in all tiles. */
     qint64 ruledOutPairs() const
     {
         return m_ruledOutPairs;

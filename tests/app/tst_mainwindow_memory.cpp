@@ -1,6 +1,6 @@
 #include "compare/comparisonworklist.h"
 #include "compare/errorsoutside.h"
-#include "compare/similaritykernels.h"
+#include "compare/kernelchoice.h"
 #include "support/addressspacelimit.h"
 #include "support/finishedruns.h"
 #include "support/media.h"

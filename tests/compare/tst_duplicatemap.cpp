@@ -3,12 +3,7 @@
 
 #include <QTest>
 
-#include <limits>
-
 namespace {
-
-constexpr int kLargest = std::numeric_limits<int>::max();
-constexpr int kSmallest = std::numeric_limits<int>::min();
 
 FingerprintRecord record(const char* path, QList<quint32> words, int durationMs,
                          int sampleRateHz = 44100, int channels = 2)
@@ -23,11 +18,6 @@ class TestDuplicateMap : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void durationsUpToFiveSecondsApartAreComparable_data();
-    void durationsUpToFiveSecondsApartAreComparable();
-    void gatedPairIsZeroWithoutALookAtTheFingerprints();
-    void similarityIsTheLargerOfBothDirections();
-    void failedFileIsZeroToEverything();
     void thresholdKeepsItsOwnValueAndDropsOneLess();
     void entriesKeepTheOrderInWhichTheyArrive();
     void keyExistsOnlyWithAnEntry();
@@ -35,58 +25,6 @@ private Q_SLOTS:
     void keysAreOrderedByUtf16CodeUnit();
     void audioInfoOfALaterRecordReplacesAnEarlierOne();
 };
-
-void TestDuplicateMap::durationsUpToFiveSecondsApartAreComparable_data()
-{
-    QTest::addColumn<int>("first");
-    QTest::addColumn<int>("second");
-    QTest::addColumn<bool>("comparable");
-    QTest::newRow("equal") << 10000 << 10000 << true;
-    QTest::newRow("exactly 5000 apart") << 10000 << 15000 << true;
-    QTest::newRow("5001 apart") << 10000 << 15001 << false;
-    QTest::newRow("exactly 5000 apart, longer first") << 15000 << 10000 << true;
-    QTest::newRow("5001 apart, longer first") << 15001 << 10000 << false;
-    QTest::newRow("unknown and short") << -1 << 4999 << true;
-    QTest::newRow("unknown and 5000") << -1 << 5000 << false;
-    QTest::newRow("failed and unknown") << 0 << -1 << true;
-    QTest::newRow("largest and 0") << kLargest << 0 << false;
-    QTest::newRow("largest and unknown: wraps to the one value without a positive counterpart")
-        << kLargest << -1 << true;
-    QTest::newRow("largest and smallest wrap around to 1 apart") << kLargest << kSmallest << true;
-    QTest::newRow("smallest and 0") << kSmallest << 0 << true;
-}
-
-void TestDuplicateMap::durationsUpToFiveSecondsApartAreComparable()
-{
-    QFETCH(int, first);
-    QFETCH(int, second);
-    QFETCH(bool, comparable);
-    QCOMPARE(compare::durationsComparable(first, second), comparable);
-    QCOMPARE(compare::durationsComparable(second, first), comparable);
-}
-
-void TestDuplicateMap::gatedPairIsZeroWithoutALookAtTheFingerprints()
-{
-    QCOMPARE(
-        compare::recordSimilarity(record("a", {1, 2, 3}, 10000), record("b", {1, 2, 3}, 15000)),
-        100);
-    QCOMPARE(
-        compare::recordSimilarity(record("a", {1, 2, 3}, 10000), record("b", {1, 2, 3}, 15001)), 0);
-}
-
-void TestDuplicateMap::similarityIsTheLargerOfBothDirections()
-{
-    const QList<quint32> whole{0xFFFF0000U, 0x00FF00FFU, 0x0F0F0F0FU};
-    const QList<quint32> later = whole.mid(1);
-    QCOMPARE(compare::recordSimilarity(record("a", whole, 1), record("b", later, 1)), 100);
-    QCOMPARE(compare::recordSimilarity(record("a", later, 1), record("b", whole, 1)), 100);
-}
-
-void TestDuplicateMap::failedFileIsZeroToEverything()
-{
-    QCOMPARE(compare::recordSimilarity(record("a", {}, 0), record("b", {}, 0)), 0);
-    QCOMPARE(compare::recordSimilarity(record("a", {}, 0), record("b", {7}, 0)), 0);
-}
 
 void TestDuplicateMap::thresholdKeepsItsOwnValueAndDropsOneLess()
 {

@@ -1,7 +1,7 @@
 #include "compare/errorbound.h"
-#include "compare/similaritykernels.h"
 
 #include "support/fingerprintwords.h"
+#include "support/kernelrows.h"
 
 #include <QTest>
 
@@ -139,49 +139,40 @@ void TestErrorBound::blocksAreCountedByDefinition()
 
 void TestErrorBound::kernelSumsByDefinition_data()
 {
-    QTest::addColumn<QString>("kernelName");
-    for (const compare::SimilarityKernel* kernel : compare::allSimilarityKernels()) {
-        QTest::newRow(kernel->name) << QString::fromLatin1(kernel->name);
-    }
+    support::addKernelRows();
 }
 
 void TestErrorBound::kernelSumsByDefinition()
 {
-    QFETCH(const QString, kernelName);
-    for (const compare::SimilarityKernel* kernel : compare::allSimilarityKernels()) {
-        if (kernelName != QLatin1String(kernel->name)) {
-            continue;
-        }
-        if (!kernel->supported()) {
-            QSKIP("This processor lacks it.");
-        }
-        std::mt19937 random(kSeed);
-        for (std::size_t blocks = 0; blocks < 40; ++blocks) {
-            std::vector<BitCounts> counts(blocks);
-            std::vector<BitCounts> least(blocks);
-            std::vector<BitCounts> most(blocks);
-            std::uint32_t expected = 0;
-            for (std::size_t i = 0; i < blocks; ++i) {
-                for (unsigned bit = 0; bit < 32; ++bit) {
-                    const int count = static_cast<int>(random() % 65);
-                    const int low = static_cast<int>(random() % 65);
-                    const int high = low + static_cast<int>(random() % 65) * (64 - low) / 64;
-                    counts[i].ofBit[bit] = static_cast<std::uint8_t>(count);
-                    least[i].ofBit[bit] = static_cast<std::uint8_t>(low);
-                    most[i].ofBit[bit] = static_cast<std::uint8_t>(high);
-                    expected +=
-                        static_cast<std::uint32_t>(std::max({0, low - count, count - high}));
-                }
+    QFETCH(const bool, supported);
+    if (!supported) {
+        QSKIP("This processor lacks it.");
+    }
+    const compare::SimilarityKernel& kernel = support::kernelOfRow();
+    std::mt19937 random(kSeed);
+    for (std::size_t blocks = 0; blocks < 40; ++blocks) {
+        std::vector<BitCounts> counts(blocks);
+        std::vector<BitCounts> least(blocks);
+        std::vector<BitCounts> most(blocks);
+        std::uint32_t expected = 0;
+        for (std::size_t i = 0; i < blocks; ++i) {
+            for (unsigned bit = 0; bit < 32; ++bit) {
+                const int count = static_cast<int>(random() % 65);
+                const int low = static_cast<int>(random() % 65);
+                const int high = low + static_cast<int>(random() % 65) * (64 - low) / 64;
+                counts[i].ofBit[bit] = static_cast<std::uint8_t>(count);
+                least[i].ofBit[bit] = static_cast<std::uint8_t>(low);
+                most[i].ofBit[bit] = static_cast<std::uint8_t>(high);
+                expected += static_cast<std::uint32_t>(std::max({0, low - count, count - high}));
             }
-            const auto sum = [&](std::uint32_t allowed) {
-                return kernel->errorsOutside(counts.data(), least.data(), most.data(), blocks,
-                                             allowed);
-            };
-            QCOMPARE(sum(0xFFFFFFFFU), expected);
-            QCOMPARE(sum(expected), expected);
-            QVERIFY(expected == 0 || sum(expected - 1) > expected - 1);
-            QVERIFY(sum(0) <= expected);
         }
+        const auto sum = [&](std::uint32_t allowed) {
+            return kernel.errorsOutside(counts.data(), least.data(), most.data(), blocks, allowed);
+        };
+        QCOMPARE(sum(0xFFFFFFFFU), expected);
+        QCOMPARE(sum(expected), expected);
+        QVERIFY(expected == 0 || sum(expected - 1) > expected - 1);
+        QVERIFY(sum(0) <= expected);
     }
 }
 

@@ -1,7 +1,8 @@
-#include "compare/similaritykernels.h"
+#include "compare/recordsimilarity.h"
 #include "search/duplicatesearch.h"
 #include "search/fingerprintcollection.h"
 #include "support/fingerprintwords.h"
+#include "support/kernelrows.h"
 #include "support/media.h"
 #include "support/recordmix.h"
 
@@ -229,30 +230,22 @@ void TestBoundedSearch::boundChangesNoResult()
 
 void TestBoundedSearch::everyKernelFindsTheSame_data()
 {
-    QTest::addColumn<QString>("kernelName");
-    for (const compare::SimilarityKernel* kernel : compare::allSimilarityKernels()) {
-        QTest::newRow(kernel->name) << QString::fromLatin1(kernel->name);
-    }
+    support::addKernelRows();
 }
 
 void TestBoundedSearch::everyKernelFindsTheSame()
 {
-    QFETCH(const QString, kernelName);
-    for (const compare::SimilarityKernel* kernel : compare::allSimilarityKernels()) {
-        if (kernelName != QLatin1String(kernel->name)) {
-            continue;
-        }
-        if (!kernel->supported()) {
-            QSKIP("This processor lacks it.");
-        }
-        const Records records = recordsNamed(QStringLiteral("songs"), 7);
-        const PlainComparison plain(records);
-        compare::setSimilarityKernelForTests(kernel);
-        for (const int threshold : {55, 70, 88}) {
-            const DuplicateMap expected = plain.within(threshold);
-            QVERIFY(!expected.isEmpty());
-            QCOMPARE(search::compareWithin(records, {threshold, 2, {}, {}}).duplicates, expected);
-        }
+    QFETCH(const bool, supported);
+    if (!supported) {
+        QSKIP("This processor lacks it.");
+    }
+    const Records records = recordsNamed(QStringLiteral("songs"), 7);
+    const PlainComparison plain(records);
+    compare::setSimilarityKernelForTests(&support::kernelOfRow());
+    for (const int threshold : {55, 70, 88}) {
+        const DuplicateMap expected = plain.within(threshold);
+        QVERIFY(!expected.isEmpty());
+        QCOMPARE(search::compareWithin(records, {threshold, 2, {}, {}}).duplicates, expected);
     }
 }
 

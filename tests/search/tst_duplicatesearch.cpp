@@ -1,6 +1,7 @@
 #include "app/mainwindow.h"
+#include "compare/durationgate.h"
 #include "compare/errorsoutside.h"
-#include "compare/similaritykernels.h"
+#include "compare/kernelchoice.h"
 #include "search/duplicatesearch.h"
 #include "settings/settingsstore.h"
 #include "support/fingerprintwords.h"

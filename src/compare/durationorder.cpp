@@ -1,11 +1,11 @@
-#include "search/durationorder.h"
+#include "compare/durationorder.h"
 
-#include "compare/duplicatemap.h"
+#include "compare/durationgate.h"
 
 #include <algorithm>
 #include <limits>
 
-namespace search {
+namespace compare {
 
 namespace {
 
@@ -34,7 +34,7 @@ DurationOrder::DurationOrder(const QList<FingerprintRecord>& records)
 
 std::array<DurationOrder::Positions, 3> DurationOrder::comparableTo(int durationMs) const
 {
-    constexpr quint32 kReach = compare::kLargestDurationDifferenceMs;
+    constexpr quint32 kReach = kLargestDurationDifferenceMs;
     constexpr quint32 kHalfCircle = 0x80000000U;
     const auto duration = static_cast<quint32>(durationMs);
     const quint32 first = duration - kReach;
@@ -55,4 +55,4 @@ DurationOrder::Positions DurationOrder::between(quint32 first, quint32 last) con
                  static_cast<std::size_t>(end - begin));
 }
 
-} // namespace search
+} // namespace compare

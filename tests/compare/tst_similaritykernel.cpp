@@ -1,7 +1,8 @@
+#include "compare/kernelchoice.h"
 #include "compare/similarity.h"
-#include "compare/similaritykernels.h"
 
 #include "support/fingerprintwords.h"
+#include "support/kernelrows.h"
 
 #include <QTest>
 
@@ -9,10 +10,13 @@
 #include <array>
 #include <memory>
 #include <random>
+#include <string>
 #include <thread>
 #include <vector>
 
 using compare::SimilarityKernel;
+using support::addKernelRows;
+using support::kernelOfRow;
 using support::randomWords;
 using support::withErrors;
 using support::Words;
@@ -77,15 +81,6 @@ private:
     std::uint32_t* begin;
 };
 
-const SimilarityKernel* kernelOfRow()
-{
-    const auto kernels = compare::allSimilarityKernels();
-    const auto found = std::find_if(kernels.begin(), kernels.end(), [](const auto* kernel) {
-        return qstrcmp(kernel->name, QTest::currentDataTag()) == 0;
-    });
-    return found != kernels.end() ? *found : nullptr;
-}
-
 /** Whether \a kernel counts what the table counts, wherever the two lists lie. */
 bool agreesWithTable(const SimilarityKernel& kernel, const Words& first, const Words& second,
                      qsizetype firstMisalignment = 0, qsizetype secondMisalignment = 0)
@@ -107,12 +102,9 @@ bool agreesWithTable(const SimilarityKernel& kernel, const Words& first, const W
 
 /** Every test runs once for each kernel of the build; those that the processor lacks are skipped.
  */
-class TestSimilarityKernels : public QObject
+class TestSimilarityKernel : public QObject
 {
     Q_OBJECT
-
-private:
-    void addKernelRows() const;
 
 private Q_SLOTS:
     void init();
@@ -120,6 +112,7 @@ private Q_SLOTS:
     void tableAndOthersAreThere();
     void fastestSupportedKernelIsChosen();
     void hookChoosesAndRestores();
+    void kernelsAreFoundByTheirNames();
     void tableCountsBitByBit();
     void everyPairOfSmallSizes_data();
     void everyPairOfSmallSizes();
@@ -145,15 +138,7 @@ private Q_SLOTS:
     void threadsCompareAtTheSameTime();
 };
 
-void TestSimilarityKernels::addKernelRows() const
-{
-    QTest::addColumn<bool>("supported");
-    for (const SimilarityKernel* kernel : compare::allSimilarityKernels()) {
-        QTest::newRow(kernel->name) << kernel->supported();
-    }
-}
-
-void TestSimilarityKernels::init()
+void TestSimilarityKernel::init()
 {
     if (!QTest::currentDataTag()) {
         return;
@@ -164,12 +149,12 @@ void TestSimilarityKernels::init()
     }
 }
 
-void TestSimilarityKernels::cleanup()
+void TestSimilarityKernel::cleanup()
 {
     compare::setSimilarityKernelForTests(nullptr);
 }
 
-void TestSimilarityKernels::tableAndOthersAreThere()
+void TestSimilarityKernel::tableAndOthersAreThere()
 {
     QStringList names;
     for (const SimilarityKernel* kernel : compare::allSimilarityKernels()) {
@@ -186,7 +171,7 @@ void TestSimilarityKernels::tableAndOthersAreThere()
     QVERIFY(compare::kTableKernel.supported());
 }
 
-void TestSimilarityKernels::fastestSupportedKernelIsChosen()
+void TestSimilarityKernel::fastestSupportedKernelIsChosen()
 {
     QString fastest;
     for (const SimilarityKernel* kernel : compare::allSimilarityKernels()) {
@@ -197,7 +182,7 @@ void TestSimilarityKernels::fastestSupportedKernelIsChosen()
     QCOMPARE(QString::fromLatin1(compare::similarityKernel().name), fastest);
 }
 
-void TestSimilarityKernels::hookChoosesAndRestores()
+void TestSimilarityKernel::hookChoosesAndRestores()
 {
     const SimilarityKernel& usual = compare::similarityKernel();
     compare::setSimilarityKernelForTests(&compare::kPopcountKernel);
@@ -206,7 +191,15 @@ void TestSimilarityKernels::hookChoosesAndRestores()
     QCOMPARE(&compare::similarityKernel(), &usual);
 }
 
-void TestSimilarityKernels::tableCountsBitByBit()
+void TestSimilarityKernel::kernelsAreFoundByTheirNames()
+{
+    for (const SimilarityKernel* kernel : compare::allSimilarityKernels()) {
+        QCOMPARE(compare::similarityKernelNamed(std::string(kernel->name)), kernel);
+    }
+    QVERIFY(compare::similarityKernelNamed("tab") == nullptr);
+}
+
+void TestSimilarityKernel::tableCountsBitByBit()
 {
     std::mt19937 random(kSeed);
     for (int round = 0; round < 200; ++round) {
@@ -218,15 +211,15 @@ void TestSimilarityKernels::tableCountsBitByBit()
     }
 }
 
-void TestSimilarityKernels::everyPairOfSmallSizes_data()
+void TestSimilarityKernel::everyPairOfSmallSizes_data()
 {
     addKernelRows();
 }
 
-void TestSimilarityKernels::everyPairOfSmallSizes()
+void TestSimilarityKernel::everyPairOfSmallSizes()
 {
     // Empty, one word, 39, 40 and 41 words, and one more and one less than every vector.
-    const SimilarityKernel& kernel = *kernelOfRow();
+    const SimilarityKernel& kernel = kernelOfRow();
     std::mt19937 random(kSeed);
     constexpr qsizetype kLargest = 130;
     for (qsizetype firstCount = 0; firstCount <= kLargest; ++firstCount) {
@@ -238,14 +231,14 @@ void TestSimilarityKernels::everyPairOfSmallSizes()
     }
 }
 
-void TestSimilarityKernels::everyMisalignment_data()
+void TestSimilarityKernel::everyMisalignment_data()
 {
     addKernelRows();
 }
 
-void TestSimilarityKernels::everyMisalignment()
+void TestSimilarityKernel::everyMisalignment()
 {
-    const SimilarityKernel& kernel = *kernelOfRow();
+    const SimilarityKernel& kernel = kernelOfRow();
     std::mt19937 random(kSeed);
     const Words first = randomWords(random, 211);
     const Words second = randomWords(random, 190);
@@ -258,14 +251,14 @@ void TestSimilarityKernels::everyMisalignment()
     }
 }
 
-void TestSimilarityKernels::randomSizes_data()
+void TestSimilarityKernel::randomSizes_data()
 {
     addKernelRows();
 }
 
-void TestSimilarityKernels::randomSizes()
+void TestSimilarityKernel::randomSizes()
 {
-    const SimilarityKernel& kernel = *kernelOfRow();
+    const SimilarityKernel& kernel = kernelOfRow();
     std::mt19937 random(kSeed);
     for (int round = 0; round < 1500; ++round) {
         const auto limit = static_cast<unsigned>(round % 3 == 0 ? 3000 : 600);
@@ -276,14 +269,14 @@ void TestSimilarityKernels::randomSizes()
     }
 }
 
-void TestSimilarityKernels::veryUnequalLists_data()
+void TestSimilarityKernel::veryUnequalLists_data()
 {
     addKernelRows();
 }
 
-void TestSimilarityKernels::veryUnequalLists()
+void TestSimilarityKernel::veryUnequalLists()
 {
-    const SimilarityKernel& kernel = *kernelOfRow();
+    const SimilarityKernel& kernel = kernelOfRow();
     std::mt19937 random(kSeed);
     const Words longer = randomWords(random, 20000);
     for (const qsizetype count : {0, 1, 2, 15, 16, 17, 31, 32, 33, 39, 40, 41, 71, 72, 103}) {
@@ -293,14 +286,14 @@ void TestSimilarityKernels::veryUnequalLists()
     }
 }
 
-void TestSimilarityKernels::longLists_data()
+void TestSimilarityKernel::longLists_data()
 {
     addKernelRows();
 }
 
-void TestSimilarityKernels::longLists()
+void TestSimilarityKernel::longLists()
 {
-    const SimilarityKernel& kernel = *kernelOfRow();
+    const SimilarityKernel& kernel = kernelOfRow();
     std::mt19937 random(kSeed);
     const Words first = randomWords(random, 100000);
     const Words second = withErrors(random, first.mid(17), 20);
@@ -308,15 +301,15 @@ void TestSimilarityKernels::longLists()
     QVERIFY(agreesWithTable(kernel, second, first, 3, 5));
 }
 
-void TestSimilarityKernels::extremeWords_data()
+void TestSimilarityKernel::extremeWords_data()
 {
     addKernelRows();
 }
 
-void TestSimilarityKernels::extremeWords()
+void TestSimilarityKernel::extremeWords()
 {
     // Every bit of every word in error, the most that a partial sum has to hold, and none.
-    const SimilarityKernel& kernel = *kernelOfRow();
+    const SimilarityKernel& kernel = kernelOfRow();
     for (const qsizetype count : {40, 72, 200, 5000, 70000}) {
         const Words zeros(count, 0U);
         const Words ones(count, 0xFFFFFFFFU);
@@ -326,14 +319,14 @@ void TestSimilarityKernels::extremeWords()
     }
 }
 
-void TestSimilarityKernels::everySingleBitCounts_data()
+void TestSimilarityKernel::everySingleBitCounts_data()
 {
     addKernelRows();
 }
 
-void TestSimilarityKernels::everySingleBitCounts()
+void TestSimilarityKernel::everySingleBitCounts()
 {
-    const SimilarityKernel& kernel = *kernelOfRow();
+    const SimilarityKernel& kernel = kernelOfRow();
     const qsizetype count = 150;
     for (qsizetype bit = 0; bit < 32 * count; ++bit) {
         Words words(count, 0U);
@@ -344,14 +337,14 @@ void TestSimilarityKernels::everySingleBitCounts()
     }
 }
 
-void TestSimilarityKernels::sumsWrapAround_data()
+void TestSimilarityKernel::sumsWrapAround_data()
 {
     addKernelRows();
 }
 
-void TestSimilarityKernels::sumsWrapAround()
+void TestSimilarityKernel::sumsWrapAround()
 {
-    const SimilarityKernel& kernel = *kernelOfRow();
+    const SimilarityKernel& kernel = kernelOfRow();
     const Words zeros(100, 0U);
     const Words ones(100, 0xFFFFFFFFU);
     Errors errors;
@@ -362,14 +355,14 @@ void TestSimilarityKernels::sumsWrapAround()
     }
 }
 
-void TestSimilarityKernels::runsOfWordsAddUp_data()
+void TestSimilarityKernel::runsOfWordsAddUp_data()
 {
     addKernelRows();
 }
 
-void TestSimilarityKernels::runsOfWordsAddUp()
+void TestSimilarityKernel::runsOfWordsAddUp()
 {
-    const SimilarityKernel& kernel = *kernelOfRow();
+    const SimilarityKernel& kernel = kernelOfRow();
     std::mt19937 random(kSeed);
     for (int round = 0; round < 300; ++round) {
         const Words first = randomWords(random, static_cast<qsizetype>(random() % 500));
@@ -392,12 +385,12 @@ void TestSimilarityKernels::runsOfWordsAddUp()
     }
 }
 
-void TestSimilarityKernels::similarityEqualsThatOfTheTable_data()
+void TestSimilarityKernel::similarityEqualsThatOfTheTable_data()
 {
     addKernelRows();
 }
 
-void TestSimilarityKernels::similarityEqualsThatOfTheTable()
+void TestSimilarityKernel::similarityEqualsThatOfTheTable()
 {
     std::mt19937 random(kSeed);
     for (int round = 0; round < 2000; ++round) {
@@ -407,20 +400,20 @@ void TestSimilarityKernels::similarityEqualsThatOfTheTable()
         compare::setSimilarityKernelForTests(&compare::kTableKernel);
         const int there = getSimilarity(first, second);
         const int back = getSimilarity(second, first);
-        compare::setSimilarityKernelForTests(kernelOfRow());
+        compare::setSimilarityKernelForTests(&kernelOfRow());
         QCOMPARE(getSimilarity(first, second), there);
         QCOMPARE(getSimilarity(second, first), back);
     }
 }
 
-void TestSimilarityKernels::threadsCompareAtTheSameTime_data()
+void TestSimilarityKernel::threadsCompareAtTheSameTime_data()
 {
     addKernelRows();
 }
 
-void TestSimilarityKernels::threadsCompareAtTheSameTime()
+void TestSimilarityKernel::threadsCompareAtTheSameTime()
 {
-    const SimilarityKernel& kernel = *kernelOfRow();
+    const SimilarityKernel& kernel = kernelOfRow();
     std::mt19937 random(kSeed);
     const Words first = randomWords(random, 1900);
     const Words second = withErrors(random, first.mid(9), 25);
@@ -442,5 +435,5 @@ void TestSimilarityKernels::threadsCompareAtTheSameTime()
                         [expected](int similarity) { return similarity == expected; }));
 }
 
-QTEST_GUILESS_MAIN(TestSimilarityKernels)
-#include "tst_similaritykernels.moc"
+QTEST_GUILESS_MAIN(TestSimilarityKernel)
+#include "tst_similaritykernel.moc"

@@ -1,5 +1,5 @@
-#include "compare/duplicatemap.h"
-#include "search/durationorder.h"
+#include "compare/durationgate.h"
+#include "compare/durationorder.h"
 
 #include <QTest>
 
@@ -22,7 +22,7 @@ QList<FingerprintRecord> recordsOf(const QList<int>& durations)
 }
 
 /** The positions that the order gives for \a durationMs, sorted; a repeated one stays repeated. */
-QList<int> comparable(const search::DurationOrder& order, int durationMs)
+QList<int> comparable(const compare::DurationOrder& order, int durationMs)
 {
     QList<int> positions;
     for (const auto run : order.comparableTo(durationMs)) {
@@ -51,12 +51,43 @@ class TestDurationOrder : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void durationsUpToFiveSecondsApartAreComparable_data();
+    void durationsUpToFiveSecondsApartAreComparable();
     void givesWhatIsComparableAndNothingElse_data();
     void givesWhatIsComparableAndNothingElse();
     void positionsAscendByDuration();
     void recordsWithoutAFingerprintAreLeftOut();
     void emptyListGivesNothing();
 };
+
+void TestDurationOrder::durationsUpToFiveSecondsApartAreComparable_data()
+{
+    QTest::addColumn<int>("first");
+    QTest::addColumn<int>("second");
+    QTest::addColumn<bool>("comparable");
+    QTest::newRow("equal") << 10000 << 10000 << true;
+    QTest::newRow("exactly 5000 apart") << 10000 << 15000 << true;
+    QTest::newRow("5001 apart") << 10000 << 15001 << false;
+    QTest::newRow("exactly 5000 apart, longer first") << 15000 << 10000 << true;
+    QTest::newRow("5001 apart, longer first") << 15001 << 10000 << false;
+    QTest::newRow("unknown and short") << -1 << 4999 << true;
+    QTest::newRow("unknown and 5000") << -1 << 5000 << false;
+    QTest::newRow("failed and unknown") << 0 << -1 << true;
+    QTest::newRow("largest and 0") << kLargest << 0 << false;
+    QTest::newRow("largest and unknown: wraps to the one value without a positive counterpart")
+        << kLargest << -1 << true;
+    QTest::newRow("largest and smallest wrap around to 1 apart") << kLargest << kSmallest << true;
+    QTest::newRow("smallest and 0") << kSmallest << 0 << true;
+}
+
+void TestDurationOrder::durationsUpToFiveSecondsApartAreComparable()
+{
+    QFETCH(int, first);
+    QFETCH(int, second);
+    QFETCH(bool, comparable);
+    QCOMPARE(compare::durationsComparable(first, second), comparable);
+    QCOMPARE(compare::durationsComparable(second, first), comparable);
+}
 
 void TestDurationOrder::givesWhatIsComparableAndNothingElse_data()
 {
@@ -82,7 +113,7 @@ void TestDurationOrder::givesWhatIsComparableAndNothingElse_data()
 void TestDurationOrder::givesWhatIsComparableAndNothingElse()
 {
     QFETCH(const QList<int>, durations);
-    const search::DurationOrder order(recordsOf(durations));
+    const compare::DurationOrder order(recordsOf(durations));
     qsizetype found = 0;
     for (const int durationMs : durations) {
         QCOMPARE(comparable(order, durationMs), comparableByTrial(durations, durationMs));
@@ -94,7 +125,7 @@ void TestDurationOrder::givesWhatIsComparableAndNothingElse()
 
 void TestDurationOrder::positionsAscendByDuration()
 {
-    const search::DurationOrder order(recordsOf({300, 100, 200, 100}));
+    const compare::DurationOrder order(recordsOf({300, 100, 200, 100}));
     const auto positions = order.positions();
     QCOMPARE(QList<int>(positions.begin(), positions.end()), QList<int>({1, 3, 2, 0}));
 }
@@ -103,13 +134,13 @@ void TestDurationOrder::recordsWithoutAFingerprintAreLeftOut()
 {
     QList<FingerprintRecord> records = recordsOf({0, 0, 0});
     std::get<1>(records[1]).clear();
-    const search::DurationOrder order(records);
+    const compare::DurationOrder order(records);
     QCOMPARE(comparable(order, 0), QList<int>({0, 2}));
 }
 
 void TestDurationOrder::emptyListGivesNothing()
 {
-    const search::DurationOrder order({});
+    const compare::DurationOrder order({});
     QVERIFY(order.positions().empty());
     QVERIFY(comparable(order, 0).isEmpty());
 }

@@ -1,9 +1,8 @@
-#include "compare/boundedsimilarity.h"
 #include "compare/errorsoutside.h"
 #include "compare/similarity.h"
-#include "compare/similaritykernels.h"
 
 #include "support/fingerprintwords.h"
+#include "support/kernelrows.h"
 
 #include <QTest>
 
@@ -56,7 +55,7 @@ constexpr compare::SimilarityKernel kCountingKernel = {"counting", [] { return t
 
 } // namespace
 
-class TestBoundedSimilarity : public QObject
+class TestSimilarityAtLeast : public QObject
 {
     Q_OBJECT
 
@@ -75,12 +74,12 @@ private Q_SLOTS:
     void matchThatBeginsBadlyIsNotGivenUp();
 };
 
-void TestBoundedSimilarity::cleanup()
+void TestSimilarityAtLeast::cleanup()
 {
     compare::setSimilarityKernelForTests(nullptr);
 }
 
-void TestBoundedSimilarity::nothingReachesMoreThanOneHundred()
+void TestSimilarityAtLeast::nothingReachesMoreThanOneHundred()
 {
     std::mt19937 random(kSeed);
     const Words words = randomWords(random, 100);
@@ -88,7 +87,7 @@ void TestBoundedSimilarity::nothingReachesMoreThanOneHundred()
     QCOMPARE(compare::getSimilarityAtLeast(words, words, 100), 100);
 }
 
-void TestBoundedSimilarity::thresholdOfZeroOrLessGivesTheExactValue()
+void TestSimilarityAtLeast::thresholdOfZeroOrLessGivesTheExactValue()
 {
     std::mt19937 random(kSeed);
     for (const int threshold : {0, -1, -100, std::numeric_limits<int>::min()}) {
@@ -101,7 +100,7 @@ void TestBoundedSimilarity::thresholdOfZeroOrLessGivesTheExactValue()
     }
 }
 
-void TestBoundedSimilarity::emptyListsAreBelowEveryThreshold()
+void TestSimilarityAtLeast::emptyListsAreBelowEveryThreshold()
 {
     for (const int threshold : {1, 50, 100, 101}) {
         QVERIFY(compare::getSimilarityAtLeast({}, {}, threshold) < threshold);
@@ -111,7 +110,7 @@ void TestBoundedSimilarity::emptyListsAreBelowEveryThreshold()
     QCOMPARE(compare::getSimilarityAtLeast({}, {1, 2}, 0), 0);
 }
 
-void TestBoundedSimilarity::valueOnTheThresholdIsExact_data()
+void TestSimilarityAtLeast::valueOnTheThresholdIsExact_data()
 {
     QTest::addColumn<int>("wordCount");
     for (const int count : {1, 2, 3, 7, 25, 100, 999, 1900}) {
@@ -119,7 +118,7 @@ void TestBoundedSimilarity::valueOnTheThresholdIsExact_data()
     }
 }
 
-void TestBoundedSimilarity::valueOnTheThresholdIsExact()
+void TestSimilarityAtLeast::valueOnTheThresholdIsExact()
 {
     QFETCH(int, wordCount);
     Words first(wordCount, 0U);
@@ -133,25 +132,18 @@ void TestBoundedSimilarity::valueOnTheThresholdIsExact()
     }
 }
 
-void TestBoundedSimilarity::damagedAndShiftedCopiesKeepThePromiseAtEveryThreshold_data()
+void TestSimilarityAtLeast::damagedAndShiftedCopiesKeepThePromiseAtEveryThreshold_data()
 {
-    QTest::addColumn<QString>("kernelName");
-    for (const compare::SimilarityKernel* kernel : compare::allSimilarityKernels()) {
-        QTest::newRow(kernel->name) << QString::fromLatin1(kernel->name);
-    }
+    support::addKernelRows();
 }
 
-void TestBoundedSimilarity::damagedAndShiftedCopiesKeepThePromiseAtEveryThreshold()
+void TestSimilarityAtLeast::damagedAndShiftedCopiesKeepThePromiseAtEveryThreshold()
 {
-    QFETCH(QString, kernelName);
-    for (const compare::SimilarityKernel* kernel : compare::allSimilarityKernels()) {
-        if (kernelName == QLatin1String(kernel->name)) {
-            if (!kernel->supported()) {
-                QSKIP("This processor lacks it.");
-            }
-            compare::setSimilarityKernelForTests(kernel);
-        }
+    QFETCH(const bool, supported);
+    if (!supported) {
+        QSKIP("This processor lacks it.");
     }
+    compare::setSimilarityKernelForTests(&support::kernelOfRow());
     std::mt19937 random(kSeed);
     for (int round = 0; round < 400; ++round) {
         const auto length = static_cast<qsizetype>(random() % (round % 8 == 0 ? 1200 : 200));
@@ -163,7 +155,7 @@ void TestBoundedSimilarity::damagedAndShiftedCopiesKeepThePromiseAtEveryThreshol
     }
 }
 
-void TestBoundedSimilarity::unequalLengthsKeepThePromiseAtEveryThreshold()
+void TestSimilarityAtLeast::unequalLengthsKeepThePromiseAtEveryThreshold()
 {
     std::mt19937 random(kSeed);
     for (const qsizetype count : {1, 2, 31, 32, 33, 39, 40, 41, 64, 79, 500}) {
@@ -176,7 +168,7 @@ void TestBoundedSimilarity::unequalLengthsKeepThePromiseAtEveryThreshold()
     }
 }
 
-void TestBoundedSimilarity::matchAtTheLastOffsetIsFound()
+void TestSimilarityAtLeast::matchAtTheLastOffsetIsFound()
 {
     std::mt19937 random(kSeed);
     const Words first = randomWords(random, 1900);
@@ -184,7 +176,7 @@ void TestBoundedSimilarity::matchAtTheLastOffsetIsFound()
     QVERIFY(compare::getSimilarityAtLeast(first, first.mid(40), 70) < 70);
 }
 
-void TestBoundedSimilarity::unrelatedFingerprintsAreGivenUpEarly()
+void TestSimilarityAtLeast::unrelatedFingerprintsAreGivenUpEarly()
 {
     std::mt19937 random(kSeed);
     const Words first = randomWords(random, 1900);
@@ -208,7 +200,7 @@ void TestBoundedSimilarity::unrelatedFingerprintsAreGivenUpEarly()
     }
 }
 
-void TestBoundedSimilarity::matchThatBeginsBadlyIsNotGivenUp()
+void TestSimilarityAtLeast::matchThatBeginsBadlyIsNotGivenUp()
 {
     std::mt19937 random(kSeed);
     for (const qsizetype bad : {100, 500, 560, 569, 570, 571, 600}) {
@@ -218,5 +210,5 @@ void TestBoundedSimilarity::matchThatBeginsBadlyIsNotGivenUp()
     }
 }
 
-QTEST_GUILESS_MAIN(TestBoundedSimilarity)
-#include "tst_boundedsimilarity.moc"
+QTEST_GUILESS_MAIN(TestSimilarityAtLeast)
+#include "tst_similarity_atleast.moc"

@@ -1,4 +1,4 @@
-#include "compare/similaritykernels.h"
+#include "compare/kernelchoice.h"
 
 #include <array>
 #include <atomic>
@@ -9,7 +9,7 @@ namespace {
 
 /**
  * The slowest first. Without a vector instruction to count bits the compiler's popcount is slower
- * than the table, so it stands before it everywhere but on Arm.
+ * than the table, so it comes before it everywhere but on Arm.
  */
 constexpr std::array kKernels = {
 #ifdef __aarch64__
@@ -41,6 +41,16 @@ const SimilarityKernel* fastestSupportedKernel()
 std::span<const SimilarityKernel* const> allSimilarityKernels()
 {
     return kKernels;
+}
+
+const SimilarityKernel* similarityKernelNamed(std::string_view name)
+{
+    for (const SimilarityKernel* kernel : kKernels) {
+        if (kernel->name == name) {
+            return kernel;
+        }
+    }
+    return nullptr;
 }
 
 const SimilarityKernel& similarityKernel()

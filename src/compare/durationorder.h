@@ -9,17 +9,17 @@
 #include <span>
 #include <vector>
 
-namespace search {
+namespace compare {
 
 /**
  * Records in the order of their durations, to visit those whose durations are comparable to a given
- * one (compare::durationsComparable()) and no other.
+ * one (durationsComparable()) and no other.
  *
  * Durations differ by their distance on a circle of 2^32 milliseconds, since the difference wraps
- * around. So what is comparable is a run of that circle, which may lie across its end, and the
- * point opposite, which the wrapping lets pass as well.
+ * around. So what is comparable is a run of that circle, which may cross its end, and the point
+ * opposite, which the wrapping lets pass as well.
  *
- * Thread: any thread. Reentrant once built.
+ * Thread: Any thread.
  */
 class DurationOrder
 {
@@ -27,7 +27,7 @@ public:
     /** Positions in a record list. */
     using Positions = std::span<const int>;
 
-    /** Takes in the records that have a fingerprint; the others are like nothing. */
+    /** Takes in the records that have a fingerprint; the others match nothing. */
     explicit DurationOrder(const QList<FingerprintRecord>& records);
 
     /** The positions of all records taken in, by ascending duration. */
@@ -47,4 +47,4 @@ private:
     std::vector<int> m_positions;
 };
 
-} // namespace search
+} // namespace compare
