@@ -1,6 +1,8 @@
 #include "cli/commandline.h"
 
 #include "cli/report.h"
+#include "compare/similarity.h"
+#include "settings/settingsstore.h"
 
 #include <QCommandLineOption>
 #include <QCommandLineParser>
@@ -12,22 +14,21 @@ namespace cli {
 
 namespace {
 
-constexpr int kLargestPercentage = 100;
-/** More threads than any machine has cores; each reads a file, and files are counted, too. */
+/** More than any machine has cores. Each thread holds a file open, and those are limited. */
 constexpr int kMostThreads = 512;
 
-/** What fits into a number of milliseconds of 31 bits: more than three weeks. */
+/** The most that fits into milliseconds of 31 bits, rounded down: more than three weeks. */
 constexpr int kLongestSeconds = 2'000'000;
 
 constexpr auto kUsage = "Usage: quorvel-cli [options] FOLDER...";
 
-/** Something that the command line must not say. */
+/** An invalid command line. */
 struct WrongUsage
 {
     QString reason;
 };
 
-/** \a name so that it is a file's: Qt takes a colon in front for what is built into a program. */
+/** \a name as that of a file: Qt reads a leading colon as the mark of built-in resources. */
 QString asFileName(const QString& name)
 {
     return name.startsWith(QLatin1Char(':')) ? QLatin1String("./") + name : name;
@@ -39,7 +40,7 @@ QStringList asFileNames(QStringList names)
     return names;
 }
 
-/** The options, under the names that they are looked up by. */
+/** The options of the program, and what parses them. */
 class Parser
 {
 public:
@@ -47,12 +48,11 @@ public:
     {
         m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsCompactedShortOptions);
         m_parser.setApplicationDescription(QStringLiteral(
-            "Finds duplicate audio files by how they sound. Nothing is changed: the duplicates "
-            "are listed."));
+            "Finds duplicate audio files by how they sound, and lists them. Changes no file."));
         m_parser.addOptions({against, threshold, minDuration, jobs, format, output, pairs, store,
                              quiet, verbose, help, version});
         m_parser.addPositionalArgument(QStringLiteral("FOLDER"),
-                                       QStringLiteral("A folder to search, with all below it."),
+                                       QStringLiteral("A folder to search, with its subfolders."),
                                        QStringLiteral("FOLDER..."));
     }
 
@@ -81,12 +81,12 @@ private:
         if (options.folders.isEmpty()) {
             throw WrongUsage{QStringLiteral("No FOLDER is given.")};
         }
-        // An empty name would stand for the folder that the program was started in.
+        // An empty name would mean the current folder.
         if (options.folders.contains(QString()) || options.against.contains(QString())) {
             throw WrongUsage{QStringLiteral("The name of a FOLDER is empty.")};
         }
         if (m_parser.isSet(threshold)) {
-            options.threshold = number(threshold, 0, kLargestPercentage);
+            options.threshold = number(threshold, 0, compare::kLargestSimilarity);
         }
         if (m_parser.isSet(minDuration)) {
             options.leastDuration = number(minDuration, 0, kLongestSeconds);
@@ -146,52 +146,59 @@ private:
     }
 
     // cppcheck-suppress unusedPrivateFunction ; the members below are initialised with it
-    static QCommandLineOption option(const QStringList& names, const char* description,
+    static QCommandLineOption option(const QStringList& names, const QString& description,
                                      const char* value = nullptr)
     {
-        return {names, QString::fromLatin1(description), QString::fromLatin1(value)};
+        return {names, description, QString::fromLatin1(value)};
     }
 
     QCommandLineParser m_parser;
     const QCommandLineOption against =
         option({QStringLiteral("b"), QStringLiteral("against")},
-               "Compare the FOLDERs (Group A) with this one (Group B); may be repeated. Without "
-               "it, the files of the FOLDERs are compared with each other.",
+               QStringLiteral("Compare the FOLDERs (Group A) with this one (Group B). Can be "
+                              "repeated. Without it, the files of the FOLDERs are compared with "
+                              "each other."),
                "FOLDER");
     const QCommandLineOption threshold =
         option({QStringLiteral("t"), QStringLiteral("threshold")},
-               "The least similarity of a duplicate, 0 to 100. Without it, what the settings of "
-               "the program with the window say, and 70 where they say nothing.",
+               QStringLiteral("The least similarity of a duplicate, from 0 to %1 (default: the "
+                              "setting of the window program, or %2 if it has none).")
+                   .arg(compare::kLargestSimilarity)
+                   .arg(settings::kDefaultSimilarityThreshold),
                "PERCENT");
     const QCommandLineOption minDuration =
         option({QStringLiteral("min-duration")},
-               "Leave out files that are shorter: those of less than half a minute can be alike by "
-               "chance.",
+               QStringLiteral("Leave out shorter files. Files of less than half a minute can be "
+                              "alike by chance."),
                "SECONDS");
     const QCommandLineOption jobs =
         option({QStringLiteral("j"), QStringLiteral("jobs")},
-               "How many threads to use; as many as suit the machine without it.", "N");
+               QStringLiteral("The number of threads (default: one per core)."), "N");
     const QCommandLineOption format =
         option({QStringLiteral("f"), QStringLiteral("format")},
-               "What is written: tree (the default), json or csv.", "FORMAT");
+               QStringLiteral("The output format: tree (default), json or csv."), "FORMAT");
     const QCommandLineOption output =
         option({QStringLiteral("o"), QStringLiteral("output")},
-               "Write to FILE instead of standard output, the whole result or nothing.", "FILE");
-    const QCommandLineOption pairs = option(
-        {QStringLiteral("pairs")}, "List every pair that is similar enough, not each file once.");
+               QStringLiteral("Write to FILE instead of standard output. FILE is replaced by the "
+                              "complete result or left as it is."),
+               "FILE");
+    const QCommandLineOption pairs =
+        option({QStringLiteral("pairs")},
+               QStringLiteral("List every pair that reaches the threshold, not each file once."));
     const QCommandLineOption store =
         option({QStringLiteral("store")},
-               "Keep fingerprints in FILE, and reuse them for files whose size and time have not "
-               "changed.",
+               QStringLiteral("Keep fingerprints in FILE, and reuse them for files whose size and "
+                              "time have not changed."),
                "FILE");
     const QCommandLineOption quiet =
-        option({QStringLiteral("q"), QStringLiteral("quiet")}, "Show no progress.");
+        option({QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("Show no progress."));
     const QCommandLineOption verbose =
         option({QStringLiteral("v"), QStringLiteral("verbose")},
-               "Tell on standard error which files failed, and why.");
+               QStringLiteral("Print the files that failed, with reasons, on standard error."));
     const QCommandLineOption help =
-        option({QStringLiteral("h"), QStringLiteral("help")}, "Show this help.");
-    const QCommandLineOption version = option({QStringLiteral("version")}, "Show the version.");
+        option({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help."));
+    const QCommandLineOption version =
+        option({QStringLiteral("version")}, QStringLiteral("Show the version."));
 };
 
 } // namespace

@@ -7,14 +7,14 @@
 
 namespace cli {
 
-/** What is written: for people, for programs, for spreadsheets. */
+/** Output formats: for people, for programs, for spreadsheets. */
 enum class Format {
     Tree,
     Json,
     Csv,
 };
 
-/** What the command line asks for. */
+/** The options of a search. */
 struct Options
 {
     /** Group A. */
@@ -36,7 +36,7 @@ struct Options
     bool verbose = false;
 };
 
-/** A command line, taken apart. */
+/** A parsed command line. */
 struct CommandLine
 {
     enum class Request {
@@ -48,13 +48,13 @@ struct CommandLine
     Request request = Request::Search;
     /** For a search. */
     Options options;
-    /** What to show, or what is wrong, the usage line included. */
+    /** For the other requests: the text to show, or the error with the usage line. */
     QString text;
 };
 
 /**
- * Takes \a arguments apart, the program's name included.
- * Errors: in the result. Thread: any thread, with an application object.
+ * Parses \a arguments, the program's name included.
+ * Requires: an application object. Errors: in the result. Thread: Any thread.
  */
 CommandLine parseCommandLine(const QStringList& arguments);
 

@@ -8,7 +8,7 @@ namespace cli {
 
 namespace {
 
-/** The column names; one row is a duplicate with its reference, or a file that failed. */
+/** The column names. A row is a duplicate with its reference, or a file that failed. */
 QStringList header()
 {
     return {QStringLiteral("reference"),           QStringLiteral("path"),
@@ -18,7 +18,7 @@ QStringList header()
             QStringLiteral("referenceChannels"),   QStringLiteral("failure")};
 }
 
-/** A field as RFC 4180 has it. */
+/** Returns \a field as RFC 4180 writes it. */
 QString quoted(QString field)
 {
     const auto needsQuotes = [](QChar character) {

@@ -14,10 +14,10 @@ namespace {
 
 constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
 constexpr int kExitStatusOfSignals = 128;
-/** Less than the second in which the program has promised to be gone. */
+/** Less than the promised second. */
 constexpr int kPatienceMs = 900;
 
-/** All that a signal handler may look at. */
+/** All that the signal handler reads. */
 volatile std::sig_atomic_t signalPipe = -1;
 
 void handleSignal(int signal)
@@ -52,7 +52,7 @@ Interruption::Interruption()
     for (const int signal : kSignals) {
         struct sigaction inherited = {};
         ::sigaction(signal, nullptr, &inherited);
-        // Ignored where the program was started with nohup, and so it stays.
+        // nohup starts programs with an ignored signal, which stays ignored.
         if (inherited.sa_handler == SIG_IGN) {
             continue;
         }
@@ -94,7 +94,7 @@ void Interruption::watch()
     }
     m_signal = signal;
     m_stop.request_stop();
-    // Nothing within the time, or one more signal, of another kind than the first.
+    // Patience is over, or a second signal came, which is of another kind than the first.
     if (nextByte(m_pipe[0], kPatienceMs) != 0) {
         ::_exit(kExitStatusOfSignals + signal);
     }

@@ -9,11 +9,11 @@ namespace cli {
 
 /**
  * Turns the signals that ask a program to end (SIGINT, which is Ctrl-C, SIGTERM, SIGHUP) into a
- * requested stop. What does not stop within a second, such as a read from a disk that no longer
- * answers, is ended without it: nothing is half written then but what is written over next time.
+ * requested stop. If the program does not stop within a second, as in a read from a disk that no
+ * longer answers, it is ended: half-written files are temporary or replaced by the next run.
  * A second signal ends the program at once.
  *
- * Thread: one object at a time, made before other threads are.
+ * Requires: one object at a time, made before other threads are. Thread: Any thread.
  */
 class Interruption
 {
@@ -28,7 +28,7 @@ public:
         return m_stop.get_token();
     }
 
-    /** What the program has to exit with: 128 and the signal's number, or 0 without a signal. */
+    /** The exit status of the program: 128 and the signal's number, or 0 without a signal. */
     int exitStatus() const;
 
 private:
@@ -36,7 +36,7 @@ private:
 
     std::stop_source m_stop;
     std::atomic<int> m_signal = 0;
-    /** The handler writes signals into the second end; 0 tells the watching thread to return. */
+    /** The handler writes signals to the second end. 0 makes the watching thread return. */
     std::array<int, 2> m_pipe = {-1, -1};
     std::jthread m_watcher;
 };

@@ -8,7 +8,7 @@ namespace cli {
 
 namespace {
 
-/** Of the form of the document, which docs/quorvel-cli.schema.json describes. */
+/** The version of docs/quorvel-cli.schema.json that the document follows. */
 constexpr int kFormatVersion = 1;
 
 QJsonObject fileObject(const QString& path, const AudioInfoMap& audioInfo)
@@ -59,8 +59,8 @@ QByteArray text(const QJsonObject& object)
 
 } // namespace
 
-// A document of every pair of a large collection would take many times the memory that the search
-// took. So it is written in pieces, one line for each object of its two lists.
+// Written in pieces, a line for each object of the two lists: the document of every pair of a large
+// collection would take many times the memory of the search.
 bool writeJson(ReportSink& sink, const Report& report)
 {
     QByteArray head = text(headOf(report));

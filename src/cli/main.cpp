@@ -12,8 +12,8 @@
 namespace {
 
 /**
- * Names of files are taken for UTF-8 whatever the locale, also in a job that runs at night with
- * next to no environment. Qt does the same, but tells standard error about it.
+ * File names are UTF-8 in any locale, as in a nightly job without an environment. Qt does the same,
+ * but prints a warning.
  */
 void requireUtf8Locale()
 {
@@ -24,14 +24,14 @@ void requireUtf8Locale()
 }
 
 /**
- * Takes the numbers of standard streams that are closed, as some jobs start with: the next file
- * opened would get them, and with them what is written to the stream.
+ * Opens the standard streams that are closed, as in some jobs: the next file opened would get the
+ * number of such a stream, and with it all that is written to it.
  */
 void keepStandardStreamsApart()
 {
     int descriptor = 0;
     do {
-        // Nothing can be written to what is only open for reading, which is what closed means.
+        // Open for reading only, so that writing fails as it does on a closed stream.
         descriptor = ::open("/dev/null", O_RDONLY);
     } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
     if (descriptor > STDERR_FILENO) {

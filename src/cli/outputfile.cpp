@@ -18,7 +18,7 @@ QString problem(const QString& fileName, const QString& reason)
     return QStringLiteral("The result cannot be written to %1: %2").arg(fileName, reason);
 }
 
-/** Whether a search would take \a file, which is there, or what it links to, for audio. */
+/** Whether a search lists \a file, which exists, or the file that it links to, as audio. */
 bool isAudioFile(const QFileInfo& file)
 {
     const QStringList& patterns = fingerprint::audioFileNamePatterns();
@@ -44,12 +44,12 @@ QString outputProblem(const QString& fileName)
     if (fileName.isEmpty()) {
         return {};
     }
-    // What is no ordinary file, such as a device, would be replaced by one.
+    // A device or a pipe would be replaced by a regular file.
     const QFileInfo info(fileName);
     if (info.exists() && !info.isFile()) {
-        return problem(fileName, QStringLiteral("it is no ordinary file"));
+        return problem(fileName, QStringLiteral("it is not a regular file"));
     }
-    // A pattern that a shell has expanded in the place of the name is enough to lose music.
+    // A shell pattern in place of the name is enough to lose music.
     if (info.exists() && isAudioFile(info)) {
         return problem(fileName, QStringLiteral("it is an audio file"));
     }

@@ -10,16 +10,15 @@
 namespace cli {
 
 /**
- * Why nothing could be written to \a fileName, found out before the work; empty where it could.
- * A name that is empty stands for standard output.
+ * Checks before the search that a result can be written to \a fileName (empty: standard output).
+ * Returns the reason if it cannot, else an empty text. Thread: Any thread, blocking.
  */
 QString outputProblem(const QString& fileName);
 
 /**
- * Writes \a report to standard output where \a fileName is empty, or else to the file of that name:
- * the whole of it, in the place of a file that is there, or nothing.
- * Errors: returns why it failed, empty when it did not. A requested \a stop fails with some text.
- * Thread: any thread, blocking.
+ * Writes \a report to \a fileName (empty: standard output). Replaces the file by the complete
+ * report or leaves it as it was. Errors: returns the reason, or an empty text on success. A
+ * requested \a stop is a failure. Thread: Any thread, blocking.
  */
 QString writeOutput(const QString& fileName, const Report& report, Format format,
                     const std::stop_token& stop);

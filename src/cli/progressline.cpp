@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kIntervalMs = 200;
 constexpr int kUsualColumns = 80;
-/** Back to the first column, and what stands from there on is erased. */
+/** Goes back to the first column and erases the line. */
 constexpr auto kStartOver = "\r\033[K";
 
 int terminalColumns()
@@ -44,7 +44,7 @@ void ProgressLine::show(const QString& text)
     if (!m_enabled) {
         return;
     }
-    // In the last column many terminals would go on to the next line.
+    // A character in the last column makes many terminals begin the next line.
     const QByteArray line = text.left(terminalColumns() - 1).toUtf8();
     std::fprintf(stderr, "%s%s", kStartOver, line.constData());
     std::fflush(stderr);

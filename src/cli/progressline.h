@@ -6,25 +6,24 @@
 namespace cli {
 
 /**
- * One line on the terminal behind standard error that tells how far a search is, written over
- * again and again.
- * Thread: one at a time.
+ * A line of progress on standard error, rewritten in place.
+ * Thread: Reentrant: one object per thread.
  */
 class ProgressLine
 {
 public:
-    /** Writes nothing unless \a wanted, and unless standard error is a terminal. */
+    /** Shows nothing if not \a wanted, or if standard error is not a terminal. */
     explicit ProgressLine(bool wanted);
-    /** Takes the line away. */
+    /** Clears the line. */
     ~ProgressLine();
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;
 
-    /** Whether a text would be shown now: a few are, each second. */
+    /** Whether the line is empty or was shown 200 ms ago or more. False if nothing is shown. */
     bool isDue() const;
-    /** Shows \a text, as much of it as fits into the terminal's width. */
+    /** Shows \a text, cut to the width of the terminal. */
     void show(const QString& text);
-    /** Takes the line away, so that something else can be written. */
+    /** Clears the line, so that other text can be written. */
     void clear();
 
 private:
@@ -33,7 +32,7 @@ private:
     QElapsedTimer m_sinceShown;
 };
 
-/** \a seconds as "1:23:45", or "23:45" below an hour. */
+/** Returns \a seconds as "1:23:45", or "23:45" below an hour. */
 QString timeText(double seconds);
 
 } // namespace cli

@@ -6,7 +6,7 @@ namespace cli {
 
 namespace {
 
-/** Whether \a character ends a line, moves the cursor, or makes what follows run the other way. */
+/** Whether \a character ends a line, moves the cursor, or changes the direction of writing. */
 bool steersTheTerminal(QChar character)
 {
     switch (character.category()) {
@@ -17,7 +17,7 @@ bool steersTheTerminal(QChar character)
     default:
         break;
     }
-    // Of the invisible rest, the joiners belong to names in many languages.
+    // Other invisible characters stay: joiners are part of names in many languages.
     switch (character.direction()) {
     case QChar::DirLRE:
     case QChar::DirLRO:

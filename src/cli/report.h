@@ -16,10 +16,10 @@
 
 namespace cli {
 
-/** What a search found, to be written. */
+/** The result of a search. */
 struct Report
 {
-    /** Whether files were compared between two groups, or else within one. */
+    /** Whether files were compared between two groups, not within one. */
     bool betweenGroups = false;
     int threshold = 0;
     qsizetype fileCount = 0;
@@ -27,7 +27,7 @@ struct Report
     /** Of all files compared. */
     AudioInfoMap audioInfo;
     QList<search::FailedFile> failures;
-    /** In seconds; what is shorter was left out. No value: files of any length were compared. */
+    /** In seconds; shorter files were left out. No value: files of any length were compared. */
     std::optional<int> leastDuration;
     qsizetype tooShortCount = 0;
 
@@ -35,7 +35,7 @@ struct Report
     qsizetype duplicateCount() const;
 };
 
-/** Where a report goes, piece by piece; takes nothing any more once a stop is requested. */
+/** Writes a report piece by piece; refuses all pieces once a stop is requested. */
 class ReportSink
 {
 public:
@@ -45,7 +45,7 @@ public:
     {
     }
 
-    /** False when \a piece was not taken, or not whole. */
+    /** Returns false if \a piece was not written whole. */
     bool write(const QByteArray& piece)
     {
         return !m_stop.stop_requested() && m_device.write(piece) == piece.size();
@@ -58,8 +58,8 @@ private:
 
 /**
  * Writes \a report in \a format, in UTF-8.
- * Errors: returns false when \a sink does not take it all.
- * Thread: any thread, blocking.
+ * Errors: returns false if \a sink refuses a piece.
+ * Thread: Any thread, blocking.
  */
 bool writeReport(ReportSink& sink, const Report& report, Format format);
 
@@ -68,9 +68,9 @@ bool writeJson(ReportSink& sink, const Report& report);
 bool writeCsv(ReportSink& sink, const Report& report);
 
 /**
- * \a text with each control character as "?", those that turn the direction of writing included, to
- * be shown on a terminal: a file's name is other people's, and must not move the cursor, end the
- * line, or pass for another.
+ * Returns \a text with each control character, those of writing direction included, as "?". Names
+ * come from other people: on a terminal they must not move the cursor, end the line, or look like
+ * another name.
  */
 QString printable(QString text);
 

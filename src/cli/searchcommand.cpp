@@ -26,8 +26,7 @@ namespace cli {
 
 namespace {
 
-constexpr int kDefaultThreshold = 70;
-/** So many files make 200 million pairs; if each is a duplicate, they take 8 GB. */
+/** So many files make 200 million pairs. If each pair is a duplicate, they take 8 GB. */
 constexpr qsizetype kMostFilesIfAllMatch = 20000;
 
 /** Why there is no result. */
@@ -36,7 +35,7 @@ struct SearchFailure
     QString reason;
 };
 
-void tell(const QString& message)
+void printMessage(const QString& message)
 {
     std::fprintf(stderr, "quorvel-cli: %s\n", qUtf8Printable(printable(message)));
 }
@@ -46,13 +45,13 @@ int chosenThreshold(const Options& options)
     if (options.threshold) {
         return *options.threshold;
     }
-    return settings::hasSimilarityThreshold() ? settings::similarityThreshold() : kDefaultThreshold;
+    return settings::hasSimilarityThreshold() ? settings::similarityThreshold()
+                                              : settings::kDefaultSimilarityThreshold;
 }
 
 /**
- * \a folder under one name wherever it is searched from, so that a folder that is named twice gives
- * each file once. What goes through ".." can only be resolved by the file system: the folder above
- * a link's target is another than the one above the link.
+ * \a folder under one name, so that a folder that is given twice lists each file once. Only the
+ * file system can resolve "..": the folder above a link's target is not the one above the link.
  */
 QString absoluteFolder(const QString& folder)
 {
@@ -91,21 +90,21 @@ public:
     {
         int status = Done;
         try {
-            search();
+            findAndWriteDuplicates();
             status = m_storeFailed ? Failed : m_folderMissing ? FolderMissing : Done;
         } catch (const SearchFailure& failure) {
             m_progress.clear();
             if (!m_stop.stop_requested()) {
-                tell(failure.reason);
+                printMessage(failure.reason);
             }
             status = Failed;
         }
-        // A stop that comes once the result is written is too late to be one.
+        // A stop after the result is written changes nothing.
         return m_stop.stop_requested() && !m_written ? m_interruption.exitStatus() : status;
     }
 
 private:
-    void search()
+    void findAndWriteDuplicates()
     {
         requireUsableOutput();
         const std::unique_ptr<search::FingerprintStore> store = openStore();
@@ -133,7 +132,7 @@ private:
         }
         if (!m_options.storeFile.isEmpty() && !m_options.outputFile.isEmpty() &&
             isSameFile(m_options.storeFile, m_options.outputFile)) {
-            throw SearchFailure{QStringLiteral("The result would be written over the store.")};
+            throw SearchFailure{QStringLiteral("The result and the store are the same file.")};
         }
     }
 
@@ -160,8 +159,8 @@ private:
         m_report.fileCount = files.first.size() + files.second.size();
         if (m_report.threshold <= 0 && m_report.fileCount > kMostFilesIfAllMatch) {
             throw SearchFailure{
-                QStringLiteral("A threshold of %1 makes every pair of the %2 files a duplicate. "
-                               "It is for %3 files at most; choose one of 1 or more.")
+                QStringLiteral("A threshold of %1 makes every pair of the %2 files a duplicate, "
+                               "which works for up to %3 files. Choose a threshold of 1 or more.")
                     .arg(m_report.threshold)
                     .arg(m_report.fileCount)
                     .arg(kMostFilesIfAllMatch)};
@@ -176,24 +175,24 @@ private:
             const QFileInfo info(name);
             QString problem;
             if (!info.exists()) {
-                problem = QStringLiteral("There is no folder %1");
+                problem = QStringLiteral("No such folder: %1");
             } else if (!info.isDir()) {
-                problem = QStringLiteral("This is no folder: %1");
+                problem = QStringLiteral("Not a folder: %1");
             } else if (!info.isReadable() || !info.isExecutable()) {
-                problem = QStringLiteral("The folder %1 cannot be read");
+                problem = QStringLiteral("The folder cannot be read: %1");
             }
             if (problem.isEmpty()) {
                 folders.append(absoluteFolder(name));
             } else {
                 m_progress.clear();
-                tell(problem.arg(name));
+                printMessage(problem.arg(name));
                 m_folderMissing = true;
             }
         }
         return folders;
     }
 
-    /** As in the window, nothing is read where there is nothing to compare it with. */
+    /** As in the window, no file is read if it has nothing to be compared with. */
     bool hasPairs(const fingerprint::FileLists& files) const
     {
         return !files.first.isEmpty() && (!m_report.betweenGroups || !files.second.isEmpty());
@@ -201,7 +200,7 @@ private:
 
     void compareFiles(const fingerprint::FileLists& files, search::FingerprintStore* store)
     {
-        const search::Collection collection = fingerprint(files, store);
+        const search::Collection collection = fingerprintListed(files, store);
         if (m_stop.stop_requested()) {
             return;
         }
@@ -219,7 +218,7 @@ private:
         m_report.duplicates = m_options.allPairs ? found : results::filterForDisplay(found);
     }
 
-    /** Without the records that are too short; what states no length is taken for long enough. */
+    /** Drops the records that are too short. Keeps those without a known length. */
     QList<FingerprintRecord> longEnough(QList<FingerprintRecord> records)
     {
         if (m_options.leastDuration) {
@@ -232,8 +231,8 @@ private:
         return records;
     }
 
-    search::Collection fingerprint(const fingerprint::FileLists& files,
-                                   search::FingerprintStore* store)
+    search::Collection fingerprintListed(const fingerprint::FileLists& files,
+                                         search::FingerprintStore* store)
     {
         const QStringList all = files.first + files.second;
         m_progress.show(QStringLiteral("Fingerprinting: 0 of %1 files").arg(all.size()));
@@ -241,12 +240,12 @@ private:
             all, {m_options.threadCount, store, fingerprintingProgress(), m_stop});
         m_progress.clear();
         if (!collection.storeFailure.isEmpty()) {
-            tell(collection.storeFailure);
+            printMessage(collection.storeFailure);
             m_storeFailed = true;
         }
         if (m_options.verbose && !m_stop.stop_requested()) {
             for (const search::FailedFile& failure : collection.failures) {
-                tell(QStringLiteral("%1: %2").arg(failure.path, failure.reason));
+                printMessage(QStringLiteral("%1: %2").arg(failure.path, failure.reason));
             }
         }
         return collection;
@@ -325,7 +324,7 @@ int run(const QStringList& arguments)
     try {
         return Search(commandLine.options).run();
     } catch (const std::exception& error) {
-        tell(QString::fromLocal8Bit(error.what()));
+        printMessage(QString::fromLocal8Bit(error.what()));
         return Failed;
     }
 }

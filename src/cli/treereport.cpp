@@ -5,7 +5,7 @@ namespace cli {
 
 namespace {
 
-/** The cells of a row as one line: the name last, since names differ most in length. */
+/** Joins the cells of a row, with the name last, since names differ most in length. */
 QByteArray line(const QStringList& cells, const QString& indentation)
 {
     return QStringLiteral("%1%2  %3  %4 Hz  %5 ch  %6\n")

@@ -8,7 +8,6 @@ namespace settings {
 
 namespace {
 
-constexpr int kDefaultSimilarityThreshold = 70;
 constexpr bool kDefaultMulticore = true;
 
 /** The store, opened on the spot: it lives as long as one read or write. */

@@ -5,12 +5,14 @@
  * (organisation "tandrik", application "quorvel") and closes it again. Nothing is cached: a change,
  * also by another process, takes effect at the next read.
  *
- * Thread: any thread, blocking (a file is read). Reentrant.
+ * Thread: Any thread, blocking.
  */
 namespace settings {
 
-/** "similarity": the least similarity, in percent, of a duplicate. 0 when absent or not a number.
- */
+/** The similarity threshold, in percent, where none is stored. */
+inline constexpr int kDefaultSimilarityThreshold = 70;
+
+/** "similarity": the least percentage of a duplicate. 0 when absent or not a number. */
 int similarityThreshold();
 
 /** "multicore": whether a run may use every processor core. False when absent. */
@@ -26,13 +28,16 @@ struct Values
 /** Reads both settings from one opened store. */
 Values read();
 
-/** Stores both settings. The threshold is not checked against its range: it is stored as given. */
+/** Stores both settings. Does not check the range of the threshold. */
 void write(const Values& values);
 
 /** Whether a similarity threshold is stored at all. */
 bool hasSimilarityThreshold();
 
-/** Stores the first-run defaults, 70 and true, each only where its key is absent. */
+/**
+ * Stores the first-run defaults, kDefaultSimilarityThreshold and true, each only where its key is
+ * absent.
+ */
 void writeMissingDefaults();
 
 } // namespace settings

@@ -49,6 +49,7 @@ private Q_SLOTS:
     void foldersAloneTakeTheDefaults();
     void everyOptionHasItsShortAndLongName_data();
     void everyOptionHasItsShortAndLongName();
+    void endsOfEachRangeAreTaken();
     void againstMayBeRepeated();
     void formatIsChosenByName();
     void wrongUsageIsToldWithTheUsageLine_data();
@@ -98,6 +99,20 @@ void TestCommandLine::everyOptionHasItsShortAndLongName()
     QCOMPARE(options.outputFile, QStringLiteral("out"));
     QCOMPARE(options.storeFile, QStringLiteral("db"));
     QVERIFY(options.allPairs && options.quiet && options.verbose);
+}
+
+void TestCommandLine::endsOfEachRangeAreTaken()
+{
+    const CommandLine least = parse(QStringLiteral("-t 0 -j 1 --min-duration 0 one"));
+    QCOMPARE(least.text, QString());
+    QCOMPARE(least.options.threshold, std::optional(0));
+    QCOMPARE(least.options.threadCount, 1);
+    QCOMPARE(least.options.leastDuration, std::optional(0));
+    const CommandLine most = parse(QStringLiteral("-t 100 -j 512 --min-duration 2000000 one"));
+    QCOMPARE(most.text, QString());
+    QCOMPARE(most.options.threshold, std::optional(100));
+    QCOMPARE(most.options.threadCount, 512);
+    QCOMPARE(most.options.leastDuration, std::optional(2000000));
 }
 
 void TestCommandLine::againstMayBeRepeated()

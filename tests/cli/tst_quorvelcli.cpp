@@ -14,6 +14,7 @@
 #include <vector>
 
 #include <pty.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -50,6 +51,12 @@ QByteArray onATerminal(const QStringList& arguments)
     return status == 0 ? shown : "exit status " + QByteArray::number(status) + '\n' + shown;
 }
 
+bool isPipe(const QString& path)
+{
+    struct stat status = {};
+    return ::lstat(path.toUtf8().constData(), &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
 } // namespace
 
 class TestQuorvelCli : public QObject
@@ -79,6 +86,8 @@ private Q_SLOTS:
     void failedFilesAreToldOnRequestOnly();
     void namesAreUnicodeInAPlainEnvironment();
     void folderNamedTwiceGivesEachFileOnce();
+    void folderThatIsALinkKeepsItsName();
+    void folderAboveALinkIsThatOfItsTarget();
     void namesThatBeginWithAColonAreFiles();
     void progressIsShownOnATerminalAndTakenAway();
     void quietShowsNoProgress();
@@ -207,8 +216,8 @@ void TestQuorvelCli::missingFolderExitsWithOneAfterTheRest_data()
 {
     QTest::addColumn<QString>("folder");
     QTest::addColumn<QByteArray>("message");
-    QTest::newRow("missing") << path("nowhere") << QByteArray("There is no folder");
-    QTest::newRow("file") << path("first/1.flac") << QByteArray("This is no folder");
+    QTest::newRow("missing") << path("nowhere") << QByteArray("No such folder");
+    QTest::newRow("file") << path("first/1.flac") << QByteArray("Not a folder");
     if (::geteuid() != 0) {
         QDir().mkpath(path("closed"));
         QFile::setPermissions(path("closed"), {});
@@ -269,10 +278,11 @@ void TestQuorvelCli::nothingIsStoredInTheSettings()
 
 void TestQuorvelCli::outputThatCannotBeWrittenIsToldBeforeTheSearch_data()
 {
+    QCOMPARE(::mkfifo(path("pipe").toUtf8().constData(), 0600), 0);
     QTest::addColumn<QString>("output");
     QTest::newRow("folder") << first;
     QTest::newRow("missing folder") << first + QStringLiteral("/missing/result.csv");
-    QTest::newRow("device") << QStringLiteral("/dev/null");
+    QTest::newRow("pipe") << path("pipe");
     QTest::newRow("audio file") << media->write(QStringLiteral("other/SONG.MP3"), "music");
     const QString link = path("link to audio.txt");
     QFile::link(path("other/SONG.MP3"), link);
@@ -289,8 +299,7 @@ void TestQuorvelCli::outputThatCannotBeWrittenIsToldBeforeTheSearch()
     QVERIFY2(run.errors.contains("cannot be written"), run.errors.constData());
     QVERIFY(!QFile::exists(store));
     QCOMPARE(contentOf(path("other/SONG.MP3")), QByteArray("music"));
-    QVERIFY(QFileInfo(QStringLiteral("/dev/null")).size() == 0 &&
-            !QFileInfo(QStringLiteral("/dev/null")).isFile());
+    QVERIFY(isPipe(path("pipe")));
 }
 
 void TestQuorvelCli::fullStandardOutputIsAFailure()
@@ -357,6 +366,27 @@ void TestQuorvelCli::folderNamedTwiceGivesEachFileOnce()
                               media->path());
     QCOMPARE(run.json()[QStringLiteral("counts")][QStringLiteral("files")].toInt(), 4);
     QVERIFY(run.unorderedPairs().isEmpty());
+}
+
+void TestQuorvelCli::folderThatIsALinkKeepsItsName()
+{
+    const QString link = path("linked");
+    QVERIFY(QFile::link(first, link));
+    const QByteArray output = runCli({link, QStringLiteral("-t0"), QStringLiteral("-fcsv")}).output;
+    QVERIFY2(output.contains(link.toUtf8() + "/1.flac") && !output.contains(first.toUtf8() + '/'),
+             output.constData());
+}
+
+void TestQuorvelCli::folderAboveALinkIsThatOfItsTarget()
+{
+    QDir().mkpath(path("below"));
+    const QString link = path("below/link");
+    QVERIFY(QFile::link(first, link));
+    // Read as a text this is "below/second", which does not exist.
+    const CliRun run = runCli({link + QStringLiteral("/../second"), QStringLiteral("-fjson")});
+    QCOMPARE(run.errors, QByteArray());
+    QCOMPARE(run.json()[QStringLiteral("counts")][QStringLiteral("files")].toInt(), 3);
+    QCOMPARE(run.output, runCli({second, QStringLiteral("-fjson")}).output);
 }
 
 void TestQuorvelCli::namesThatBeginWithAColonAreFiles()

@@ -3,6 +3,7 @@
 #include "tunefolders.h"
 
 #include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTest>
@@ -11,7 +12,7 @@
 
 using testmedia::contentOf;
 
-/** The store of fingerprints that a search can be told to keep. */
+/** A search with --store. */
 class TestQuorvelCliStore : public QObject
 {
     Q_OBJECT
@@ -23,6 +24,7 @@ private Q_SLOTS:
     void resultIsNotWrittenOverTheStore();
     void storeAndResultMayBothBeNew();
     void storeServesTheNextRun();
+    void commitIsFlushedWithItsFolder();
     void fileThatMetADiskErrorIsTriedAgain_data();
     void fileThatMetADiskErrorIsTriedAgain();
     void twoRunsAtATimeShareAStore();
@@ -32,6 +34,9 @@ private:
     {
         return media->filePath(QString::fromUtf8(name));
     }
+
+    /** Runs the program under strace with \a options; the trace is written to trace.txt. */
+    CliRun runTraced(const QStringList& options, const QStringList& arguments) const;
 
     std::unique_ptr<testmedia::MediaFolder> media;
     QString first;
@@ -44,6 +49,25 @@ void TestQuorvelCliStore::initTestCase()
     addTuneFolders(*media);
     first = path("first");
     second = path("second");
+}
+
+CliRun TestQuorvelCliStore::runTraced(const QStringList& options,
+                                      const QStringList& arguments) const
+{
+    QProcess traced;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    // The leak check of a sanitized build traces as well, and there can be one tracer only.
+    environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
+    traced.setProcessEnvironment(environment);
+    traced.start(QStringLiteral("strace"),
+                 QStringList{QStringLiteral("-f"), QStringLiteral("-o"), path("trace.txt")} +
+                     options + QStringList(QStringLiteral(QUORVEL_CLI)) + arguments);
+    if (!traced.waitForFinished(300000)) {
+        traced.kill();
+        traced.waitForFinished();
+        return {};
+    }
+    return {traced.exitCode(), traced.readAllStandardOutput(), traced.readAllStandardError()};
 }
 
 void TestQuorvelCliStore::unusableStoreIsRefused()
@@ -99,6 +123,32 @@ void TestQuorvelCliStore::storeServesTheNextRun()
     media->write(QStringLiteral("first/1.flac"), content);
 }
 
+void TestQuorvelCliStore::commitIsFlushedWithItsFolder()
+{
+    // A commit ends with the removal of its journal. Until the folder is flushed, a power cut
+    // brings the journal back, and with it the state before the commit.
+    const QString store = path("flushed/store.db");
+    QVERIFY(QDir().mkpath(path("flushed")));
+    const CliRun run = runTraced({QStringLiteral("-y"), QStringLiteral("-e"),
+                                  QStringLiteral("trace=unlink,unlinkat,fsync,fdatasync")},
+                                 {first, QStringLiteral("--store"), store, QStringLiteral("-j1")});
+    QCOMPARE(run.exitStatus, 0);
+    const QByteArray folder = '<' + path("flushed").toUtf8() + ">)";
+    int commits = 0;
+    bool isFlushed = true;
+    for (const QByteArray& call : contentOf(path("trace.txt")).split('\n')) {
+        if (call.contains(store.toUtf8() + "-journal\"")) {
+            QVERIFY(isFlushed);
+            isFlushed = false;
+            ++commits;
+        } else if (call.contains("sync(") && call.contains(folder)) {
+            isFlushed = true;
+        }
+    }
+    QVERIFY(isFlushed);
+    QVERIFY(commits > 1);
+}
+
 void TestQuorvelCliStore::fileThatMetADiskErrorIsTriedAgain_data()
 {
     QTest::addColumn<int>("firstFailingRead");
@@ -114,23 +164,15 @@ void TestQuorvelCliStore::fileThatMetADiskErrorIsTriedAgain()
     const QStringList arguments{
         first, second, QStringLiteral("-j1"), QStringLiteral("-fjson"), QStringLiteral("--store"),
         store};
-    QProcess traced;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    // The leak check of a sanitized build traces as well, and there can be one tracer only.
-    environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
-    traced.setProcessEnvironment(environment);
-    traced.start(QStringLiteral("strace"),
-                 QStringList{QStringLiteral("-f"), QStringLiteral("-o"), path("trace.txt"),
-                             QStringLiteral("-P"), path("first/1.flac"), QStringLiteral("-e"),
-                             QStringLiteral("trace=read"), QStringLiteral("-e"),
-                             QStringLiteral("inject=read:error=EIO:when=%1+").arg(firstFailingRead),
-                             QStringLiteral(QUORVEL_CLI)} +
-                     arguments);
-    QVERIFY(traced.waitForFinished(120000));
-    QCOMPARE(traced.exitCode(), 0);
+    const CliRun failing =
+        runTraced({QStringLiteral("-P"), path("first/1.flac"), QStringLiteral("-e"),
+                   QStringLiteral("trace=read"), QStringLiteral("-e"),
+                   QStringLiteral("inject=read:error=EIO:when=%1+").arg(firstFailingRead)},
+                  arguments);
+    QCOMPARE(failing.exitStatus, 0);
     QVERIFY(contentOf(path("trace.txt")).contains("EIO"));
     const QByteArray expected = runCli({first, second, QStringLiteral("-fjson")}).output;
-    QVERIFY(traced.readAllStandardOutput() != expected);
+    QVERIFY(failing.output != expected);
     QCOMPARE(runCli(arguments).output, expected);
 }
 

@@ -88,6 +88,8 @@ private Q_SLOTS:
     void whatSteersATerminalIsShownAsAQuestionMark();
     void whatIsMerelyUnseenStays();
     void csvHasARowForEachDuplicateAndFailure();
+    void csvQuotesAFieldForEachCharacterThatNeedsIt_data();
+    void csvQuotesAFieldForEachCharacterThatNeedsIt();
     void jsonCarriesEverything();
     void jsonFollowsItsSchema_data();
     void jsonFollowsItsSchema();
@@ -160,6 +162,26 @@ void TestReport::csvHasARowForEachDuplicateAndFailure()
                  "/m/ünï \U0001F3B5.wav,/m/z.wav,70,3720000,8000,2,3723456,8000,2,\r\n"
                  ",/m/noise.mp3,,,,,,,,\"Could not open the input file (Invalid "
                  "\"\"argument\"\")\"\r\n"));
+}
+
+void TestReport::csvQuotesAFieldForEachCharacterThatNeedsIt_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("field");
+    QTest::newRow("plain") << QStringLiteral("a; 'b'\t") << QByteArray("a; 'b'\t");
+    QTest::newRow("comma") << QStringLiteral("a,b") << QByteArray("\"a,b\"");
+    QTest::newRow("quote") << QStringLiteral("a\"b") << QByteArray("\"a\"\"b\"");
+    QTest::newRow("line feed") << QStringLiteral("a\nb") << QByteArray("\"a\nb\"");
+    QTest::newRow("carriage return") << QStringLiteral("a\rb") << QByteArray("\"a\rb\"");
+}
+
+void TestReport::csvQuotesAFieldForEachCharacterThatNeedsIt()
+{
+    QFETCH(const QString, name);
+    QFETCH(const QByteArray, field);
+    Report report;
+    report.failures = {{name, QStringLiteral("reason")}};
+    QVERIFY(written(report, Format::Csv).endsWith("\r\n," + field + ",,,,,,,,reason\r\n"));
 }
 
 void TestReport::jsonCarriesEverything()

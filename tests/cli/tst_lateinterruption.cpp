@@ -1,0 +1,90 @@
+#include "cli/searchcommand.h"
+#include "support/media.h"
+
+#include <QFile>
+#include <QTest>
+
+#include <atomic>
+#include <csignal>
+#include <dlfcn.h>
+#include <poll.h>
+#include <semaphore>
+
+namespace {
+
+/** Whether the next file that gets its name is followed by Ctrl-C. */
+std::atomic<bool> interruptAfterNaming = false;
+std::atomic<bool> isInterrupted = false;
+/** Released once the stop is requested, since the program waits for a second signal then. */
+std::binary_semaphore stopRequested(0);
+
+template <typename Function> Function* original(const char* name)
+{
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+/** Interrupts the program if \a result is that of the call that was waited for. */
+int named(int result)
+{
+    if (result == 0 && interruptAfterNaming.exchange(false)) {
+        isInterrupted = true;
+        std::raise(SIGINT);
+        stopRequested.acquire();
+    }
+    return result;
+}
+
+} // namespace
+
+extern "C" {
+
+int rename(const char* from, const char* to) noexcept
+{
+    return named(original<int(const char*, const char*)>("rename")(from, to));
+}
+
+// For files that had no name before.
+int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) noexcept
+{
+    return named(original<int(int, const char*, int, const char*, int)>("linkat")(
+        fromFolder, from, toFolder, to, flags));
+}
+
+int poll(pollfd* descriptors, nfds_t count, int timeoutMs)
+{
+    auto* const real = original<int(pollfd*, nfds_t, int)>("poll");
+    // The wait for a second signal, the only one with an end. It lasts as long as the test needs.
+    if (timeoutMs > 0 && isInterrupted) {
+        stopRequested.release();
+        timeoutMs = -1;
+    }
+    return real(descriptors, count, timeoutMs);
+}
+
+} // extern "C"
+
+/** A signal that comes between the result and the end of the program. */
+class TestLateInterruption : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void stopAfterTheResultIsWrittenChangesNothing();
+};
+
+void TestLateInterruption::stopAfterTheResultIsWrittenChangesNothing()
+{
+    const testmedia::MediaFolder media;
+    media.makeTune(QStringLiteral("music/tune.ogg"), {.seed = 1, .seconds = 3.0});
+    const QString result = media.filePath(QStringLiteral("result.csv"));
+    interruptAfterNaming = true;
+    const int status =
+        cli::run({QStringLiteral("quorvel-cli"), QStringLiteral("-q"), QStringLiteral("-fcsv"),
+                  QStringLiteral("-o"), result, media.filePath(QStringLiteral("music"))});
+    QVERIFY(isInterrupted);
+    QVERIFY(testmedia::contentOf(result).startsWith("reference,"));
+    QCOMPARE(status, int(cli::Done));
+}
+
+QTEST_GUILESS_MAIN(TestLateInterruption)
+#include "tst_lateinterruption.moc"
