@@ -22,11 +22,11 @@ struct MadeFile
 {
     qsizetype position = 0;
     StoredFile file;
-    /** False where what was found says nothing about the file as it lies there now. */
+    /** False if the file may have other content now than the one that was decoded. */
     bool keep = false;
 };
 
-/** The file at \a path, fingerprinted; no value when stopped. */
+/** Fingerprints the file at \a path; no value if stopped. */
 std::optional<MadeFile> make(qsizetype position, const QString& path, const std::stop_token& stop)
 {
     MadeFile made{position, {path, {}, {path, {}, 0, 0, 0}, {}}, false};
@@ -84,7 +84,7 @@ public:
     }
 
 private:
-    /** Finds what is known already, and lists what has to be made. */
+    /** Finds the files that the store knows, and lists the others. */
     void takeFromStore()
     {
         for (qsizetype i = 0; i < m_files.size() && !m_options.stop.stop_requested(); ++i) {
@@ -125,7 +125,7 @@ private:
         }
     }
 
-    /** Takes what the threads have made since the last time, and keeps it all in one go. */
+    /** Takes what the threads have made since the last call, and saves it in one transaction. */
     void takeMade()
     {
         std::vector<MadeFile> made;
@@ -157,8 +157,8 @@ private:
                 m_store->save(m_unsaved);
             } catch (const StoreError& error) {
                 if (error.isBusy()) {
-                    // Somebody who looks into the store for long must not cost the whole night's
-                    // work: it goes with what is made next.
+                    // A long query in another program must not cost a night's work: what could not
+                    // be saved is retried with what is made next.
                     m_busyMessage = error.message();
                     return;
                 }
@@ -184,7 +184,7 @@ private:
         try {
             function();
         } catch (const StoreError& error) {
-            // What has been made is still worth a result.
+            // The search still has a result.
             m_collection.storeFailure = error.message();
             m_store = nullptr;
         }
@@ -211,13 +211,13 @@ private:
     FingerprintStore* m_store;
     Collection m_collection;
     CollectionProgress m_progress;
-    /** For each file; null where it did not fail. */
+    /** For each file; null if it did not fail. */
     QStringList m_failures;
-    /** Made, and to be kept, but not taken by the store yet. */
+    /** Made, but not saved yet. */
     QList<StoredFile> m_unsaved;
-    /** Why not. */
+    /** Why they could not be saved. */
     QString m_busyMessage;
-    /** Positions of the files that no store knew. */
+    /** Positions of the files that the store does not know. */
     std::vector<qsizetype> m_missing;
     std::atomic<std::size_t> m_next = 0;
     std::mutex m_madeMutex;

@@ -13,21 +13,21 @@ namespace search {
 
 class FingerprintStore;
 
-/** A file that could not be fingerprinted, and why. */
+/** A file that could not be fingerprinted, and the reason. */
 struct FailedFile
 {
     QString path;
     QString reason;
 };
 
-/** How far the fingerprinting of many files is. */
+/** The progress of fingerprintFiles(). */
 struct CollectionProgress
 {
     qsizetype filesDone = 0;
     qsizetype allFiles = 0;
-    /** Those of the files done that had to be decoded, since no store knew them. */
+    /** Those of the files done that were decoded, since the store did not know them. */
     qsizetype filesDecoded = 0;
-    /** How long these play. */
+    /** The length of the decoded files. */
     double secondsOfAudioDecoded = 0.0;
 };
 
@@ -35,33 +35,38 @@ struct CollectionProgress
 struct CollectionOptions
 {
     int threadCount = 1;
-    /** What is known already, and where what is made is kept; may be null. */
+    /** Read for fingerprints of earlier runs, and given new ones; may be null. */
     FingerprintStore* store = nullptr;
-    /** Called a few times a second, where set. */
+    /**
+     * If set, called for each file once it has been looked up in the store, whenever files have
+     * been decoded, and about five times a second meanwhile: for many files far more often than
+     * a person can read.
+     */
     std::function<void(const CollectionProgress&)> progress;
     /** A requested stop is answered in the middle of a file. */
     std::stop_token stop;
 };
 
-/** What fingerprinting many files gave. */
+/** The result of fingerprintFiles(). */
 struct Collection
 {
     /** One for each file, in the order of the files, failed ones included. */
     QList<FingerprintRecord> records;
     /** In the same order. */
     QList<FailedFile> failures;
-    /** Why the store took nothing any more at some time; empty when it took everything. */
+    /** Why saving stopped; empty if everything was saved. */
     QString storeFailure;
 };
 
 /**
- * Fingerprints \a files on many threads. Each fingerprint is in the store as soon as it is made,
- * unless its file changed meanwhile; a store that fails on the way is left alone from then on, but
- * for one that another program keeps for too long, which is tried again with what is made next.
+ * Fingerprints \a files on many threads. Saves each fingerprint as soon as it is made, unless its
+ * file changed meanwhile. A store that fails is not used again; one that another program has locked
+ * is retried with the next fingerprints.
  *
- * Errors: a file's are in the result. Throws std::bad_alloc, and std::system_error when no thread
- * can be started. A stop requested before the end gives a result that stands for nothing.
- * Thread: the store's, blocking; \a options.progress is called in it.
+ * Requires: the thread that made the store. \a options.progress is called in this thread.
+ * Errors: those of files are in the result. Throws std::bad_alloc, and std::system_error if no
+ * thread can be started. After a requested stop the result is incomplete and means nothing.
+ * Thread: Any thread, blocking.
  */
 Collection fingerprintFiles(const QStringList& files, const CollectionOptions& options);
 

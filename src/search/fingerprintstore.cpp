@@ -14,11 +14,11 @@ namespace search {
 
 namespace {
 
-/** "QrvF": tells this program's stores from other SQLite databases. */
+/** "QrvF": distinguishes this program's stores from other SQLite databases. */
 constexpr quint32 kApplicationId = 0x51727646;
 constexpr quint32 kVersion = 1;
 
-/** The parts of SQLite's file header that are looked at, and where they stand. */
+/** The parts of SQLite's file header that are read, and their offsets. */
 constexpr auto kMagic = "SQLite format 3";
 constexpr qsizetype kVersionOffset = 60;
 constexpr qsizetype kApplicationIdOffset = 68;
@@ -56,7 +56,7 @@ QList<quint32> fromBlob(const QByteArray& blob)
     return words;
 }
 
-/** SQLite's code for \a error, without what it has added in the higher bits. */
+/** SQLite's primary code for \a error: the higher bits extend it. */
 int codeOf(const QSqlError& error)
 {
     constexpr int kPrimaryCode = 0xFF;
@@ -132,16 +132,15 @@ FingerprintStore::~FingerprintStore()
     QSqlDatabase::removeDatabase(m_connectionName);
 }
 
-/** Opens the database, unless the file's first bytes tell that it is none of ours. */
+/** Opens the database, unless the file's header is not that of a store. */
 void FingerprintStore::open(const QString& fileName, std::chrono::milliseconds patience)
 {
     const QFileInfo info(fileName);
     if (info.exists() && !info.isFile()) {
-        fail(QStringLiteral("it is no ordinary file"));
+        fail(QStringLiteral("it is not a regular file"));
     }
     if (info.size() > 0) {
-        // Before the database is opened, and closed again: closing a file drops all the locks that
-        // a process holds on it, whoever took them.
+        // Read before the database is opened: closing a file drops all locks of the process on it.
         QFile file(fileName);
         if (!file.open(QIODevice::ReadOnly)) {
             fail(file.errorString());
@@ -163,7 +162,7 @@ void FingerprintStore::open(const QString& fileName, std::chrono::milliseconds p
     }
     m_database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
     m_database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(patience.count()));
-    // Absolute, so that no name means a database in memory.
+    // Absolute, since SQLite takes some relative names for databases in memory.
     m_database.setDatabaseName(info.absoluteFilePath());
     if (!m_database.open()) {
         fail(m_database.lastError());
@@ -172,8 +171,8 @@ void FingerprintStore::open(const QString& fileName, std::chrono::milliseconds p
 
 void FingerprintStore::createOrCheck()
 {
-    // With a rollback journal, unlike a write-ahead log, a store is one file when it is at rest and
-    // works on network file systems; "extra" makes a commit last through a power cut.
+    // With a rollback journal, unlike a write-ahead log, a closed store is one file and works on
+    // network file systems. "extra" makes a commit survive a power cut.
     execute(QStringLiteral("PRAGMA synchronous = EXTRA"));
     // Another program may be about to create the same store.
     execute(QStringLiteral("BEGIN IMMEDIATE"));
@@ -183,7 +182,7 @@ void FingerprintStore::createOrCheck()
         return;
     }
     execute(QStringLiteral("ROLLBACK"));
-    // What is in a write-ahead log does not stand in the file yet, whose version looked right.
+    // A write-ahead log may hold a newer version than the file's header.
     if (value(QStringLiteral("PRAGMA user_version")).toLongLong() > kVersion) {
         failAsNewer();
     }
@@ -209,7 +208,7 @@ void FingerprintStore::checkDamage()
     const QString schema =
         value(QStringLiteral("SELECT sql FROM sqlite_master WHERE name = 'files'")).toString();
     if (schema != QLatin1String(kSchema)) {
-        fail(QStringLiteral("it is damaged (its table is not as it was made)"));
+        fail(QStringLiteral("it is damaged (its table has been changed)"));
     }
 }
 
@@ -240,7 +239,7 @@ std::optional<StoredFile> FingerprintStore::find(const QString& path, const File
 
 void FingerprintStore::save(const QList<StoredFile>& files)
 {
-    // Immediate, so that a wait for another program stands at the beginning, where nothing is lost.
+    // Immediate, so that a wait for another program comes first, where nothing is lost.
     execute(QStringLiteral("BEGIN IMMEDIATE"));
     try {
         for (const StoredFile& file : files) {
@@ -259,17 +258,17 @@ void FingerprintStore::save(const QList<StoredFile>& files)
         }
         execute(QStringLiteral("COMMIT"));
     } catch (const StoreError&) {
-        // Some errors have ended the transaction already; then this fails and is of no interest.
-        // cppcheck-suppress ignoredReturnErrorCode ; as said
+        // Fails if the error has ended the transaction already.
+        // cppcheck-suppress ignoredReturnErrorCode
         QSqlQuery(m_database).exec(QStringLiteral("ROLLBACK"));
         throw;
     }
 }
 
 /**
- * The name that a file is kept under. Its folder is resolved, so that a search that is started
- * elsewhere or comes through a link finds it again; its own name stays, even that of a link, since
- * some formats are recognised by nothing else.
+ * The name that a file is kept under. The folder is resolved, so that a search from elsewhere or
+ * through a link finds the file again. The file's own name is not, even if it is a link, since some
+ * formats are recognised by their name alone.
  */
 QString FingerprintStore::keyOf(const QString& path)
 {

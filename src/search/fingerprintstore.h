@@ -17,14 +17,14 @@ class QSqlQuery;
 
 namespace search {
 
-/** A store that cannot be used, or that cannot take anything any more; what() says why. */
+/** A store cannot be opened, read or written; what() is the reason. */
 class StoreError : public std::runtime_error
 {
 public:
     explicit StoreError(const QString& message, bool isBusy = false);
     QString message() const;
 
-    /** Whether another program only kept the store for too long. */
+    /** Whether another program has locked the store. */
     bool isBusy() const
     {
         return m_isBusy;
@@ -34,50 +34,49 @@ private:
     bool m_isBusy;
 };
 
-/** What tells whether a file has changed since its fingerprint was stored. */
+/** By which a file that has changed since its fingerprint was stored is recognised. */
 struct FileState
 {
     qint64 sizeBytes = 0;
     /** When the content was last written, in milliseconds since 1970. */
     qint64 modifiedMs = 0;
-    /** When the content, the owner or the permissions last changed, in the same way. */
+    /** When the content, the owner or the permissions last changed, in milliseconds since 1970. */
     qint64 changedMs = 0;
 
     bool operator==(const FileState&) const = default;
 
-    /** The state of the file at \a path, or of what it links to; no value if there is none. */
+    /** The state of the file at \a path, or of what it links to; no value if it does not exist. */
     static std::optional<FileState> of(const QString& path);
 };
 
-/** A file as it is kept. */
+/** What the store keeps of a file. */
 struct StoredFile
 {
-    /** As discovery returned it; the store has a name for it that does not depend on the folder
-     * that a search is started in. */
+    /** As discovery returned it. The store resolves it, so that any later search finds it. */
     QString path;
     FileState state;
-    /** Of the path above; without words where the file failed. */
+    /** Of the path above; without words if the file failed. */
     FingerprintRecord record;
-    /** Why it failed; null where it did not. */
+    /** The reason why it failed; null if it did not. */
     QString failure;
 };
 
 /**
  * Fingerprints that outlast the program, in an SQLite database whose schema docs/store.md gives.
  *
- * What save() has returned from survives a kill and a power cut. Any number of programs may use one
- * store at a time.
+ * What save() has saved survives a kill and a power cut. Any number of programs may use one store
+ * at a time.
  *
- * Thread: the one that made the object, blocking (another program may be writing).
+ * Thread: Reentrant: one object per thread. Blocks while another program writes.
  */
 class FingerprintStore
 {
 public:
     /**
-     * Opens the store at \a fileName, or makes one where there is no file or an empty one.
-     * Errors: throws StoreError if it cannot be opened or written, is damaged, was made by a newer
-     * version, or is something else; the file is then as it was.
-     * Another program may take \a patience to end what it is writing or reading, each time.
+     * Opens the store at \a fileName. Creates it if the file is empty or does not exist. Each
+     * access waits up to \a patience for other programs. Errors: throws StoreError if the file
+     * cannot be opened or written, is damaged, is not a store, or was made by a newer version; the
+     * file is then unchanged.
      */
     explicit FingerprintStore(const QString& fileName,
                               std::chrono::milliseconds patience = std::chrono::minutes(1));
@@ -86,14 +85,14 @@ public:
     FingerprintStore& operator=(const FingerprintStore&) = delete;
 
     /**
-     * What is kept of the file at \a path, if that is still in \a state. Of a file that failed, any
-     * change counts, its permissions included; of others, size and time of the content.
-     * Errors: throws StoreError.
+     * Returns what is kept of the file at \a path, if the file is still in \a state. For a file
+     * that failed any change counts, permissions included; for others, size and time of the
+     * content. Errors: throws StoreError.
      */
     std::optional<StoredFile> find(const QString& path, const FileState& state);
 
     /**
-     * Keeps \a files, all or none of them, in the place of what was kept of them before.
+     * Saves \a files, all or none of them, and replaces what was kept of them before.
      * Errors: throws StoreError.
      */
     void save(const QList<StoredFile>& files);

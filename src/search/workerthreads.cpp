@@ -16,7 +16,7 @@ WorkerThreads::WorkerThreads(int count, const Work& work)
             if (m_threads.empty()) {
                 throw;
             }
-            // Those that run do the work as well, only later; ending here would wait for them, too.
+            // The threads that run do all the work, only slower.
             const std::scoped_lock lock(m_mutex);
             m_running -= all - i;
             break;

@@ -11,19 +11,21 @@
 namespace search {
 
 /**
- * Threads that all run one function, while the thread that started them waits, looks at how far
- * they are and takes what they have made.
+ * Threads that all run one function, while the thread that started them waits, reports progress and
+ * takes what they have made.
+ *
+ * Thread: Reentrant: one object per thread, but for wake().
  */
 class WorkerThreads
 {
 public:
-    /** What a thread does; it is given the object itself, for wake(). */
+    /** The function of a thread; it gets the object, to call wake(). */
     using Work = std::function<void(WorkerThreads&)>;
 
     /**
-     * Starts \a count threads, at least one, that call \a work once each; fewer where the system
-     * does not give so many.
-     * Errors: throws std::system_error or std::bad_alloc when not even one can be started.
+     * Starts \a count threads, at least one, that call \a work once each. Starts fewer if the
+     * system refuses more. Errors: throws std::system_error or std::bad_alloc if no thread can be
+     * started.
      */
     WorkerThreads(int count, const Work& work);
 
@@ -33,14 +35,13 @@ public:
     WorkerThreads& operator=(const WorkerThreads&) = delete;
 
     /**
-     * Waits until all have returned, wake() was called, or \a timeout has passed. Returns whether
-     * all have returned.
-     * Errors: throws the first exception that left the function, once all have returned.
-     * Thread: the one that made the object.
+     * Waits until all threads have returned, wake() is called, or \a timeout has passed. Returns
+     * whether all have returned.
+     * Errors: once all have returned, throws the first exception that left the function.
      */
     bool waitFor(std::chrono::milliseconds timeout);
 
-    /** Ends the waiting of waitFor(), for something is there to be taken. Thread: any. */
+    /** Ends the waiting of waitFor(), since there is something to take. Thread: Any thread. */
     void wake();
 
 private:
@@ -51,7 +52,7 @@ private:
     int m_running = 0;
     bool m_woken = false;
     std::exception_ptr m_failure;
-    // Last, since the threads use what stands above until they are joined.
+    // Last, since the threads use the members above until they are joined.
     std::vector<std::jthread> m_threads;
 };
 

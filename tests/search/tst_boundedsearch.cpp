@@ -91,10 +91,16 @@ Records hostile(unsigned seed)
     return records;
 }
 
-QList<int> everyThreshold()
+QList<int> thresholds()
 {
+    // Sanitizers take many times as long, and what they look at is the same at every threshold.
+#ifdef __SANITIZE_ADDRESS__
+    constexpr int kStep = 13;
+#else
+    constexpr int kStep = 1;
+#endif
     QList<int> thresholds = {-5, 0, 1};
-    for (int threshold = 49; threshold <= 101; ++threshold) {
+    for (int threshold = 49; threshold <= 101; threshold += kStep) {
         thresholds.append(threshold);
     }
     return thresholds;
@@ -219,7 +225,7 @@ void TestBoundedSearch::boundChangesNoResult()
     for (unsigned seed = 1; seed <= static_cast<unsigned>(rounds); ++seed) {
         const Records records = recordsNamed(name, seed);
         const PlainComparison plain(records);
-        for (const int threshold : everyThreshold()) {
+        for (const int threshold : thresholds()) {
             const search::ComparisonOptions options{threshold, threadCount, {}, {}};
             const DuplicateMap found = search::compareWithin(records, options).duplicates;
             QVERIFY2(found == plain.within(threshold),

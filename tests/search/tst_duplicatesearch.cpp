@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <limits>
 #include <random>
@@ -96,6 +98,27 @@ constexpr compare::SimilarityKernel kStoppingKernel = {
     &compare::errorsOutsidePortable,
 };
 
+/** A kernel whose calls of these numbers last until progress is reported in them. */
+std::array<int, 2> heldCalls{};
+std::atomic<int> reports = 0;
+constexpr compare::SimilarityKernel kHoldingKernel = {
+    "holding",
+    [] { return true; },
+    [](const std::uint32_t* first, std::size_t firstCount, const std::uint32_t* second,
+       std::size_t secondCount, std::uint32_t* errors) {
+        const int call = ++kernelCalls;
+        if (std::find(heldCalls.begin(), heldCalls.end(), call) != heldCalls.end()) {
+            // The first report may have been under way already.
+            const int enough = reports + 2;
+            for (int now = reports; now < enough; now = reports) {
+                reports.wait(now);
+            }
+        }
+        compare::kTableKernel.addErrors(first, firstCount, second, secondCount, errors);
+    },
+    &compare::errorsOutsidePortable,
+};
+
 /** The number of pairs of fingerprints that durations do not rule out. */
 qint64 comparablePairs(const Records& records)
 {
@@ -125,6 +148,7 @@ private Q_SLOTS:
     void mapIsThatOfTheWindow();
     void onlyComparablePairsAreCompared();
     void progressRisesToNoMoreThanAll();
+    void endIsReportedWithoutARecord();
     void stopEndsWithoutAResult();
     void emptyListsGiveNothing();
 
@@ -177,20 +201,49 @@ void TestDuplicateSearch::onlyComparablePairsAreCompared()
 
 void TestDuplicateSearch::progressRisesToNoMoreThanAll()
 {
-    const Records records = seededRecords(8, 600);
-    qsizetype last = 0;
-    bool inOrder = true;
+    // Two blocks of records are taken, of which the second is not full. The first and the last
+    // comparison, in either block, go on once progress was reported in them.
+    constexpr qsizetype kCount = 30;
+    heldCalls = {1, kCount * (kCount - 1)};
+    kernelCalls = 0;
+    Records records;
+    for (quint32 i = 0; i < kCount; ++i) {
+        records.append({QString::number(i), {i}, 1000, 44100, 2});
+    }
+    QList<qsizetype> reported;
+    bool isOfAll = true;
     const auto progress = [&](qsizetype done, qsizetype all) {
-        inOrder = inOrder && last <= done && done <= all && all <= 600;
-        last = done;
+        isOfAll = isOfAll && all == kCount;
+        reported.append(done);
+        ++reports;
+        reports.notify_all();
     };
-    search::compareWithin(records, {0, 2, progress, {}});
-    QVERIFY(inOrder);
-    QVERIFY(last > 0);
+    compare::setSimilarityKernelForTests(&kHoldingKernel);
+    search::compareWithin(records, {0, 1, progress, {}});
+    compare::setSimilarityKernelForTests(nullptr);
+    QCOMPARE(kernelCalls.load(), heldCalls.back());
+    QVERIFY(isOfAll);
+    QVERIFY(std::is_sorted(reported.cbegin(), reported.cend()));
+    QVERIFY(std::any_of(reported.cbegin(), reported.cend(),
+                        [](qsizetype done) { return done > 0 && done < kCount; }));
+    QCOMPARE(reported.constLast(), kCount);
+}
+
+void TestDuplicateSearch::endIsReportedWithoutARecord()
+{
+    QList<qsizetype> reported;
+    const auto progress = [&reported](qsizetype done, qsizetype all) {
+        reported.append(done);
+        reported.append(all);
+    };
+    search::compareWithin({}, {70, 1, progress, {}});
+    QVERIFY(reported.size() >= 2);
+    QCOMPARE(reported.count(0), reported.size());
 }
 
 void TestDuplicateSearch::stopEndsWithoutAResult()
 {
+    kernelCalls = 0;
     const Records records = seededRecords(9, 300);
     compare::setSimilarityKernelForTests(&kStoppingKernel);
     const DuplicateMap duplicates =

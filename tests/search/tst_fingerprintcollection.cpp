@@ -32,38 +32,41 @@ QStringList failuresOf(const Collection& collection)
     return texts;
 }
 
-/** Another program that is writing to the store at \a path, until its end or release(). */
-class BusyStore
+/** Another program that has the store at \a path open. */
+class OtherProgram
 {
 public:
-    explicit BusyStore(const QString& path)
-        : m_database(QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("busy")))
+    explicit OtherProgram(const QString& path)
+        : m_database(QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other")))
     {
         m_database.setDatabaseName(path);
-        m_holds =
-            m_database.open() && QSqlQuery(m_database).exec(QStringLiteral("BEGIN IMMEDIATE"));
+        m_database.open();
     }
-    ~BusyStore()
+    ~OtherProgram()
     {
-        release();
+        close();
         m_database = {};
-        QSqlDatabase::removeDatabase(QStringLiteral("busy"));
+        QSqlDatabase::removeDatabase(QStringLiteral("other"));
     }
-    BusyStore(const BusyStore&) = delete;
-    BusyStore& operator=(const BusyStore&) = delete;
+    OtherProgram(const OtherProgram&) = delete;
+    OtherProgram& operator=(const OtherProgram&) = delete;
 
-    bool holds() const
+    bool runs(const QString& statement) const
     {
-        return m_holds;
+        return QSqlQuery(m_database).exec(statement);
     }
-    void release()
+    /** Locks the store until close() or the end of the object. */
+    bool locks() const
+    {
+        return runs(QStringLiteral("BEGIN IMMEDIATE"));
+    }
+    void close()
     {
         m_database.close();
     }
 
 private:
     QSqlDatabase m_database;
-    bool m_holds = false;
 };
 
 } // namespace
@@ -81,8 +84,10 @@ private Q_SLOTS:
     void nothingIsPrinted();
     void secondRunDecodesNothing();
     void changedFileIsDecodedAgain();
-    void vanishedFileIsNotKept();
+    void missingFileIsNotKept();
+    void filesInTheStoreAreReportedOneByOne();
     void storeThatFailsCostsNoResult();
+    void storeThatHasFailedIsNotUsedAgain();
     void busyStoreIsTriedAgain();
     void storeThatStaysBusyIsToldAtTheEnd();
     void progressCountsFilesAndSeconds();
@@ -182,7 +187,7 @@ void TestFingerprintCollection::changedFileIsDecodedAgain()
     QCOMPARE(decoded(store), 2);
 }
 
-void TestFingerprintCollection::vanishedFileIsNotKept()
+void TestFingerprintCollection::missingFileIsNotKept()
 {
     const QTemporaryDir folder;
     FingerprintStore store(folder.filePath(QStringLiteral("store.db")));
@@ -190,23 +195,48 @@ void TestFingerprintCollection::vanishedFileIsNotKept()
     QVERIFY(!store.find(files.at(4), {}));
 }
 
+void TestFingerprintCollection::filesInTheStoreAreReportedOneByOne()
+{
+    const QTemporaryDir folder;
+    FingerprintStore store(folder.filePath(QStringLiteral("store.db")));
+    const QStringList known = files.first(4);
+    fingerprintFiles(known, {2, &store, {}, {}});
+    QList<qsizetype> reported;
+    const auto progress = [&reported](const CollectionProgress& now) {
+        if (now.filesDecoded == 0 && reported.size() < 4) {
+            reported.append(now.filesDone);
+        }
+    };
+    fingerprintFiles(known, {2, &store, progress, {}});
+    QCOMPARE(reported, QList<qsizetype>({1, 2, 3, 4}));
+}
+
 void TestFingerprintCollection::storeThatFailsCostsNoResult()
 {
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("store.db"));
     FingerprintStore store(path);
-    {
-        QSqlDatabase other =
-            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
-        other.setDatabaseName(path);
-        QVERIFY(other.open());
-        QVERIFY(QSqlQuery(other).exec(QStringLiteral("DROP TABLE files")));
-    }
-    QSqlDatabase::removeDatabase(QStringLiteral("other"));
+    QVERIFY(OtherProgram(path).runs(QStringLiteral("DROP TABLE files")));
     Collection collection;
     QCOMPARE(decoded(store, &collection), files.size());
     QCOMPARE(collection.records, expected);
     QVERIFY(collection.storeFailure.contains(path));
+}
+
+void TestFingerprintCollection::storeThatHasFailedIsNotUsedAgain()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("store.db"));
+    FingerprintStore store(path);
+    const OtherProgram other(path);
+    QVERIFY(other.runs(QStringLiteral("ALTER TABLE files RENAME TO hidden")));
+    bool isBack = false;
+    const auto progress = [&](const CollectionProgress&) {
+        isBack = isBack || other.runs(QStringLiteral("ALTER TABLE hidden RENAME TO files"));
+    };
+    QVERIFY(!fingerprintFiles(files, {1, &store, progress, {}}).storeFailure.isEmpty());
+    QVERIFY(isBack);
+    QCOMPARE(decoded(store), files.size());
 }
 
 void TestFingerprintCollection::busyStoreIsTriedAgain()
@@ -214,11 +244,11 @@ void TestFingerprintCollection::busyStoreIsTriedAgain()
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("store.db"));
     FingerprintStore store(path, 10ms);
-    BusyStore other(path);
-    QVERIFY(other.holds());
+    OtherProgram other(path);
+    QVERIFY(other.locks());
     const auto progress = [&other](const CollectionProgress& now) {
         if (now.filesDecoded > 0) {
-            other.release();
+            other.close();
         }
     };
     // So many that the first are saved while others are left to be made.
@@ -233,8 +263,8 @@ void TestFingerprintCollection::storeThatStaysBusyIsToldAtTheEnd()
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("store.db"));
     FingerprintStore store(path, 10ms);
-    const BusyStore other(path);
-    QVERIFY(other.holds());
+    const OtherProgram other(path);
+    QVERIFY(other.locks());
     const Collection collection = fingerprintFiles(files, {2, &store, {}, {}});
     QCOMPARE(collection.records, expected);
     QVERIFY2(collection.storeFailure.contains(QStringLiteral("locked")),

@@ -11,6 +11,8 @@
 #include <memory>
 #include <random>
 
+#include <sys/stat.h>
+
 using search::FileState;
 using search::FingerprintStore;
 using search::StoredFile;
@@ -83,8 +85,10 @@ private Q_SLOTS:
     void newerVersionIsRefusedAndUntouched();
     void newerVersionInAWriteAheadLogIsRefused();
     void otherTableIsRefused();
+    void storeWithoutItsTableIsRefusedAndUntouched();
     void emptyFileBecomesAStore();
-    void folderAndMissingFolderAreRefused();
+    void nameOfNoUsableFileIsRefusedWithTheReason_data();
+    void nameOfNoUsableFileIsRefusedWithTheReason();
     void twoStoresOnOneFileSeeEachOther();
     void failedSaveKeepsNothingOfIt();
     void schemaIsAsDocumented();
@@ -296,6 +300,15 @@ void TestFingerprintStore::otherTableIsRefused()
     QVERIFY(isRefused("damaged"));
 }
 
+void TestFingerprintStore::storeWithoutItsTableIsRefusedAndUntouched()
+{
+    // As a damaged first page leaves it: pages, but nothing that names what they hold.
+    makeLargeStore();
+    runSql(path(), {QStringLiteral("PRAGMA writable_schema = ON"),
+                    QStringLiteral("DELETE FROM sqlite_master")});
+    QVERIFY(isRefused("it is damaged"));
+}
+
 void TestFingerprintStore::emptyFileBecomesAStore()
 {
     write(path(), {});
@@ -303,11 +316,33 @@ void TestFingerprintStore::emptyFileBecomesAStore()
     QVERIFY(FingerprintStore(path()).find(path("a.mp3"), kState));
 }
 
-void TestFingerprintStore::folderAndMissingFolderAreRefused()
+void TestFingerprintStore::nameOfNoUsableFileIsRefusedWithTheReason_data()
 {
-    QVERIFY_EXCEPTION_THROWN(FingerprintStore(folder->path()), StoreError);
-    QVERIFY_EXCEPTION_THROWN(FingerprintStore(path("missing/fingerprints.db")), StoreError);
-    QVERIFY_EXCEPTION_THROWN(FingerprintStore(QStringLiteral("/dev/null")), StoreError);
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("folder") << QStringLiteral("folder")
+                            << QStringLiteral("it is not a regular file");
+    QTest::newRow("pipe") << QStringLiteral("pipe") << QStringLiteral("it is not a regular file");
+    QTest::newRow("in a missing folder")
+        << QStringLiteral("missing/store.db") << QStringLiteral("unable to open database file");
+}
+
+void TestFingerprintStore::nameOfNoUsableFileIsRefusedWithTheReason()
+{
+    QFETCH(const QString, name);
+    QFETCH(const QString, reason);
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("folder")));
+    QCOMPARE(::mkfifo(path("pipe").toUtf8().constData(), 0600), 0);
+    const QString fileName = folder->filePath(name);
+    QString message;
+    try {
+        const FingerprintStore store(fileName);
+    } catch (const StoreError& error) {
+        message = error.message();
+    }
+    QCOMPARE(message, QStringLiteral("The store %1 cannot be used: %2").arg(fileName, reason));
+    QCOMPARE(QDir(folder->path()).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot),
+             QStringList({QStringLiteral("folder"), QStringLiteral("pipe")}));
 }
 
 void TestFingerprintStore::twoStoresOnOneFileSeeEachOther()
