@@ -6,21 +6,21 @@
 
 #include <utility>
 
-/** The names that moved and copied files get. Pure text: the file system is never looked at. */
+/** The names of moved and copied files. Pure text: never reads the file system. */
 namespace fileops {
 
-/** A file to move or copy, and where to. */
+/** The paths from and to which a file is moved or copied. */
 using SourceAndDestination = std::pair<QString, QString>;
 
 /**
- * The path that \a source gets in \a directory: the directory, the platform's separator (unless the
+ * The path of \a source in \a directory: the directory, the platform's separator (unless the
  * directory ends in it already), the file name up to its first dot, \a marker, \a number, a full
  * stop and what follows the last dot of the file name.
  *
  * "a.live.mp3" with the marker "-copied-" and the number 1 gives "a-copied-1.mp3"; a name without a
- * dot ends in the full stop. What stands between the first and the last dot is dropped.
+ * dot ends in the full stop. The text between the first and the last dot is dropped.
  *
- * Reentrant.
+ * Thread: Any thread.
  */
 QString destinationPath(const QString& directory, const QString& source, const QString& marker,
                         qsizetype number);
@@ -29,7 +29,7 @@ QString destinationPath(const QString& directory, const QString& source, const Q
  * \a sources in their order, each with its destination in \a directory; they are numbered from 1.
  * The numbers make the names unique within one list only: a later list starts at 1 again.
  *
- * Reentrant.
+ * Thread: Any thread.
  */
 QList<SourceAndDestination> withDestinations(const QStringList& sources, const QString& directory,
                                              const QString& marker);

@@ -2,14 +2,14 @@
 
 #include <QString>
 
-/** A file that the file operation dialog lists. */
+/** A row of the file operation dialog. */
 struct DuplicateRow
 {
     QString path;
-    /** The reference that \a path is only another name of; empty if it is none of them. */
+    /** The reference that \a path is another name of; empty if there is none. */
     QString sameFileAs = {};
-    /** The file that this one is a duplicate of; empty if there is none to look after. */
+    /** The file that this one is a duplicate of; empty if there is none to keep. */
     QString reference = {};
-    /** Whether the reference is there, so that a copy is left without this one. */
+    /** Whether the reference exists, so that deleting \a path leaves a copy. */
     bool isReferenceThere = true;
 };

@@ -15,7 +15,7 @@ namespace {
 
 #ifdef Q_OS_LINUX
 
-/** The numbers that the kernel's header leaves out, from the sources of these file systems. */
+/** Numbers that are not in the kernel's header, from the sources of these file systems. */
 enum : quint32 {
     kAufs = 0x61756673,
     kBeeGfs = 0x19830326,

@@ -5,20 +5,24 @@
 
 namespace fileops {
 
-/** File systems, by whether a file of theirs may be a file of another one. */
+/** Kinds of file systems, by whether their files may be files of another file system. */
 enum class FileSystemKind {
-    Local,         ///< Its files are its own.
+    Local,         ///< Has files of its own.
     Layered,       ///< Shows the files of other folders, with their times (overlay).
-    FuseOrNetwork, ///< A program's or another machine's; times may be rounded to seconds.
+    FuseOrNetwork, ///< Served by a program or another machine; may round times to seconds.
 };
 
-/** Looks up kinds of file systems, asking once for each device. Thread: one object per thread. */
+/**
+ * Looks up kinds of file systems, once for each device.
+ *
+ * Thread: Reentrant: one object per thread.
+ */
 class FileSystems
 {
 public:
     /**
-     * The kind of the file system with the number \a device, on which \a path is. Where that cannot
-     * be found out, it may be any, so it is taken for FuseOrNetwork. Blocking.
+     * The kind of the file system with the number \a device, on which \a path is. FuseOrNetwork if
+     * the kind is unknown: the most careful answer. Blocking.
      */
     FileSystemKind kindOf(quint64 device, const QString& path);
 

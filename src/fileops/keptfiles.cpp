@@ -6,7 +6,7 @@ namespace fileops {
 
 namespace {
 
-/** The path of the one of \a candidates that is \a identity's file; empty if there is none. */
+/** The path of the candidate that is the file of \a identity; empty if there is none. */
 template <typename Key>
 QString pathOfSame(const QMultiHash<Key, FileIdentity>& candidates, const Key& key,
                    const FileIdentity& identity)
@@ -71,7 +71,7 @@ QString KeptFiles::sameOnOtherDevice(const FileIdentity& identity) const
     return {};
 }
 
-/** Also finds what has the same path where there are no inodes. */
+/** Also finds the same path on platforms without inodes. */
 QString KeptFiles::sameInOtherSpelling(const FileIdentity& identity) const
 {
     return pathOfSame(m_byCaseFoldedPath, identity.resolvedPath.toCaseFolded(), identity);

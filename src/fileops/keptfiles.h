@@ -14,28 +14,28 @@
 namespace fileops {
 
 /**
- * The files that must stay when duplicates are dealt with: the references, which the duplicates are
- * duplicates of. Looks at all of them at once, when it is made.
+ * The files that must stay when duplicates are deleted or moved: the references. The constructor
+ * reads the status of all of them.
  *
- * A file that is no duplicate of anything but reached by two paths (a link, a folder listed under
- * two names) matches itself, and two alike files in such a folder match each other under every pair
- * of names. So a duplicate can be the reference itself, or the reference of other duplicates, under
- * another name. Removing it would take the file that was to stay.
+ * A file that two paths lead to (a link, a folder listed under two names) matches itself, and two
+ * alike files in such a folder match each other under every pair of names. So a duplicate can be
+ * the reference itself, or the reference of other duplicates, under another name. Removing it would
+ * remove the file that must stay.
  *
- * Cost: one or two status calls per path. Thread: any thread, blocking; one object per thread.
+ * Cost: one or two status calls per path. Thread: Reentrant: one object per thread. Blocking.
  */
 class KeptFiles
 {
 public:
     explicit KeptFiles(const QStringList& references);
 
-    /** Whether \a reference, one of those that the object was made with, led to a regular file. */
+    /** Whether \a reference, one of those given to the constructor, led to a regular file. */
     bool isThere(const QString& reference) const
     {
         return m_there.contains(reference);
     }
 
-    /** The reference that \a path is a name of; empty if it is none. */
+    /** The reference that \a path is another name of, or the same; empty if there is none. */
     QString nameOf(const QString& path);
 
 private:

@@ -16,8 +16,8 @@ namespace fileops {
 
 namespace {
 
-/** Whether the system may answer with what it remembers of a file for a while. */
-enum class Answer { FromMemory, FromSource };
+/** Whether the status of a file may come from a cache of the system. */
+enum class Status { FromCache, FromSource };
 
 #ifdef Q_OS_UNIX
 
@@ -49,24 +49,24 @@ FileTime toFileTime(const timespec& time)
 }
 
 #ifdef Q_OS_LINUX
-/** What the system remembers of another program's or machine's file is brought up to date. */
-bool askSource(const QByteArray& path)
+/** Brings the system's cache of another program's or machine's file up to date. */
+bool refreshCache(const QByteArray& path)
 {
     struct statx file = {};
     return ::statx(AT_FDCWD, path.constData(), AT_STATX_FORCE_SYNC, STATX_BASIC_STATS, &file) == 0;
 }
 #else
-bool askSource(const QByteArray& /*path*/)
+bool refreshCache(const QByteArray& /*path*/)
 {
     return true;
 }
 #endif
 
-std::optional<FileIdentity> statusOf(const QString& path, Answer answer = Answer::FromMemory)
+std::optional<FileIdentity> statusOf(const QString& path, Status origin = Status::FromCache)
 {
     const QByteArray name = QFile::encodeName(path);
     struct stat file = {};
-    if ((answer == Answer::FromSource && !askSource(name)) ||
+    if ((origin == Status::FromSource && !refreshCache(name)) ||
         ::stat(name.constData(), &file) != 0 || !S_ISREG(file.st_mode)) {
         return std::nullopt;
     }
@@ -80,7 +80,7 @@ std::optional<FileIdentity> statusOf(const QString& path, Answer answer = Answer
 
 #else
 
-std::optional<FileIdentity> statusOf(const QString& path, Answer /*answer*/ = Answer::FromMemory)
+std::optional<FileIdentity> statusOf(const QString& path, Status /*origin*/ = Status::FromCache)
 {
     const QFileInfo file(path);
     if (!file.isFile()) {
@@ -123,7 +123,7 @@ bool isAsciiLetter(QChar letter)
 
 /**
  * \a path with one letter of its file name in the other case, so that it differs from \a other,
- * too; empty where the name has no such letter. An audio file's suffix has one or more.
+ * too; empty if the name has no such letter. The suffix of an audio file has one or more.
  */
 QString thirdSpelling(const QString& path, const QString& other)
 {
@@ -167,7 +167,7 @@ std::optional<FileIdentity> identityOf(const QString& path, FileSystems& fileSys
     }
     const FileSystemKind kind = fileSystems.kindOf(identity->device, path);
     if (kind == FileSystemKind::FuseOrNetwork) {
-        identity = statusOf(path, Answer::FromSource);
+        identity = statusOf(path, Status::FromSource);
         if (identity) {
             identity->resolvedPath = QFileInfo(path).canonicalFilePath();
         }
@@ -184,7 +184,7 @@ bool isStillThere(const FileIdentity& identity)
         return true;
     }
 #ifdef Q_OS_UNIX
-    // Never waits, should it be a pipe by now.
+    // Does not wait if it is a pipe by now.
     const int descriptor = ::open(QFile::encodeName(identity.path).constData(),
                                   O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (descriptor < 0) {

@@ -6,7 +6,7 @@
 
 #include <optional>
 
-/** Which paths lead to one and the same file. */
+/** Which paths lead to the same file. */
 namespace fileops {
 
 /** A time of a file, to the nanosecond. */
@@ -18,7 +18,7 @@ struct FileTime
     bool operator==(const FileTime&) const = default;
 };
 
-/** What a regular file is recognised by, whatever path led to it. */
+/** What identifies a regular file, whatever path leads to it. */
 struct FileIdentity
 {
     /** The path by which it was reached; canonical where there are no inodes. */
@@ -39,22 +39,24 @@ struct FileIdentity
 };
 
 /**
- * The identity of the regular file that \a path leads to, symbolic links followed; nothing if there
- * is none. Thread: any thread, blocking. Reentrant: one \a fileSystems per thread.
+ * The identity of the regular file that \a path leads to. Follows symbolic links.
+ *
+ * Errors: nothing if there is no such file. Thread: Any thread, blocking.
  */
 std::optional<FileIdentity> identityOf(const QString& path, FileSystems& fileSystems);
 
 /**
- * Whether the file of \a identity can be opened, or is one that the user may not read. A look at a
- * file is answered from memory for a while where another program or machine keeps it, and it may
- * have been removed there; opening it asks. Local files are known to be there without.
- * Thread: any thread, blocking. Reentrant.
+ * Whether the file of \a identity can be opened, or the user may not read it. Opens no local file:
+ * its identity proves that it exists. The status of a file of another program or machine may come
+ * from a cache while the file is removed there; opening it asks that program or machine.
+ *
+ * Thread: Any thread, blocking.
  */
 bool isStillThere(const FileIdentity& identity);
 
 /**
- * Whether two identities are those of one file, so that it has one content, whatever name it is
- * removed by:
+ * Whether two identities are those of one file, which has one content, whatever name it is
+ * removed by. That is so in these cases:
  *
  * - Device and inode are equal. Hard links are names of one file, as are the paths through symbolic
  *   links and through folders that are mounted twice.
@@ -63,19 +65,26 @@ bool isStillThere(const FileIdentity& identity);
  *   that may round times (FUSE, network), size and the seconds of the modification time.
  * - The device is the same, the resolved paths differ in letter case only, size and modification
  *   time are equal, and a third spelling leads to such a file as well, so letter case does not
- * count.
+ *   count.
  *
  * Nothing else is: a snapshot, a cloned disk or a copy written in the same instant is another file.
- * Not recognised are a file system that makes up its times beside the one that it shows (a share
- * mounted by two protocols, sshfs beside the local folder), a pool that shows one of several files
- * of the same name (mergerfs) beside another of them, and spellings below a part of a file system
- * that is mounted by itself.
  *
- * Thread: any thread, blocking (for the third spelling). Reentrant.
+ * Not recognised:
+ *
+ * - A file system that makes up its times beside the one that it shows: a share mounted by two
+ *   protocols, sshfs beside the local folder.
+ * - A pool that shows one of several files of the same name (mergerfs) beside another of them.
+ * - Spellings below a part of a file system that is mounted by itself.
+ *
+ * Thread: Any thread, blocking (for the third spelling).
  */
 bool isSameFile(const FileIdentity& first, const FileIdentity& second);
 
-/** The same for two paths; false if either leads to no regular file. */
+/**
+ * Whether two paths lead to the same file; false if either leads to no regular file.
+ *
+ * Thread: Any thread, blocking.
+ */
 bool isSameFile(const QString& first, const QString& second);
 
 } // namespace fileops

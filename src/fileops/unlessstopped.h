@@ -6,18 +6,17 @@
 namespace fileops {
 
 /**
- * A worker function that leaves its file alone once a stop was requested: it then answers false
- * without a call. It carries the stop flag and the function by value, so it refers to nothing that
- * belongs to whoever started the work.
+ * A worker function that returns false, without a call, once a stop was requested. It holds the
+ * stop flag and the function by value, and so refers to no object of its caller.
  *
- * Thread: any thread. Reentrant if the function is.
+ * Thread: that of the function.
  */
 template <typename Operand> struct UnlessStopped
 {
     std::stop_token stop;
     bool (*function)(const Operand&);
 
-    // Written out for Clang before version 16, which initialises no aggregate in parentheses.
+    // Clang before version 16 does not initialise aggregates in parentheses.
     UnlessStopped(std::stop_token flag, bool (*worker)(const Operand&))
         : stop(std::move(flag))
         , function(worker)
