@@ -20,15 +20,15 @@ struct FreeList
 };
 using AccessList = std::unique_ptr<std::remove_pointer_t<acl_t>, FreeList>;
 
-/** Whether a file system answers so that has no lists, or none for this user. */
+/** Whether \a error means that there is no list, or none that this user may read. */
 bool hasNoList(int error)
 {
     return error == EOPNOTSUPP || error == ENOSYS || error == EINVAL || error == EACCES ||
            error == EPERM;
 }
 
-/** The list of a file, which is made from its mode if it has none; null on failure. */
-AccessList listOf(const Source& source)
+/** The access control list of a file, made from its mode if it has none; null on failure. */
+AccessList listOf(const SourceFile& source)
 {
     AccessList list(::acl_get_fd(source.descriptor()));
     if (!list && hasNoList(errno)) {
@@ -51,7 +51,7 @@ mode_t groupBits(acl_permset_t permissions)
     return bits;
 }
 
-/** What the list gives the group of the file, as bits of a mode. */
+/** The permissions of the file's group in \a list, as bits of a mode. */
 mode_t groupBits(const AccessList& list)
 {
     acl_entry_t entry = nullptr;
@@ -69,7 +69,7 @@ mode_t groupBits(const AccessList& list)
 
 } // namespace
 
-std::optional<mode_t> keepAccessList(const NewFile& copy, const Source& source, mode_t mode)
+std::optional<mode_t> copyAccessList(const NewFile& copy, const SourceFile& source, mode_t mode)
 {
     const AccessList list = listOf(source);
     if (!list) {
@@ -78,9 +78,10 @@ std::optional<mode_t> keepAccessList(const NewFile& copy, const Source& source, 
     if (set(copy, list)) {
         return mode;
     }
-    // Beside a list the mode's bits for the group are the most that anybody in the list has.
+    // In the mode of a file with a list, the group's bits are the list's mask. Without the list
+    // they would be permissions of the group.
     const mode_t allowed = mode & (~static_cast<mode_t>(S_IRWXG) | groupBits(list));
-    // An inherited list would come into force with these bits.
+    // These bits would bring an inherited list into force.
     if (!set(copy, AccessList(::acl_from_mode(allowed))) &&
         ::acl_extended_fd(copy.descriptor()) > 0) {
         return std::nullopt;

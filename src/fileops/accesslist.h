@@ -1,7 +1,7 @@
 #pragma once
 
-#include "fileops/filecopying.h"
 #include "fileops/newfile.h"
+#include "fileops/sourcefile.h"
 
 #include <optional>
 #include <sys/types.h>
@@ -9,13 +9,15 @@
 namespace fileops {
 
 /**
- * Gives \a copy the access control list of \a source, and takes away one that it inherited from its
- * folder. Returns the mode that may be set then: \a mode, or, where the target file system does not
- * take the list, no more of it than the list gives the group. Linux only.
+ * Copies the access control list of \a source to \a copy, and removes one that \a copy inherited
+ * from its directory. Linux only.
  *
- * Errors: nothing if the list cannot be read, or an inherited one not be taken away.
- * Thread: any thread, blocking. Reentrant.
+ * Returns the mode to set on \a copy: \a mode, or, if the target file system does not take the
+ * list, \a mode with no more group bits than the list gives the group.
+ *
+ * Errors: nothing if the list cannot be read, or an inherited one cannot be removed.
+ * Thread: Any thread, blocking.
  */
-std::optional<mode_t> keepAccessList(const NewFile& copy, const Source& source, mode_t mode);
+std::optional<mode_t> copyAccessList(const NewFile& copy, const SourceFile& source, mode_t mode);
 
 } // namespace fileops

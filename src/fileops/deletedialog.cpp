@@ -1,6 +1,6 @@
 #include "fileops/deletedialog.h"
 
-#include "fileops/fileworkers.h"
+#include "fileops/fileoperations.h"
 #include "fileops/keptfiles.h"
 #include "fileops/unlessstopped.h"
 #include "ui_deletedialog.h"

@@ -15,7 +15,7 @@ bool describe(const NameIn& name, struct stat& file)
     return ::fstatat(name.directory, name.name.constData(), &file, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-/** A link fails where the name is taken, as atomically as the rename that it stands in for. */
+/** Replaces the exclusive rename: linking fails as atomically if the name is taken. */
 RenameOutcome linkThenUnlink(const NameIn& from, const NameIn& to)
 {
     struct stat file = {};
@@ -27,7 +27,7 @@ RenameOutcome linkThenUnlink(const NameIn& from, const NameIn& to)
         switch (errno) {
         case EXDEV:
             return RenameOutcome::OtherFileSystem;
-        case EPERM: // no hard links here, or none to a file of this kind or owner
+        case EPERM: // no hard links on this file system, or to a file of this kind or owner
         case EOPNOTSUPP:
         case ENOSYS:
         case EMLINK:
@@ -36,8 +36,7 @@ RenameOutcome linkThenUnlink(const NameIn& from, const NameIn& to)
             return RenameOutcome::Refused;
         }
     }
-    return removeSourceOrDestination(from, file, to, file) ? RenameOutcome::Done
-                                                           : RenameOutcome::Refused;
+    return finishMove(from, file, to, file) ? RenameOutcome::Done : RenameOutcome::Refused;
 }
 
 } // namespace
@@ -51,37 +50,37 @@ RenameOutcome renameExclusively(const NameIn& from, const NameIn& to)
     switch (errno) {
     case EXDEV:
         return RenameOutcome::OtherFileSystem;
-    case EINVAL: // the file system does not know the flag
-    case ENOSYS: // the kernel does not know the call
+    case EINVAL: // not supported by the file system
+    case ENOSYS: // not supported by the kernel
         return linkThenUnlink(from, to);
     default:
         return RenameOutcome::Refused;
     }
 }
 
-bool standsFor(const NameIn& name, const struct stat& file)
+bool isNameOf(const NameIn& name, const struct stat& file)
 {
     struct stat now = {};
     return describe(name, now) && now.st_dev == file.st_dev && now.st_ino == file.st_ino;
 }
 
-bool removeSourceOrDestination(const NameIn& source, const struct stat& sourceFile,
-                               const NameIn& destination, const struct stat& destinationFile)
+bool finishMove(const NameIn& source, const struct stat& sourceFile, const NameIn& destination,
+                const struct stat& destinationFile)
 {
-    return (standsFor(source, sourceFile) &&
+    return (isNameOf(source, sourceFile) &&
             ::unlinkat(source.directory, source.name.constData(), 0) == 0) ||
-           withdraw(source, destination, destinationFile);
+           undoMove(source, destination, destinationFile);
 }
 
-bool withdraw(const NameIn& source, const NameIn& destination, const struct stat& destinationFile)
+bool undoMove(const NameIn& source, const NameIn& destination, const struct stat& destinationFile)
 {
     struct stat left = {};
     if (!describe(source, left)) {
-        // A removal can be carried out and its answer get lost (network file systems): then the
-        // destination is the only copy.
+        // A network file system can remove a file and lose the answer. Then the destination is the
+        // only copy.
         return errno == ENOENT;
     }
-    if (standsFor(destination, destinationFile)) {
+    if (isNameOf(destination, destinationFile)) {
         ::unlinkat(destination.directory, destination.name.constData(), 0);
     }
     return false;

@@ -4,7 +4,7 @@
 
 struct stat;
 
-/** Linux only: renaming that cannot replace a file. */
+/** Linux only: renames that never replace a file. */
 namespace fileops {
 
 /** A name relative to an open directory, or to the working directory (AT_FDCWD). */
@@ -17,40 +17,43 @@ struct NameIn
 enum class RenameOutcome {
     Done,
     Refused,         ///< Any error; both directories are as they were.
-    OtherFileSystem, ///< The two names lie on different file systems (or mounts).
-    Unsupported,     ///< The file system can do this neither by renaming nor by linking.
+    OtherFileSystem, ///< The names are on different file systems or mounts.
+    Unsupported,     ///< The file system supports neither exclusive renames nor hard links.
 };
 
 /**
- * Gives the file \a from the name \a to, which must be free: one atomic call, or, where the file
- * system does not know it, a second link followed by the removal of the first. A symbolic link is
- * renamed itself.
+ * Renames the file \a from to \a to, which must be free: one atomic call, or, where the file
+ * system does not support it, a hard link followed by the removal of \a from. Renames a symbolic
+ * link itself.
  *
- * Thread: any thread, blocking. Reentrant.
+ * Thread: Any thread, blocking.
  */
 RenameOutcome renameExclusively(const NameIn& from, const NameIn& to);
 
 /**
- * Ends a move whose file is whole under both names: removes \a source, or, if that cannot be done,
- * \a destination. \a sourceFile and \a destinationFile say which files the names must still stand
- * for; a name that meanwhile stands for another file is not touched.
+ * Finishes a move whose file is complete under both names: removes \a source, or, if that fails,
+ * \a destination. Touches neither name if it no longer is one of \a sourceFile or
+ * \a destinationFile. Also keeps the destination if it is unknown whether the source exists: one
+ * file too many is better than none.
  *
- * True if the source is gone. The destination is kept, too, when it cannot be told any more whether
- * the source is there: one file too many is better than none.
+ * Returns whether the source is gone. Thread: Any thread, blocking.
  */
-bool removeSourceOrDestination(const NameIn& source, const struct stat& sourceFile,
-                               const NameIn& destination, const struct stat& destinationFile);
+bool finishMove(const NameIn& source, const struct stat& sourceFile, const NameIn& destination,
+                const struct stat& destinationFile);
 
 /**
- * Takes \a destination, if it still is \a destinationFile, away again after a move that cannot be
- * ended. The destination stays when \a source is gone or cannot be told to be there, as above.
+ * Undoes a move that cannot be finished: removes \a destination if it is still a name of
+ * \a destinationFile. Keeps it if \a source is gone or it is unknown whether it exists.
  *
- * True if the source is gone.
+ * Returns whether the source is gone. Thread: Any thread, blocking.
  */
-bool withdraw(const NameIn& source, const NameIn& destination, const struct stat& destinationFile);
+bool undoMove(const NameIn& source, const NameIn& destination, const struct stat& destinationFile);
 
-/** Whether \a name stands for the very file that \a file describes; no symbolic link is followed.
+/**
+ * Whether \a name is a name of \a file. Follows no symbolic link.
+ *
+ * Thread: Any thread, blocking.
  */
-bool standsFor(const NameIn& name, const struct stat& file);
+bool isNameOf(const NameIn& name, const struct stat& file);
 
 } // namespace fileops

@@ -12,11 +12,11 @@ namespace fileops {
 
 namespace {
 
-// What the library calls the two files when it reports an error of one of them.
+// The names by which the library reports an error of one of the files.
 constexpr auto kSource = "source";
 constexpr auto kCopy = "copy";
 
-/** What goes through the library to its callbacks. */
+/** The context that the library passes to its callbacks. */
 struct Attributes : error_context
 {
     bool isSameOwner = false;
@@ -29,22 +29,22 @@ Attributes& attributesOf(error_context* context)
     return *static_cast<Attributes*>(context);
 }
 
-/** Whether an attribute is not for the user to read, or for nobody. One that was removed meanwhile
- *  changed the source, which is found out later. */
+/** Whether \a error means that the user, or nobody, can read the attribute. An attribute that was
+ *  removed meanwhile is such a one: the check for a changed source finds it. */
 bool isUnreadable(int error)
 {
     return error == EOPNOTSUPP || error == ENOSYS || error == EINVAL || error == EACCES ||
            error == EPERM || error == ENODATA || error == E2BIG;
 }
 
-/** Called with the name of the file, or of anything else, that an error is about. */
+/** Called with the name of the file, or other thing, that an error is about. */
 const char* noteFile(error_context* context, const char* name)
 {
     attributesOf(context).concernsCopy |= std::strcmp(name, kCopy) == 0;
     return name;
 }
 
-/** Called for each error, after noteFile(); the system's error number is still that of it. */
+/** Called for each error, after noteFile(); errno is still set. */
 void noteError(error_context* context, const char* /*format*/, ...)
 {
     Attributes& attributes = attributesOf(context);
@@ -54,13 +54,13 @@ void noteError(error_context* context, const char* /*format*/, ...)
 
 int exceptionFor(const char* name)
 {
-    // The library reads its list of exceptions at the first call, and is not prepared for two.
+    // The first call reads the list of exceptions and is not reentrant.
     static std::mutex oneAtATime;
     const std::scoped_lock lock(oneAtATime);
     return ::attr_copy_action(name, nullptr);
 }
 
-/** Called for each attribute. Without a list of exceptions, there are none. */
+/** Called for each attribute. If the list of exceptions cannot be read, there are none. */
 int isKept(const char* name, error_context* context)
 {
     const std::string_view attribute = name;
@@ -74,7 +74,7 @@ int isKept(const char* name, error_context* context)
 
 } // namespace
 
-bool keepExtendedAttributes(const NewFile& copy, const Source& source)
+bool copyExtendedAttributes(const NewFile& copy, const SourceFile& source)
 {
     Attributes attributes;
     attributes.error = &noteError;
@@ -82,7 +82,7 @@ bool keepExtendedAttributes(const NewFile& copy, const Source& source)
     attributes.quote_free = nullptr;
     attributes.isSameOwner = copy.status().st_uid == source.status().st_uid &&
                              copy.status().st_gid == source.status().st_gid;
-    // There is an end to it: the kernel hands out 64 KiB of names, and 64 KiB of each value.
+    // This ends: the kernel returns at most 64 KiB of names, and 64 KiB of each value.
     static_cast<void>(::attr_copy_fd(kSource, source.descriptor(), kCopy, copy.descriptor(),
                                      &isKept, &attributes));
     return !attributes.failed;

@@ -1,23 +1,23 @@
 #pragma once
 
-#include "fileops/filecopying.h"
 #include "fileops/newfile.h"
+#include "fileops/sourcefile.h"
 
 namespace fileops {
 
 /**
- * Gives \a copy the extended attributes of \a source: those of users, such as ratings and tags, and
- * those of the system as far as the user may read and set them. Linux only.
+ * Copies the extended attributes of \a source to \a copy: those of users, such as ratings and tags,
+ * and those of the system that the user may read and set. Linux only.
  *
- * What the target file system does not take is left out, and so is what /etc/xattr.conf excepts.
- * The rights that a program carries (file capabilities) go along only if the copy has the owner and
- * group of the source. Access control lists are left to keepAccessList().
+ * Leaves out attributes that the target file system does not take, and those that /etc/xattr.conf
+ * excepts. File capabilities are copied only if owner and group are the same. Access control lists
+ * are left to copyAccessList().
  *
- * Requires: the copy has its owner already, since a change of owner takes file capabilities away,
- * but not yet its mode, since users' attributes are set only on what may be written.
+ * Requires: \a copy has its owner, since changing the owner removes file capabilities, but not yet
+ * its mode, which may forbid to set users' attributes.
  * Errors: false if an attribute that the user may read cannot be read.
- * Thread: any thread, blocking. Reentrant.
+ * Thread: Any thread, blocking.
  */
-bool keepExtendedAttributes(const NewFile& copy, const Source& source);
+bool copyExtendedAttributes(const NewFile& copy, const SourceFile& source);
 
 } // namespace fileops

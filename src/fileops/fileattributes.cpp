@@ -22,8 +22,9 @@ std::array<timespec, 2> timesOf(const struct stat& file)
     return {file.st_atim, file.st_mtim};
 }
 
-/** Only the administrator gives files away; a group is set if the user is a member of it. */
-bool keepOwner(NewFile& copy, const struct stat& source)
+/** Sets owner and group, or the group alone: only the administrator may give files away, and a user
+ *  may set a group that he is a member of. */
+bool copyOwner(NewFile& copy, const struct stat& source)
 {
     const struct stat& own = copy.status();
     if (own.st_uid == source.st_uid && own.st_gid == source.st_gid) {
@@ -37,7 +38,7 @@ bool keepOwner(NewFile& copy, const struct stat& source)
     return true;
 }
 
-/** A file made for another owner must not run with the new one's rights. */
+/** The mode without the bits that would run the file with another owner's or group's rights. */
 mode_t modeFor(const struct stat& copy, const struct stat& source)
 {
     mode_t mode = source.st_mode & kAllModeBits;
@@ -50,21 +51,20 @@ mode_t modeFor(const struct stat& copy, const struct stat& source)
     return mode;
 }
 
-/** Whether the failure just seen only says that the file system keeps no such attribute. One that
- *  shows a file just created as somebody else's (FAT, mounted for all) keeps no owners, and then
- *  lets nobody but that owner set anything. */
+/** Whether errno means that the file system has no such attribute. A file system without owners
+ *  (FAT) shows new files as those of another user, who alone may set attributes. */
 bool isBeyondFileSystem(const NewFile& copy)
 {
     return errno == EOPNOTSUPP || errno == ENOSYS ||
            (errno == EPERM && copy.status().st_uid != ::geteuid());
 }
 
-bool keepMode(const NewFile& copy, mode_t mode)
+bool setMode(const NewFile& copy, mode_t mode)
 {
     if (::fchmod(copy.descriptor(), mode) == 0) {
         return true;
     }
-    // Where there are no set-user-ID, set-group-ID and sticky bits (exFAT), the whole is refused.
+    // A file system without set-user-ID, set-group-ID and sticky bits (exFAT) refuses the mode.
     const mode_t permissions = mode & kPermissionBits;
     return (errno == EPERM && permissions != mode &&
             ::fchmod(copy.descriptor(), permissions) == 0) ||
@@ -73,29 +73,29 @@ bool keepMode(const NewFile& copy, mode_t mode)
 
 } // namespace
 
-bool keepAttributes(NewFile& copy, const Source& source)
+bool copyAllAttributes(NewFile& copy, const SourceFile& source)
 {
-    // The mode comes late, since it may forbid to write; the times last, since all else changes
+    // The mode comes late: it may forbid to write. The times come last: every other step changes
     // them.
-    if (!keepOwner(copy, source.status()) || !keepExtendedAttributes(copy, source)) {
+    if (!copyOwner(copy, source.status()) || !copyExtendedAttributes(copy, source)) {
         return false;
     }
     const std::optional<mode_t> mode =
-        keepAccessList(copy, source, modeFor(copy.status(), source.status()));
-    if (!mode || !keepMode(copy, *mode)) {
+        copyAccessList(copy, source, modeFor(copy.status(), source.status()));
+    if (!mode || !setMode(copy, *mode)) {
         return false;
     }
     const std::array<timespec, 2> times = timesOf(source.status());
     return ::futimens(copy.descriptor(), times.data()) == 0 || isBeyondFileSystem(copy);
 }
 
-bool keepPermissions(NewFile& copy, const Source& source)
+bool copyPermissions(NewFile& copy, const SourceFile& source)
 {
-    static_cast<void>(keepMode(copy, source.status().st_mode & kPermissionBits));
+    static_cast<void>(setMode(copy, source.status().st_mode & kPermissionBits));
     return true;
 }
 
-void keepLinkTimes(const NameIn& name, const struct stat& source)
+void copyLinkTimes(const NameIn& name, const struct stat& source)
 {
     const std::array<timespec, 2> times = timesOf(source);
     static_cast<void>(

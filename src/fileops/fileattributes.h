@@ -1,31 +1,37 @@
 #pragma once
 
-#include "fileops/filecopying.h"
 #include "fileops/newfile.h"
+#include "fileops/sourcefile.h"
 
 struct stat;
 
-/** Linux only: what goes along with the content of a moved or copied file. */
+/** Linux only: the attributes of a file beside its content. */
 namespace fileops {
 
 /**
- * Gives \a copy the mode, the access and modification time and, where the system allows it, the
- * owner, group, access control list and extended attributes of \a source.
+ * Copies the mode, the access and modification time and, where the system allows it, the owner,
+ * group, access control list and extended attributes of \a source to \a copy.
  *
- * A file system that has no modes, times or owners of its own, or none of the mode but the
- * permissions, is no error; any other failure is.
- * Thread: any thread, blocking. Reentrant.
+ * A file system without modes, times or owners, or without mode bits beyond the permissions, is not
+ * an error.
+ *
+ * Errors: false on any other failure. Thread: Any thread, blocking.
  */
-bool keepAttributes(NewFile& copy, const Source& source);
+bool copyAllAttributes(NewFile& copy, const SourceFile& source);
 
 /**
- * Lets those read, write and execute \a copy, whose owner is the user, who may with \a source.
- * Where that cannot be done, only the owner may, which is no reason to do without the copy: always
- * true.
+ * Copies the permission bits of \a source to \a copy. If that fails, \a copy stays readable by its
+ * owner only.
+ *
+ * Returns true: a copy without the permissions is better than none. Thread: Any thread, blocking.
  */
-bool keepPermissions(NewFile& copy, const Source& source);
+bool copyPermissions(NewFile& copy, const SourceFile& source);
 
-/** Gives the symbolic link \a name the times of \a source, if that can be done. */
-void keepLinkTimes(const NameIn& name, const struct stat& source);
+/**
+ * Copies the times of \a source to the symbolic link \a name. Ignores failures.
+ *
+ * Thread: Any thread, blocking.
+ */
+void copyLinkTimes(const NameIn& name, const struct stat& source);
 
 } // namespace fileops

@@ -7,7 +7,7 @@
 
 namespace fileops {
 
-/** Repeats a system call for as long as a signal interrupts it; its result. */
+/** Repeats a system call while signals interrupt it. Returns its result. */
 template <typename Call> auto uninterrupted(const Call& call)
 {
     auto result = call();
@@ -17,11 +17,12 @@ template <typename Call> auto uninterrupted(const Call& call)
     return result;
 }
 
-/** An open file descriptor, closed at the end of its life. Reentrant. */
+/** An open file descriptor, which the destructor closes. Thread: Reentrant: one object per thread.
+ */
 class FileDescriptor
 {
 public:
-    /** Takes \a descriptor over; a negative one stands for a failed open. */
+    /** Takes ownership of \a descriptor. A negative one is a failed open. */
     explicit FileDescriptor(int descriptor)
         : m_descriptor(descriptor)
     {
@@ -41,7 +42,7 @@ public:
         return m_descriptor;
     }
 
-    /** Closes now. False if the system reports a failure, e.g. of a delayed write. */
+    /** Closes, once. False if the system reports a failure, e.g. of a delayed write. */
     bool close()
     {
         const int descriptor = m_descriptor;

@@ -7,7 +7,7 @@ namespace fileops {
 
 namespace {
 
-/** Until the file is complete, nobody else has any business with it. */
+/** No other user may read an incomplete file. */
 constexpr mode_t kModeWhileIncomplete = S_IRUSR | S_IWUSR;
 
 int createNew(const NameIn& name)
@@ -33,19 +33,20 @@ NewFile::NewFile(NameIn name)
 {
     m_kept = !isOpen();
     if (isOpen() && !refresh()) {
-        // Just made, and nobody else knows the name: no identity is needed to remove it.
+        // The file is new and nobody else knows its name, so it is removed without an identity.
         ::unlinkat(m_name.directory, m_name.name.constData(), 0);
         m_descriptor.close();
         m_kept = true;
     }
 }
 
-NewFile::NewFile(int directory)
-    : m_name{directory, {}}
-    , m_descriptor(createUnnamed(directory))
+NewFile::NewFile(Unnamed place)
+    : m_name{place.directory, {}}
+    , m_descriptor(createUnnamed(place.directory))
     , m_kept(true)
 {
-    // The file system, or the kernel, which then takes it for the opening of a directory.
+    // EOPNOTSUPP is the file system's answer. A kernel without O_TMPFILE opens the directory
+    // itself.
     m_unsupported =
         !isOpen() && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT);
     if (isOpen() && !refresh()) {
@@ -55,22 +56,22 @@ NewFile::NewFile(int directory)
 
 NewFile::~NewFile()
 {
-    if (!m_kept && standsFor(m_name, m_status)) {
+    if (!m_kept && isNameOf(m_name, m_status)) {
         ::unlinkat(m_name.directory, m_name.name.constData(), 0);
     }
 }
 
 RenameOutcome NewFile::giveName(const NameIn& name)
 {
-    // Naming a descriptor itself takes rights that users do not have.
+    // AT_EMPTY_PATH would need CAP_DAC_READ_SEARCH, which users do not have.
     const QByteArray link = "/proc/self/fd/" + QByteArray::number(m_descriptor.get());
     if (::linkat(AT_FDCWD, link.constData(), name.directory, name.name.constData(),
                  AT_SYMLINK_FOLLOW) != 0) {
         switch (errno) {
-        case EPERM: // no hard links here
+        case EPERM: // the file system has no hard links
         case EOPNOTSUPP:
         case ENOSYS:
-        case ENOENT: // no /proc here
+        case ENOENT: // /proc is not mounted
             return RenameOutcome::Unsupported;
         default:
             return RenameOutcome::Refused;
@@ -78,7 +79,7 @@ RenameOutcome NewFile::giveName(const NameIn& name)
     }
     m_name = name;
     m_kept = false;
-    return refresh() ? RenameOutcome::Done : RenameOutcome::Refused;
+    return RenameOutcome::Done;
 }
 
 RenameOutcome NewFile::rename(const NameIn& name)
@@ -93,6 +94,11 @@ RenameOutcome NewFile::rename(const NameIn& name)
 bool NewFile::refresh()
 {
     return ::fstat(m_descriptor.get(), &m_status) == 0;
+}
+
+bool NewFile::flush()
+{
+    return uninterrupted([this] { return ::fsync(m_descriptor.get()); }) == 0;
 }
 
 } // namespace fileops

@@ -9,23 +9,27 @@
 namespace fileops {
 
 /**
- * A file that did not exist before, open for writing. It is removed again at the end of this
- * object's life unless it is kept; a file that meanwhile took its name is not. Linux only.
- * Reentrant.
+ * A new file, open for writing. The destructor removes it unless it is kept, and leaves a file that
+ * took its name meanwhile. Linux only.
+ *
+ * Thread: Reentrant: one object per thread.
  */
 class NewFile
 {
 public:
-    /** Creates the file, readable by its owner only; isOpen() is false if the name is taken. */
+    /** Where to create a file without a name. */
+    struct Unnamed
+    {
+        int directory;
+    };
+
+    /** Creates a file that only its owner may read. isOpen() is false if the name is taken. */
     explicit NewFile(NameIn name);
     /**
-     * Creates a file in \a directory that has no name yet and goes with its descriptor until
-     * giveName(). Where the file system knows no such files, isUnsupported() is true.
+     * Creates a file without a name, which vanishes with its descriptor unless giveName() names it.
+     * isUnsupported() is true if the file system or the kernel has no such files.
      */
-    static NewFile unnamedIn(int directory)
-    {
-        return NewFile(directory);
-    }
+    explicit NewFile(Unnamed place);
     ~NewFile();
     Q_DISABLE_COPY_MOVE(NewFile)
 
@@ -45,35 +49,36 @@ public:
     {
         return m_name;
     }
-    /** What the system says of the file: as of its creation, or of the last refresh(). */
+    /** The status of the file as of its creation or of the last refresh(). */
     const struct stat& status() const
     {
         return m_status;
     }
 
-    /** Asks the system again. False on failure. */
+    /** Reads the status again. False on failure. */
     bool refresh();
+    /** Flushes the file, but not its name, to disk. False on failure. */
+    bool flush();
     /**
-     * Gives a file that has none the name \a name, which must be free. Nothing is changed if that
-     * cannot be done.
+     * Names a file without a name. \a name must be free.
+     *
+     * Errors: any outcome but Done; nothing is changed then.
      */
     RenameOutcome giveName(const NameIn& name);
-    /** Gives a file that has a name the name \a name, as renameExclusively() does. */
+    /** Renames a file that has a name, as renameExclusively() does. */
     RenameOutcome rename(const NameIn& name);
-    /** Closes the file and keeps it on disk. False if the system reports a failure. */
+    /** Closes the file. False if the system reports a failure, e.g. of a delayed write. */
     bool close()
     {
         return m_descriptor.close();
     }
-    /** Leaves the file where it is. */
+    /** Makes the destructor leave the file. */
     void keep()
     {
         m_kept = true;
     }
 
 private:
-    explicit NewFile(int directory);
-
     NameIn m_name;
     FileDescriptor m_descriptor;
     struct stat m_status = {};

@@ -4,8 +4,8 @@
 
 namespace fileops {
 
-/** Whether the system can be given \a path: a null character would cut it short there. Reentrant.
- */
+/** Whether \a path can be passed to the system, which would cut it at a null character.
+ *  Thread: Any thread. */
 inline bool isUsable(const QString& path)
 {
     return !path.isEmpty() && !path.contains(QChar(u'\0'));

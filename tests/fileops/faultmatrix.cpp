@@ -50,7 +50,7 @@ public:
         const QString target = scenario.toOtherFileSystem ? folders.other : folders.here;
         bool ok = filefixture::write(target + u"/beside.mp3"_qs, "beside");
         for (int i = 0; i < count; ++i) {
-            // Sizes tell the contents apart.
+            // Files of different sizes have different contents.
             const qsizetype size = count == 1 ? kSize : 1 + i * i * 3001;
             files.append({QStringLiteral("%1/a%2.mp3").arg(folders.here).arg(i),
                           QStringLiteral("%1/b%2.mp3").arg(target).arg(i)});
@@ -215,6 +215,9 @@ QList<Scenario> scenarios()
             all.append({u"move"_qs, toOther, taken, {}, false});
             all.append({u"move"_qs, toOther, taken, {noExclusiveRename}, false});
             all.append({u"move"_qs, toOther, taken, {noExclusiveRename, noLink}, false});
+            if (toOther) {
+                all.append({u"move"_qs, toOther, taken, {}, true});
+            }
             all.append({u"copy"_qs, toOther, taken, {}, false});
             all.append({u"copy"_qs, toOther, taken, {}, true});
             all.append({u"copy"_qs, toOther, taken, {noLink}, false});
@@ -284,7 +287,7 @@ QList<Fault> faultsOf(const Scenario& scenario, const QStringList& lacking, cons
     const tracedrun::Result result = tracedrun::run(stage.arguments, lacking);
     QList<Fault> faults;
     for (const tracedrun::Call& call : result.operationCalls()) {
-        // The tracer takes one fault for each kind of call.
+        // The tracer accepts one fault for each kind of call.
         const QString name = QString::fromLatin1(call.name) + u':';
         if (std::any_of(lacking.cbegin(), lacking.cend(),
                         [&name](const QString& fault) { return fault.startsWith(name); })) {
@@ -357,7 +360,7 @@ Tally killAtCall(const Scenario& scenario, const tracedrun::Call& call, const Fo
 
 Tally killAtTime(const Scenario& scenario, qint64 microseconds, const Folders& folders)
 {
-    // A busy machine may let the driver end before this process goes on, even right at its start.
+    // On a busy machine the driver may end before this process continues.
     constexpr int kMostAttempts = 100;
     for (int attempt = 1;; ++attempt, microseconds /= 2) {
         const Stage stage(scenario, folders, kKilledFiles);

@@ -74,7 +74,7 @@ struct Tally
     }
 };
 
-/** The faults that stand for what the file systems of \a scenario lack. */
+/** The faults that imitate what the file systems of \a scenario lack. */
 QStringList lackingIn(const Scenario& scenario, const Folders& folders);
 
 /** Every fault of a scenario: each of its calls with each error, once and for good. */

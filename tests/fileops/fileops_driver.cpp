@@ -5,10 +5,10 @@
 //        fileops_driver move|copy <source> <destination> [<source> <destination>...]
 // Prints "true" or "false" per file; exits with 0 if all succeeded, 1 if not, 2 on wrong usage.
 // Asks for the file "operation begins" before the first file and "operation ends" after the last,
-// so that the operation's own system calls can be told in a trace, and says "begins" on standard
-// error if the environment has QUORVEL_ANNOUNCE.
+// which marks the operation's own system calls in a trace, and writes "begins" to standard error if
+// the environment has QUORVEL_ANNOUNCE.
 
-#include "fileops/fileworkers.h"
+#include "fileops/fileoperations.h"
 
 #include <QFile>
 #include <QStringList>
@@ -18,13 +18,13 @@
 
 namespace {
 
-/** Leaves a trace that says where the program is. */
+/** Leaves a mark in the trace. */
 void mark(const char* place)
 {
     static_cast<void>(::access(place, F_OK));
 }
 
-/** Says how the operation on one file ended; passes the answer on. */
+/** Prints the result of the operation on one file and returns it. */
 bool report(bool ok)
 {
     std::puts(ok ? "true" : "false");

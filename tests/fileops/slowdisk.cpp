@@ -26,7 +26,7 @@ void waitForTheDisk()
 
 } // namespace
 
-// The program's own functions stand before those of the C library, for Qt's calls too.
+// The program's own functions replace those of the C library, in Qt's calls too.
 extern "C" int fsync(int descriptor)
 {
     static auto* const flush = original<int(int)>("fsync");

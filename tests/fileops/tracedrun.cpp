@@ -175,11 +175,11 @@ Result run(const QStringList& arguments, const QStringList& faults)
     return TracedProcess(arguments, faults).waitForResult();
 }
 
-Result runStopped(const QStringList& arguments, const QString& systemCall, int number,
-                  const std::function<void()>& meanwhile)
+Result runStopped(const QStringList& arguments, const QStringList& faults,
+                  const QString& systemCall, int number, const std::function<void()>& meanwhile)
 {
-    TracedProcess process(arguments,
-                          {QStringLiteral("%1:signal=STOP:when=%2").arg(systemCall).arg(number)});
+    const QString stop = QStringLiteral("%1:signal=STOP:when=%2").arg(systemCall).arg(number);
+    TracedProcess process(arguments, QStringList(faults) << stop);
     const pid_t stopped = process.waitUntilStopped();
     if (stopped > 0) {
         meanwhile();

@@ -31,7 +31,7 @@ struct Result
     /**
      * The number, counted from 1, of the first \a systemCall in the line that is the first to
      * contain \a landmark, or after it; 0 if there is none. Runs of one program make the same calls
-     * in the same order, so this says which call to make fail in the next one.
+     * in the same order, so this is the call to make fail in the next one.
      */
     int numberOfCall(const QByteArray& systemCall, const QByteArray& landmark) const;
 
@@ -49,11 +49,11 @@ bool isPossible(QString* reason);
 Result run(const QStringList& arguments, const QStringList& faults);
 
 /**
- * Runs the driver with \a arguments, stops it when it has made call number \a number of
- * \a systemCall, calls \a meanwhile, and lets it go on. \a meanwhile is not called if the driver
- * ends, or hangs, before.
+ * Runs the driver as run() does, stops it when it has made call number \a number of \a systemCall,
+ * calls \a meanwhile, and continues the driver. Does not call \a meanwhile if the driver ends, or
+ * hangs, before.
  */
-Result runStopped(const QStringList& arguments, const QString& systemCall, int number,
-                  const std::function<void()>& meanwhile);
+Result runStopped(const QStringList& arguments, const QStringList& faults,
+                  const QString& systemCall, int number, const std::function<void()>& meanwhile);
 
 } // namespace tracedrun

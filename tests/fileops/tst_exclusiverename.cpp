@@ -13,7 +13,7 @@ using filefixture::entries;
 using filefixture::read;
 using filefixture::write;
 
-/** The last step of a move, when both names are there: which of them goes. */
+/** The last step of a move, when both names exist: which of them is removed. */
 class ExclusiveRenameTest : public QObject
 {
     Q_OBJECT
@@ -29,7 +29,7 @@ private Q_SLOTS:
     void destinationStaysWhenTheSourceHasVanished();
     void sourceThatWasReplacedStaysAndTheCopyGoes();
     void destinationThatWasReplacedIsNotTouched();
-    void nameStandsForItsOwnFileOnly();
+    void nameIsThatOfItsOwnFileOnly();
 
 private:
     fileops::NameIn name(const QString& fileName) const
@@ -44,8 +44,7 @@ private:
     }
     bool finishMove() const
     {
-        return fileops::removeSourceOrDestination(name(u"a"_qs), m_source, name(u"b"_qs),
-                                                  m_destination);
+        return fileops::finishMove(name(u"a"_qs), m_source, name(u"b"_qs), m_destination);
     }
 
     std::unique_ptr<filefixture::OpenFolder> m_directory;
@@ -95,13 +94,16 @@ void ExclusiveRenameTest::destinationThatWasReplacedIsNotTouched()
     QCOMPARE(read(m_directory->filePath(u"b"_qs)), "foreign");
 }
 
-void ExclusiveRenameTest::nameStandsForItsOwnFileOnly()
+void ExclusiveRenameTest::nameIsThatOfItsOwnFileOnly()
 {
     QVERIFY(QFile::link(m_directory->filePath(u"a"_qs), m_directory->filePath(u"link"_qs)));
-    QVERIFY(fileops::standsFor(name(u"a"_qs), m_source));
-    QVERIFY(!fileops::standsFor(name(u"b"_qs), m_source));
-    QVERIFY(!fileops::standsFor(name(u"link"_qs), m_source));
-    QVERIFY(!fileops::standsFor(name(u"absent"_qs), m_source));
+    QVERIFY(fileops::isNameOf(name(u"a"_qs), m_source));
+    QVERIFY(!fileops::isNameOf(name(u"b"_qs), m_source));
+    QVERIFY(!fileops::isNameOf(name(u"link"_qs), m_source));
+    QVERIFY(!fileops::isNameOf(name(u"absent"_qs), m_source));
+    // Two devices use the same inode numbers.
+    ++m_source.st_dev;
+    QVERIFY(!fileops::isNameOf(name(u"a"_qs), m_source));
 }
 
 QTEST_GUILESS_MAIN(ExclusiveRenameTest)

@@ -1,5 +1,5 @@
 #include "filefixture.h"
-#include "fileops/fileworkers.h"
+#include "fileops/fileoperations.h"
 #include "tracedrun.h"
 
 #include <QFile>
@@ -32,13 +32,17 @@ const QList<Way>& ways()
     static const QString noRenameInTarget = u"renameat2:error=EINVAL:when=2"_qs;
     static const QString noRename = u"renameat2:error=EINVAL"_qs;
     static const QString noLink = u"linkat:error=EPERM"_qs;
+    // The first link is that of an unnamed file.
+    static const QString noFirstLink = u"linkat:error=EPERM:when=1"_qs;
     static const QList<Way> all = {
-        {"move, renamed", "move", false, {}},
-        {"move, linked", "move", false, {noRenameInTarget}, 1},
+        {"move, linked without a name before", "move", false, {}},
+        {"move, renamed", "move", false, {noLink}},
+        {"move, linked", "move", false, {noFirstLink, noRenameInTarget}, 1},
         {"move, under its name at once", "move", false, {noRenameInTarget, noLink}},
         {"move of a symbolic link", "move", true, {}},
-        {"copy, without a name", "copy", false, {}},
+        {"copy, linked without a name before", "copy", false, {}},
         {"copy, renamed", "copy", false, {noLink}},
+        {"copy, linked", "copy", false, {noFirstLink, noRename}, 1},
         {"copy, under its name at once", "copy", false, {noLink, noRename}},
     };
     return all;

@@ -1,5 +1,5 @@
 #include "filefixture.h"
-#include "fileops/fileworkers.h"
+#include "fileops/fileoperations.h"
 #include "tracedrun.h"
 
 #include <QFile>
@@ -126,6 +126,8 @@ private Q_SLOTS:
     void listOfTheFolderIsNotInherited();
     void rightsOfAProgramGoAlongWithItsOwnerOnly_data();
     void rightsOfAProgramGoAlongWithItsOwnerOnly();
+    void modeBitsOfAnotherOwnerAreLeftOut_data();
+    void modeBitsOfAnotherOwnerAreLeftOut();
 
     void attributeThatIsNotTakenIsNoFailure_data();
     void attributeThatIsNotTakenIsNoFailure();
@@ -264,7 +266,7 @@ void MoveAttributesTest::readOnlyFileOfAnOrdinaryUserKeepsItsAttributes()
 
 void MoveAttributesTest::moreAndLargerAttributesThanTheTargetTakesAreNoFailure()
 {
-    // The memory file system takes what the disk has no room for.
+    // The memory file system has room for more than the disk.
     MAKE_SOURCE({{"user.rating", "5"}});
     constexpr int kCount = 1000;
     constexpr int kLarge = 20;
@@ -348,6 +350,32 @@ void MoveAttributesTest::rightsOfAProgramGoAlongWithItsOwnerOnly()
     QCOMPARE(statusOf(destination()).st_uid == 1234, kept);
     QCOMPARE(attributesOf(destination()).contains(kCapability), kept);
     QCOMPARE(attributesOf(destination()).value("user.rating"), "5");
+}
+
+void MoveAttributesTest::modeBitsOfAnotherOwnerAreLeftOut_data()
+{
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<uint>("mode");
+    QTest::newRow("owner and group are kept") << QString() << 06755U;
+    QTest::newRow("only the group is kept") << u"fchown:error=EPERM:when=1"_qs << 02755U;
+    QTest::newRow("neither is kept") << u"fchown:error=EPERM"_qs << 0755U;
+}
+
+/** A program must not run with the rights of a user who did not make it. */
+void MoveAttributesTest::modeBitsOfAnotherOwnerAreLeftOut()
+{
+    SKIP_UNLESS_TRACED();
+    SKIP_UNLESS_ADMINISTRATOR();
+    QFETCH(const QString, fault);
+    QFETCH(const uint, mode);
+    MAKE_SOURCE({});
+    QCOMPARE(::chown(QFile::encodeName(source()).constData(), 1234, 4321), 0);
+    setModeAndTime(source(), 06755);
+    const tracedrun::Result result = move(fault.isEmpty() ? QStringList() : QStringList(fault));
+    QCOMPARE(result.injected > 0, !fault.isEmpty());
+    QCOMPARE(result.output, "true\n");
+    verifyMoved();
+    QCOMPARE(statusOf(destination()).st_mode & 07777U, mode);
 }
 
 void MoveAttributesTest::attributeThatIsNotTakenIsNoFailure_data()

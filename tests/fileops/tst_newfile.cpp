@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <memory>
+#include <unistd.h>
 
 using filefixture::entries;
 using filefixture::read;
@@ -34,6 +35,7 @@ private Q_SLOTS:
     void incompleteFileIsItsOwnersOnly();
     void unnamedFileIsSeenOnceItHasAName();
     void unnamedFileTakesNoNameThatIsTaken();
+    void descriptorIsClosedOnce();
 
 private:
     fileops::NameIn name() const
@@ -104,7 +106,7 @@ void NewFileTest::unnamedFileIsSeenOnceItHasAName()
         ::open(QFile::encodeName(m_directory->path()).constData(), O_PATH | O_DIRECTORY));
     for (const bool kept : {false, true}) {
         {
-            fileops::NewFile file = fileops::NewFile::unnamedIn(directory.get());
+            fileops::NewFile file(fileops::NewFile::Unnamed{directory.get()});
             if (file.isUnsupported()) {
                 QSKIP("no files without a name here");
             }
@@ -126,13 +128,32 @@ void NewFileTest::unnamedFileTakesNoNameThatIsTaken()
     const fileops::FileDescriptor directory(
         ::open(QFile::encodeName(m_directory->path()).constData(), O_PATH | O_DIRECTORY));
     {
-        fileops::NewFile file = fileops::NewFile::unnamedIn(directory.get());
+        fileops::NewFile file(fileops::NewFile::Unnamed{directory.get()});
         if (file.isUnsupported() || !file.isOpen()) {
             QSKIP("no files without a name here");
         }
         QCOMPARE(file.giveName(name()), fileops::RenameOutcome::Refused);
     }
     QCOMPARE(read(m_directory->filePath(u"new"_qs)), "old");
+}
+
+void NewFileTest::descriptorIsClosedOnce()
+{
+    const fileops::FileDescriptor other(
+        ::open(QFile::encodeName(m_directory->path()).constData(), O_PATH | O_DIRECTORY));
+    const int number = ::dup(other.get());
+    QVERIFY(number >= 0);
+    {
+        fileops::FileDescriptor descriptor(number);
+        QVERIFY(descriptor.isOpen());
+        QVERIFY(descriptor.close());
+        QVERIFY(!descriptor.isOpen());
+        // The system gives the number to the next file that is opened.
+        QCOMPARE(::dup2(other.get(), number), number);
+        QVERIFY(descriptor.close());
+    }
+    QVERIFY(::fcntl(number, F_GETFD) != -1);
+    QCOMPARE(::close(number), 0);
 }
 
 QTEST_GUILESS_MAIN(NewFileTest)

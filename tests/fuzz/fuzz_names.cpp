@@ -4,7 +4,7 @@
  */
 #include "campaign.h"
 #include "fileops/destinationnames.h"
-#include "fileops/fileworkers.h"
+#include "fileops/fileoperations.h"
 #include "fingerprint/audiofilediscovery.h"
 #include "mutation.h"
 #include "support/plainlisting.h"
