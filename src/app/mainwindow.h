@@ -79,7 +79,7 @@ public:
     static QStringList find_audio_files_dir(const QStringList& folders);
     /** Reduce: appends one group's files to \a result. */
     static void collectTmp(QList<QStringList>& result, const QStringList& files);
-    /** Map: the record of one file; see fingerprint::recordForFile(). */
+    /** Map: the record of one file; see fingerprint::fingerprintFile(). */
     static FingerprintRecord calcSingleFingerprint(const QString& path);
     /** Reduce: appends \a record, a failed file's too, to \a result. */
     static void collectFingerprint(QList<FingerprintRecord>& result,

@@ -1,6 +1,6 @@
 #include "fingerprint/ffmpegaudioreader.h"
 
-#include "fingerprint/fingerprintcalculation.h"
+#include "fingerprint/mediaduration.h"
 #include "fingerprint/mediafile.h"
 #include "fingerprint/mediainput.h"
 #include "fingerprint/picturesizes.h"
@@ -9,7 +9,6 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
-#include <libavutil/avutil.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/dict.h>
 #include <libavutil/error.h>
@@ -36,7 +35,6 @@ constexpr int kSmallestConversionBuffer = 8192; // samples per channel
 /** Real packets of audio stay below 5 MB; a decoded one can be several times as large. */
 constexpr int kLargestPacket = 16 << 20;
 constexpr std::size_t kReasonLength = 64; // bytes of FFmpeg's description of an error
-constexpr std::int64_t kContainerUnitsPerMs = AV_TIME_BASE / 1000;
 
 /** FFmpeg asks this wherever it waits for input: non-zero ends the call that is under way. */
 int stopRequested(void* token)
@@ -457,15 +455,7 @@ int FFmpegAudioReader::DurationMs() const
     if (!formatContext || streamIndex < 0) {
         return -1;
     }
-    const AVStream& stream = *formatContext->streams[streamIndex];
-    if (stream.duration != AV_NOPTS_VALUE) {
-        return fingerprint::durationInMilliseconds(stream.time_base.num, stream.time_base.den,
-                                                   stream.duration);
-    }
-    if (formatContext->duration != AV_NOPTS_VALUE) {
-        return static_cast<int>(formatContext->duration / kContainerUnitsPerMs);
-    }
-    return -1;
+    return durationMsOf(*formatContext, streamIndex);
 }
 
 const std::string& FFmpegAudioReader::ErrorMessage() const

@@ -23,7 +23,7 @@ namespace {
 
 using chromaprint::FFmpegAudioReader;
 
-/** The library's default algorithm. Fingerprints of different algorithms cannot be compared. */
+/** The library's default. Fingerprints of different algorithms cannot be compared. */
 constexpr int kAlgorithm = CHROMAPRINT_ALGORITHM_TEST2;
 /** More than five days: in practice the whole file is fingerprinted. */
 constexpr double kLongestStreamSeconds = 500000.0;
@@ -54,7 +54,16 @@ std::string requireName(const char* fileName)
     return fileName;
 }
 
-/** Notes a message. Always false, so that a failing function can return it. */
+/**
+ * True when the file system is asked for \a path itself: half a surrogate pair or a null character
+ * is lost on the way, and the name that remains may be another file's.
+ */
+bool survivesEncoding(const QString& path, const QByteArray& encoded)
+{
+    return QString::fromUtf8(encoded.constData()) == path;
+}
+
+/** Adds a message. Returns false, so that a failing function can return it. */
 bool fail(CalculationReport& report, const std::string& message)
 {
     report.messages.append(QByteArray::fromStdString(message));
@@ -93,8 +102,8 @@ bool appendFingerprint(ChromaprintContext* context, bool firstChunk, QList<quint
 }
 
 /**
- * Feeds what \a reader decodes to \a context, at most kLongestStreamSeconds of it. A read error
- * ends the feeding but is no failure: what came before it still has a fingerprint.
+ * Feeds the samples of \a reader to \a context, at most kLongestStreamSeconds of them. A read error
+ * ends the feeding and is not a failure: the part before it still has a fingerprint.
  */
 bool feedStream(ChromaprintContext* context, FFmpegAudioReader& reader, const std::stop_token& stop,
                 quint64& fedFrames, CalculationReport& report)
@@ -153,7 +162,7 @@ bool processFile(ChromaprintContext* context, FFmpegAudioReader& reader, std::st
     return appendFingerprint(context, true, fingerprint, report);
 }
 
-/** Notes whether \a reader, which has not been closed yet, met trouble in reading its file. */
+/** Sets inputFailed where reading the file failed. Requires: \a reader is not closed yet. */
 void noteInput(CalculationReport& report, const FFmpegAudioReader& reader)
 {
     report.inputFailed =
@@ -165,7 +174,7 @@ bool calculateInto(CalculationReport& report, const char* fileName, QList<quint3
 {
     const std::string name = requireName(fileName);
 
-    // The file is opened twice: a reader without a requested format tells what the source is.
+    // The file is opened twice: a reader without a requested format has that of the source.
     FFmpegAudioReader probe;
     probe.SetStopToken(stop);
     av_log_set_level(AV_LOG_QUIET);
@@ -191,19 +200,10 @@ bool calculateInto(CalculationReport& report, const char* fileName, QList<quint3
     return succeeded;
 }
 
-/** The command-line manner: tells every message, and throws when the calculation failed. */
-void printAndThrow(const CalculationReport& report)
-{
-    for (const QByteArray& message : report.messages) {
-        std::fprintf(stderr, "ERROR: %s\n", message.constData());
-    }
-    if (!report.succeeded) {
-        throw std::runtime_error("ERROR");
-    }
-}
-
-} // namespace
-
+/**
+ * Computes the fingerprint of the file and its properties, as fpcalc_main() does, and reports what
+ * went wrong.
+ */
 CalculationReport calculate(const char* fileName, QList<quint32>& fingerprint, int& durationMs,
                             int& sampleRateHz, int& channels, const std::stop_token& stop)
 {
@@ -214,18 +214,42 @@ CalculationReport calculate(const char* fileName, QList<quint32>& fingerprint, i
     return report;
 }
 
-int durationInMilliseconds(int timeBaseNumerator, int timeBaseDenominator, qint64 duration)
+void printAndThrow(const CalculationReport& report)
 {
-    if (timeBaseDenominator == 0) {
-        return -1;
+    printMessages(report);
+    if (!report.succeeded) {
+        throw std::runtime_error("ERROR");
     }
-    // Unsigned arithmetic wraps around where signed arithmetic would be undefined.
-    const auto scale = static_cast<qint32>(static_cast<quint32>(timeBaseNumerator) * 1000U);
-    const quint64 product = static_cast<quint64>(qint64{scale}) * static_cast<quint64>(duration);
-    if (timeBaseDenominator == -1) {
-        return static_cast<int>(0 - product);
+}
+
+} // namespace
+
+FingerprintOutcome fingerprintFile(const QString& path, const std::stop_token& stop)
+{
+    const FingerprintRecord failed(path, {}, 0, 0, 0);
+    const QByteArray fileName = path.toUtf8();
+    if (!survivesEncoding(path, fileName)) {
+        CalculationReport report;
+        report.messages.append("Could not open the input file (Invalid argument)");
+        return {failed, report};
     }
-    return static_cast<int>(static_cast<qint64>(product) / timeBaseDenominator);
+    QList<quint32> words;
+    int durationMs = 0;
+    int sampleRateHz = 0;
+    int channels = 0;
+    const CalculationReport report =
+        calculate(fileName.constData(), words, durationMs, sampleRateHz, channels, stop);
+    if (!report.succeeded) {
+        return {failed, report};
+    }
+    return {{path, words, durationMs, sampleRateHz, channels}, report};
+}
+
+void printMessages(const CalculationReport& report)
+{
+    for (const QByteArray& message : report.messages) {
+        std::fprintf(stderr, "ERROR: %s\n", message.constData());
+    }
 }
 
 } // namespace fingerprint
@@ -234,7 +258,7 @@ int fpcalc_main(const char* fileName, QList<quint32>& fingerprint, int& duration
                 int& sampleRateHz, int& channels)
 {
     fingerprint::printAndThrow(
-        fingerprint::calculate(fileName, fingerprint, durationMs, sampleRateHz, channels));
+        fingerprint::calculate(fileName, fingerprint, durationMs, sampleRateHz, channels, {}));
     return 0;
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "fingerprint/fingerprintrecord.h"
+
 #include <QByteArrayList>
 #include <QList>
+#include <QString>
 
 #include <stop_token>
 
@@ -17,13 +20,13 @@ namespace fingerprint {
 /** How a calculation ended. */
 struct CalculationReport
 {
-    /** True when the fingerprint was appended. */
+    /** True when the whole file, or the part before a break in it, was fingerprinted. */
     bool succeeded = false;
-    /** True when a requested stop ended the calculation; then it did not succeed and is silent. */
+    /** True when a requested stop ended the calculation; then it failed and has no messages. */
     bool stopped = false;
     /**
-     * True when the disk or the network, and not the file, may be to blame for what is missing:
-     * another time the result may be another.
+     * True when the disk or the network may have caused the failure, or a break: the next attempt
+     * may give another result.
      */
     bool inputFailed = false;
     /**
@@ -34,68 +37,77 @@ struct CalculationReport
     QByteArrayList messages;
 };
 
+/** A record and how its calculation ended. */
+struct FingerprintOutcome
+{
+    FingerprintRecord record;
+    CalculationReport report;
+};
+
 /**
- * Computes the raw fingerprint of a whole audio file, and the file's properties.
+ * Fingerprints the file at \a path. Prints nothing.
  *
- * \param fileName    the path in UTF-8; must not be null
+ * A stop requested through \a stop ends the calculation between two blocks, and inside FFmpeg
+ * wherever it asks its interrupt callback.
+ *
+ * Errors: a file that cannot be opened, decoded or fingerprinted gives the record
+ * (path, empty, 0, 0, 0), and so does a stop; the report has the reason. Throws std::bad_alloc.
+ * Thread: Any thread, blocking.
+ */
+FingerprintOutcome fingerprintFile(const QString& path, const std::stop_token& stop = {});
+
+/**
+ * Writes each message of \a report to standard error as "ERROR: <message>\n".
+ * Thread: Any thread.
+ */
+void printMessages(const CalculationReport& report);
+
+} // namespace fingerprint
+
+/**
+ * Computes the raw fingerprint of a whole audio file, and the file's properties, in the manner of a
+ * command: messages go to standard error as "ERROR: <message>\n". Returns 0.
+ *
+ * \param fileName    the path in UTF-8
  * \param fingerprint the words are appended here, in Chromaprint's order
- * \param durationMs  length in milliseconds, -1 when neither stream nor container tells it
+ * \param durationMs  length in milliseconds, -1 when neither stream nor container has one
  * \param sampleRateHz, channels  those of the source stream, not of the fingerprint's working
  * format
  *
  * The three integers are written as soon as the file's properties are known, before the
  * fingerprint is computed, so they may be set although the calculation failed.
  *
- * Errors: in the report; nothing is printed. Throws std::logic_error for a null \a fileName.
- * A stop requested through \a stop is answered between two blocks, and inside FFmpeg wherever it
- * asks its interrupt callback.
- * Thread: any thread, blocking. Reentrant.
- */
-CalculationReport calculate(const char* fileName, QList<quint32>& fingerprint, int& durationMs,
-                            int& sampleRateHz, int& channels, const std::stop_token& stop = {});
-
-/**
- * A duration of \a duration units of \a timeBaseNumerator / \a timeBaseDenominator seconds, in
- * milliseconds: (numerator * 1000, in 32 bits) * duration / denominator, truncated toward zero and
- * narrowed to int. Overflow wraps around, as durations in files are other people's numbers.
- * A denominator of 0 gives -1. Reentrant.
- */
-int durationInMilliseconds(int timeBaseNumerator, int timeBaseDenominator, qint64 duration);
-
-} // namespace fingerprint
-
-/**
- * As fingerprint::calculate(), for callers that want the command-line manner: each message is
- * written to standard error as "ERROR: <message>\n".
- *
- * Returns 0. Errors: throws std::runtime_error("ERROR"), or std::logic_error for a null name.
- * Thread: any thread, blocking. Reentrant.
+ * Errors: throws std::runtime_error("ERROR"), or std::logic_error for a null \a fileName.
+ * Thread: Any thread, blocking.
  */
 int fpcalc_main(const char* fileName, QList<quint32>& fingerprint, int& durationMs,
                 int& sampleRateHz, int& channels);
 
 /**
- * Decodes \a fileName ("-" stands for standard input) into \a context and appends the fingerprint.
- * The return value carries nothing.
+ * Decodes \a fileName ("-" is standard input) into \a context and appends the fingerprint. The
+ * return value has no meaning.
  *
  * Requires: the output rate and channels of \a reader are those that \a context asks for.
- * Errors: writes "ERROR: <message>\n" to standard error and throws std::runtime_error("ERROR"),
- * but for a read error in the middle, which is written and not thrown.
- * Thread: any thread, blocking. Reentrant: one context and reader per thread.
+ * Errors: writes "ERROR: <message>\n" to standard error and throws std::runtime_error("ERROR"). A
+ * read error in the middle is written and not thrown. Throws std::logic_error for a null name.
+ * Thread: Reentrant: one object per thread.
  */
 int ProcessFile(ChromaprintContext* context, chromaprint::FFmpegAudioReader& reader,
                 const char* fileName, QList<quint32>& fingerprint);
 
 /**
  * Appends the raw fingerprint held by \a context to \a fingerprint. \a timestamp and \a duration
- * (seconds) are accepted and not used.
+ * (seconds) are not used.
  *
  * Errors: writes "ERROR: <message>\n" to standard error and throws std::runtime_error("ERROR").
  * An empty fingerprint is an error in the first chunk only.
- * Thread: any thread. Reentrant: one context per thread.
+ * Thread: Reentrant: one object per thread.
  */
 void PrintResult(ChromaprintContext* context, chromaprint::FFmpegAudioReader& reader,
                  bool firstChunk, double timestamp, double duration, QList<quint32>& fingerprint);
 
-/** The system clock's time in seconds since its epoch, with microsecond resolution. */
+/**
+ * Returns the system clock's time in seconds since its epoch, with microsecond resolution.
+ * Thread: Any thread.
+ */
 double GetCurrentTimestamp();

@@ -2,13 +2,16 @@
 
 #include "fingerprint/audiofilediscovery.h"
 #include "fingerprint/filelists.h"
+#include "fingerprint/fingerprintcalculation.h"
 #include "ui_mainwindow.h"
 #include "widgets/whenfinished.h"
 
+#include <QDebug>
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentMap>
 
 #include <chrono>
+#include <exception>
 
 namespace {
 
@@ -43,7 +46,17 @@ void MainWindow::collectTmp(QList<QStringList>& result, const QStringList& files
 
 FingerprintRecord MainWindow::calcSingleFingerprint(const QString& path)
 {
-    return fingerprint::recordForFile(path, runStop.get_token());
+    try {
+        const auto [record, report] = fingerprint::fingerprintFile(path, runStop.get_token());
+        fingerprint::printMessages(report);
+        if (!report.succeeded && !report.stopped) {
+            qDebug("ERROR");
+        }
+        return record;
+    } catch (const std::exception& error) {
+        qDebug("%s", error.what());
+        return {path, {}, 0, 0, 0};
+    }
 }
 
 void MainWindow::collectFingerprint(QList<FingerprintRecord>& result,

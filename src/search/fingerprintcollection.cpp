@@ -1,5 +1,6 @@
 #include "search/fingerprintcollection.h"
 
+#include "fingerprint/fingerprintcalculation.h"
 #include "search/fingerprintstore.h"
 #include "search/workerthreads.h"
 

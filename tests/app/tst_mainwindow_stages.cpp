@@ -84,6 +84,7 @@ private Q_SLOTS:
 
     void listsAreCollectedUnchangedInOrder();
     void failedRecordsAreCollectedToo();
+    void failureIsPrintedAndLoggedAsError();
     void similarityCarriesItsIndices();
     void pairStandsUnderItsFirstFileOnly();
     void thresholdIsReadAnewForEveryPair();
@@ -128,6 +129,15 @@ void TestMainWindowStages::failedRecordsAreCollectedToo()
     QCOMPARE(failed, FingerprintRecord(QStringLiteral("/nowhere/at/all.mp3"), {}, 0, 0, 0));
     MainWindow::collectFingerprint(result, failed);
     QCOMPARE(result, QList<FingerprintRecord>{failed});
+}
+
+void TestMainWindowStages::failureIsPrintedAndLoggedAsError()
+{
+    QTest::ignoreMessage(QtDebugMsg, "ERROR");
+    testmedia::StandardErrorCapture capture;
+    MainWindow::calcSingleFingerprint(QStringLiteral("/nowhere/at/all.mp3"));
+    QCOMPARE(capture.take(),
+             QByteArray("ERROR: Could not open the input file (No such file or directory)\n"));
 }
 
 void TestMainWindowStages::similarityCarriesItsIndices()

@@ -7,9 +7,9 @@
 #include <cstdio>
 
 /**
- * Fingerprints one file and prints what became of it, then the most memory this process ever held,
- * in KiB: a process of its own, so that nothing else is measured. Ends by a signal after a minute
- * of processor time, which is far more than any file needs.
+ * Fingerprints one file and prints whether it has a fingerprint, then the most memory this process
+ * ever held, in KiB: a process of its own, so that nothing else is measured. Ends by a signal after
+ * a minute of processor time, which is far more than any file needs.
  */
 int main(int argumentCount, char** arguments)
 {
@@ -18,12 +18,8 @@ int main(int argumentCount, char** arguments)
     }
     constexpr rlimit kMinute = {60, 60};
     setrlimit(RLIMIT_CPU, &kMinute);
-    QList<quint32> words;
-    int durationMs = 0;
-    int sampleRateHz = 0;
-    int channels = 0;
     const fingerprint::CalculationReport report =
-        fingerprint::calculate(arguments[1], words, durationMs, sampleRateHz, channels);
+        fingerprint::fingerprintFile(QFile::decodeName(arguments[1])).report;
     QFile status(QStringLiteral("/proc/self/status"));
     if (!status.open(QIODevice::ReadOnly)) {
         return 3;

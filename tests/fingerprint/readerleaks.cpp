@@ -24,9 +24,7 @@ void readAll(chromaprint::FFmpegAudioReader& reader)
 int useReaders(const char* way, const char* path)
 {
     if (std::strcmp(way, "fingerprint") == 0) {
-        QList<quint32> words;
-        int number = 0;
-        fingerprint::calculate(path, words, number, number, number);
+        fingerprint::fingerprintFile(QString::fromUtf8(path));
         return 2;
     }
     chromaprint::FFmpegAudioReader reader;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "fingerprint/ffmpegaudioreader.h"
-#include "fingerprint/fingerprintrecord.h"
+#include "fingerprint/fingerprintcalculation.h"
 #include "support/likeness.h"
 
 #include <QByteArray>
@@ -55,11 +55,33 @@ inline QByteArray errorOf(const chromaprint::FFmpegAudioReader& reader)
     return QByteArray::fromStdString(reader.ErrorMessage());
 }
 
-/** What Open() says about a file: empty when it opens. */
+/** The error of Open() for a file; empty when it opens. */
 inline QByteArray openError(const QString& path)
 {
     chromaprint::FFmpegAudioReader reader;
     return reader.Open(path.toStdString()) ? QByteArray() : errorOf(reader);
+}
+
+/** A file's record and report, by the names of their parts. */
+struct Fingerprinted
+{
+    QList<quint32> words;
+    int durationMs = 0;
+    int sampleRateHz = 0;
+    int channels = 0;
+    fingerprint::CalculationReport report;
+};
+
+inline Fingerprinted fingerprinted(const QString& path, const std::stop_token& stop = {})
+{
+    const auto [record, report] = fingerprint::fingerprintFile(path, stop);
+    const auto& [recordPath, words, durationMs, sampleRateHz, channels] = record;
+    return {words, durationMs, sampleRateHz, channels, report};
+}
+
+inline FingerprintRecord recordOf(const QString& path)
+{
+    return fingerprint::fingerprintFile(path).record;
 }
 
 inline const QList<quint32>& wordsOf(const FingerprintRecord& record)

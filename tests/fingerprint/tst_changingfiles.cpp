@@ -1,6 +1,5 @@
 #include "faults.h"
 #include "fingerprint/ffmpegaudioreader.h"
-#include "fingerprint/fingerprintcalculation.h"
 #include "reading.h"
 #include "support/media.h"
 
@@ -10,6 +9,8 @@
 
 #include <sys/stat.h>
 
+using reading::Fingerprinted;
+using reading::fingerprinted;
 using testmedia::MediaFolder;
 
 /** Files that shrink, vanish or become something else while they are read. */
@@ -34,24 +35,6 @@ private:
 namespace {
 
 constexpr double kSeconds = 20.0;
-
-struct Result
-{
-    QList<quint32> words;
-    QByteArrayList messages;
-    bool succeeded = false;
-};
-
-Result calculate(const QString& path)
-{
-    Result result;
-    int number = 0;
-    const fingerprint::CalculationReport report =
-        fingerprint::calculate(path.toUtf8().constData(), result.words, number, number, number);
-    result.succeeded = report.succeeded;
-    result.messages = report.messages;
-    return result;
-}
 
 } // namespace
 
@@ -83,8 +66,8 @@ void TestChangingFiles::fileThatShrinksGivesTheFingerprintOfAPart()
     QFETCH(const int, percent);
     const QString path =
         media.makeTune(QStringLiteral("shrinking.") + suffix, {.seed = 1, .seconds = kSeconds});
-    const Result whole = calculate(path);
-    QVERIFY(whole.succeeded);
+    const Fingerprinted whole = fingerprinted(path);
+    QVERIFY(whole.report.succeeded);
     const int feeds = faults::calls("chromaprint_feed");
 
     faults::reset();
@@ -93,9 +76,9 @@ void TestChangingFiles::fileThatShrinksGivesTheFingerprintOfAPart()
         QFile file(path);
         shrunk = file.resize(file.size() * percent / 100);
     });
-    const Result part = calculate(path);
+    const Fingerprinted part = fingerprinted(path);
     QVERIFY(shrunk);
-    QVERIFY2(part.succeeded, part.messages.value(0).constData());
+    QVERIFY2(part.report.succeeded, part.report.messages.value(0).constData());
     // What had been read before, and what the libraries had read ahead.
     QVERIFY(part.words.size() > whole.words.size() / 3);
     QVERIFY(part.words.size() < whole.words.size());
@@ -106,12 +89,12 @@ void TestChangingFiles::fileThatIsRemovedWhileItIsReadIsReadToTheEnd()
 {
     const QString path =
         media.makeTune(QStringLiteral("removed.flac"), {.seed = 1, .seconds = kSeconds});
-    const Result whole = calculate(path);
+    const Fingerprinted whole = fingerprinted(path);
     faults::reset();
     faults::onFeed(10, [&path] { QFile::remove(path); });
-    const Result removed = calculate(path);
+    const Fingerprinted removed = fingerprinted(path);
     QVERIFY(!QFile::exists(path));
-    QCOMPARE(removed.messages, QByteArrayList());
+    QCOMPARE(removed.report.messages, QByteArrayList());
     QCOMPARE(removed.words, whole.words);
 }
 
@@ -154,9 +137,9 @@ void TestChangingFiles::fileThatChangesBetweenItsTwoReadersFails()
                         "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\nswapped.flac\n");
         }
     });
-    const Result result = calculate(path);
+    const Fingerprinted result = fingerprinted(path);
     QCOMPARE(faults::calls("chromaprint_new"), 1);
-    QCOMPARE(result.messages, QByteArrayList{message});
+    QCOMPARE(result.report.messages, QByteArrayList{message});
     QVERIFY(QFile::remove(path) || QDir().rmdir(path) || change == u"removed");
 }
 
@@ -165,7 +148,7 @@ void TestChangingFiles::fileThatIsOverwrittenWhileItIsReadEndsTheReading()
     const QString path =
         media.makeTune(QStringLiteral("overwritten.flac"), {.seed = 1, .seconds = kSeconds});
     const qint64 size = QFileInfo(path).size();
-    const Result whole = calculate(path);
+    const Fingerprinted whole = fingerprinted(path);
     faults::reset();
     faults::onFeed(20, [&] {
         QFile file(path);
@@ -173,8 +156,8 @@ void TestChangingFiles::fileThatIsOverwrittenWhileItIsReadEndsTheReading()
         QVERIFY(file.open(QFile::ReadWrite) &&
                 file.write(QByteArray(static_cast<qsizetype>(size), '\xAA')) == size);
     });
-    const Result result = calculate(path);
-    QVERIFY(result.succeeded);
+    const Fingerprinted result = fingerprinted(path);
+    QVERIFY(result.report.succeeded);
     QVERIFY(!result.words.isEmpty() && result.words.size() < whole.words.size());
 }
 

@@ -1,6 +1,7 @@
 #include "fingerprint/fingerprintcalculation.h"
 
 #include "fingerprint/ffmpegaudioreader.h"
+#include "fingerprint/mediaduration.h"
 #include "reading.h"
 #include "support/media.h"
 #include "support/standardstreams.h"
@@ -18,11 +19,13 @@
 #include <unistd.h>
 
 using chromaprint::FFmpegAudioReader;
+using reading::Fingerprinted;
+using reading::fingerprinted;
 using testmedia::MediaFolder;
 using testmedia::StandardErrorCapture;
 using testmedia::StandardInputReplacement;
 
-/** The fingerprint of one file, and how failures are told. */
+/** The fingerprint of one file, and how failures are reported. */
 class TestFingerprintCalculation : public QObject
 {
     Q_OBJECT
@@ -42,14 +45,14 @@ private Q_SLOTS:
     void missingNameIsALogicError();
     void dashIsReadFromStandardInput();
     void dashIsAnOrdinaryNameForTheWholeCalculation();
-    void rateThatChromaprintRefusesIsTold();
-    void contextThatIsNoneIsTold();
+    void rateThatChromaprintRefusesIsReported();
+    void contextThatIsNoneIsReported();
     void emptyFingerprintOfALaterChunkIsNoError();
     void printResultAppendsTheContextsWords();
     void durationFollowsTheTimeBase_data();
     void durationFollowsTheTimeBase();
     void durationOfTheContainerIsTakenWhereTheStreamHasNone();
-    void durationIsMinusOneWhenNothingTellsIt();
+    void durationIsMinusOneWhenTheFileHasNone();
     void durationThatOverflowsWraps();
     void timestampIsTheSystemClocks();
 
@@ -68,8 +71,8 @@ struct ContextDeleter
 };
 using Context = std::unique_ptr<ChromaprintContext, ContextDeleter>;
 
-/** What a calculation writes, set to values that no calculation gives. */
-struct Result
+/** What fpcalc_main() writes, set to values that it never gives. */
+struct Written
 {
     QList<quint32> words;
     int durationMs = -77;
@@ -77,10 +80,10 @@ struct Result
     int channels = -77;
 };
 
-fingerprint::CalculationReport calculate(const QString& path, Result& result)
+void fingerprintInto(Written& written, const QString& path)
 {
-    return fingerprint::calculate(path.toUtf8().constData(), result.words, result.durationMs,
-                                  result.sampleRateHz, result.channels);
+    fpcalc_main(path.toUtf8().constData(), written.words, written.durationMs, written.sampleRateHz,
+                written.channels);
 }
 
 /** The words that the library gives for samples it is fed in one piece. */
@@ -114,8 +117,8 @@ void TestFingerprintCalculation::fingerprintIsThatOfTheDecodedSamples()
         testmedia::samplesOf({.seed = 5, .seconds = 30.0, .sampleRateHz = 11025, .channels = 1});
     const QString path =
         media.write(QStringLiteral("plain.wav"), testmedia::wavFile(samples, 11025, 1));
-    Result result;
-    QVERIFY(calculate(path, result).succeeded);
+    const Fingerprinted result = fingerprinted(path);
+    QVERIFY(result.report.succeeded);
     QVERIFY(result.words.size() > 200);
     QCOMPARE(result.words, fedDirectly(samples));
     QCOMPARE(result.durationMs, 30000);
@@ -126,8 +129,8 @@ void TestFingerprintCalculation::sampleRateAndChannelsAreTheSources()
     const QString path =
         media.makeTune(QStringLiteral("surround.m4a"),
                        {.seed = 1, .seconds = 5.0, .sampleRateHz = 48000, .channels = 6});
-    Result result;
-    QVERIFY(calculate(path, result).succeeded);
+    const Fingerprinted result = fingerprinted(path);
+    QVERIFY(result.report.succeeded);
     QCOMPARE(result.sampleRateHz, 48000);
     QCOMPARE(result.channels, 6);
 }
@@ -135,22 +138,19 @@ void TestFingerprintCalculation::sampleRateAndChannelsAreTheSources()
 void TestFingerprintCalculation::fingerprintIsAppended()
 {
     const QString path = media.filePath(QStringLiteral("tune.mp3"));
-    Result alone;
-    QVERIFY(calculate(path, alone).succeeded);
-    Result behind;
+    Written behind;
     behind.words = {1, 2, 3};
-    QVERIFY(calculate(path, behind).succeeded);
-    QCOMPARE(behind.words, QList<quint32>({1, 2, 3}) + alone.words);
+    fingerprintInto(behind, path);
+    QCOMPARE(behind.words, QList<quint32>({1, 2, 3}) + fingerprinted(path).words);
 }
 
 void TestFingerprintCalculation::printingAndReportingVariantsAgree()
 {
     const QString path = media.filePath(QStringLiteral("tune.mp3"));
-    Result reported;
-    const fingerprint::CalculationReport report = calculate(path, reported);
-    QVERIFY(report.succeeded && !report.stopped);
-    QCOMPARE(report.messages, QByteArrayList());
-    Result printed;
+    const Fingerprinted reported = fingerprinted(path);
+    QVERIFY(reported.report.succeeded && !reported.report.stopped);
+    QCOMPARE(reported.report.messages, QByteArrayList());
+    Written printed;
     StandardErrorCapture capture;
     QCOMPARE(fpcalc_main(path.toUtf8().constData(), printed.words, printed.durationMs,
                          printed.sampleRateHz, printed.channels),
@@ -164,12 +164,15 @@ void TestFingerprintCalculation::printingAndReportingVariantsAgree()
 
 void TestFingerprintCalculation::propertiesAreWrittenBeforeTheFingerprintFails()
 {
-    Result result;
-    QVERIFY(!calculate(media.filePath(QStringLiteral("nothing.wav")), result).succeeded);
+    StandardErrorCapture capture;
+    Written result;
+    QVERIFY_THROWS_EXCEPTION(
+        std::runtime_error, fingerprintInto(result, media.filePath(QStringLiteral("nothing.wav"))));
     QCOMPARE(result.sampleRateHz, 44100);
     QCOMPARE(result.channels, 2);
-    Result untouched;
-    QVERIFY(!calculate(QStringLiteral("/no/such/file"), untouched).succeeded);
+    Written untouched;
+    QVERIFY_THROWS_EXCEPTION(std::runtime_error,
+                             fingerprintInto(untouched, QStringLiteral("/no/such/file")));
     QCOMPARE(untouched.durationMs, -77);
     QCOMPARE(untouched.sampleRateHz, -77);
     QCOMPARE(untouched.channels, -77);
@@ -177,17 +180,16 @@ void TestFingerprintCalculation::propertiesAreWrittenBeforeTheFingerprintFails()
 
 void TestFingerprintCalculation::audioThatDecodesToNothingIsNotEnough()
 {
-    Result result;
-    QCOMPARE(calculate(media.filePath(QStringLiteral("nothing.wav")), result).messages,
-             QByteArrayList{"Not enough audio data"});
+    const Fingerprinted result = fingerprinted(media.filePath(QStringLiteral("nothing.wav")));
+    QCOMPARE(result.report.messages, QByteArrayList{"Not enough audio data"});
     QCOMPARE(result.words, QList<quint32>());
 }
 
 void TestFingerprintCalculation::tooShortAudioGivesAnEmptyFingerprint()
 {
     const QString path = media.makeTune(QStringLiteral("short.wav"), {.seed = 1, .seconds = 1.0});
-    Result result;
-    QCOMPARE(calculate(path, result).messages, QByteArrayList{"Empty fingerprint"});
+    const Fingerprinted result = fingerprinted(path);
+    QCOMPARE(result.report.messages, QByteArrayList{"Empty fingerprint"});
     QCOMPARE(result.words, QList<quint32>());
 }
 
@@ -212,12 +214,11 @@ void TestFingerprintCalculation::failureIsPrintedAndThrown()
 {
     QFETCH(const QString, path);
     QFETCH(const QByteArray, line);
-    Result result;
+    Written result;
     QByteArray thrown;
     StandardErrorCapture capture;
     try {
-        fpcalc_main(path.toUtf8().constData(), result.words, result.durationMs, result.sampleRateHz,
-                    result.channels);
+        fingerprintInto(result, path);
     } catch (const std::runtime_error& error) {
         thrown = error.what();
     }
@@ -230,9 +231,9 @@ void TestFingerprintCalculation::truncatedFileGivesTheFingerprintBeforeTheBreak(
 {
     const QString whole = media.filePath(QStringLiteral("tune.flac"));
     const QString cut = media.truncate(QStringLiteral("cut.flac"), whole, 0.6);
-    Result complete;
-    QVERIFY(calculate(whole, complete).succeeded);
-    Result broken;
+    const Fingerprinted complete = fingerprinted(whole);
+    QVERIFY(complete.report.succeeded);
+    Written broken;
     StandardErrorCapture capture;
     QCOMPARE(fpcalc_main(cut.toUtf8().constData(), broken.words, broken.durationMs,
                          broken.sampleRateHz, broken.channels),
@@ -246,7 +247,7 @@ void TestFingerprintCalculation::truncatedFileGivesTheFingerprintBeforeTheBreak(
 
 void TestFingerprintCalculation::missingNameIsALogicError()
 {
-    Result result;
+    Written result;
     const auto call = [&result] {
         fpcalc_main(nullptr, result.words, result.durationMs, result.sampleRateHz, result.channels);
     };
@@ -282,14 +283,11 @@ void TestFingerprintCalculation::dashIsReadFromStandardInput()
 
 void TestFingerprintCalculation::dashIsAnOrdinaryNameForTheWholeCalculation()
 {
-    Result result;
-    QCOMPARE(fingerprint::calculate("-", result.words, result.durationMs, result.sampleRateHz,
-                                    result.channels)
-                 .messages,
+    QCOMPARE(fingerprinted(QStringLiteral("-")).report.messages,
              QByteArrayList{"Could not open the input file (No such file or directory)"});
 }
 
-void TestFingerprintCalculation::rateThatChromaprintRefusesIsTold()
+void TestFingerprintCalculation::rateThatChromaprintRefusesIsReported()
 {
     const QString path = media.write(QStringLiteral("slow.wav"),
                                      testmedia::wavFile(QByteArray(4000, '\1'), 1000, 1));
@@ -303,7 +301,7 @@ void TestFingerprintCalculation::rateThatChromaprintRefusesIsTold()
     QVERIFY(capture.take().endsWith("ERROR: Could not initialize the fingerprinting process\n"));
 }
 
-void TestFingerprintCalculation::contextThatIsNoneIsTold()
+void TestFingerprintCalculation::contextThatIsNoneIsReported()
 {
     FFmpegAudioReader reader;
     QList<quint32> words;
@@ -373,27 +371,27 @@ void TestFingerprintCalculation::durationFollowsTheTimeBase()
     QFETCH(const int, denominator);
     QFETCH(const qint64, duration);
     QFETCH(const int, milliseconds);
-    QCOMPARE(fingerprint::durationInMilliseconds(numerator, denominator, duration), milliseconds);
+    QCOMPARE(chromaprint::durationInMilliseconds(numerator, denominator, duration), milliseconds);
 }
 
 void TestFingerprintCalculation::durationOfTheContainerIsTakenWhereTheStreamHasNone()
 {
     const QString path = media.makeTune(QStringLiteral("tune.mka"), {.seed = 1, .seconds = 6.0},
                                         {QStringLiteral("-c:a"), QStringLiteral("flac")});
-    Result result;
-    QVERIFY(calculate(path, result).succeeded);
+    const Fingerprinted result = fingerprinted(path);
+    QVERIFY(result.report.succeeded);
     QVERIFY2(result.durationMs >= 6000 && result.durationMs < 6050,
              qPrintable(QString::number(result.durationMs)));
 }
 
-void TestFingerprintCalculation::durationIsMinusOneWhenNothingTellsIt()
+void TestFingerprintCalculation::durationIsMinusOneWhenTheFileHasNone()
 {
     const QString path =
         media.makeTune(QStringLiteral("live.mka"), {.seed = 1, .seconds = 6.0},
                        {QStringLiteral("-c:a"), QStringLiteral("flac"), QStringLiteral("-live"),
                         QStringLiteral("1"), QStringLiteral("-f"), QStringLiteral("matroska")});
-    Result result;
-    QVERIFY(calculate(path, result).succeeded);
+    const Fingerprinted result = fingerprinted(path);
+    QVERIFY(result.report.succeeded);
     QCOMPARE(result.durationMs, -1);
 }
 
@@ -402,8 +400,8 @@ void TestFingerprintCalculation::durationThatOverflowsWraps()
     // Five minutes of samples that the header plays at one a second: 13,230,000,000 ms.
     const QString path = media.write(QStringLiteral("long.wav"),
                                      testmedia::wavFile(QByteArray(26460000, '\0'), 1, 1));
-    Result result;
-    QVERIFY(calculate(path, result).succeeded);
+    const Fingerprinted result = fingerprinted(path);
+    QVERIFY(result.report.succeeded);
     QCOMPARE(result.durationMs, static_cast<int>(13230000000LL & 0xFFFFFFFF));
 }
 

@@ -12,6 +12,7 @@
 using chromaprint::FFmpegAudioReader;
 using reading::Decoded;
 using reading::errorOf;
+using reading::fingerprinted;
 using reading::readToEnd;
 using testmedia::MediaFolder;
 using testmedia::StandardErrorCapture;
@@ -64,16 +65,6 @@ void setWorkingFormat(FFmpegAudioReader& reader)
 {
     reader.SetOutputSampleRate(11025);
     reader.SetOutputChannels(1);
-}
-
-fingerprint::CalculationReport calculate(const QString& path, const std::stop_token& stop = {})
-{
-    QList<quint32> words;
-    int durationMs = 0;
-    int sampleRateHz = 0;
-    int channels = 0;
-    return fingerprint::calculate(path.toUtf8().constData(), words, durationMs, sampleRateHz,
-                                  channels, stop);
 }
 
 } // namespace
@@ -282,7 +273,7 @@ void TestFingerprintFaults::sampleFormatThatChangesIsFollowed()
 
 void TestFingerprintFaults::fileIsOpenedTwice()
 {
-    QVERIFY(calculate(tune).succeeded);
+    QVERIFY(fingerprinted(tune).report.succeeded);
     QCOMPARE(faults::calls("avformat_open_input"), 2);
     QCOMPARE(faults::calls("av_log_set_level"), 2);
 }
@@ -351,7 +342,8 @@ void TestFingerprintFaults::stopEndsALongDecodeAtTheNextBlock()
     std::stop_source stop;
     faults::onFeed(1000, [&stop] { stop.request_stop(); });
     StandardErrorCapture capture;
-    const fingerprint::CalculationReport report = calculate(path, stop.get_token());
+    const fingerprint::CalculationReport report =
+        fingerprint::fingerprintFile(path, stop.get_token()).report;
     QCOMPARE(capture.take(), QByteArray());
     QVERIFY(report.stopped);
     QVERIFY(!report.succeeded);
@@ -364,7 +356,8 @@ void TestFingerprintFaults::stopWhileOpeningEndsTheCalculation()
 {
     std::stop_source stop;
     stop.request_stop();
-    const fingerprint::CalculationReport report = calculate(tune, stop.get_token());
+    const fingerprint::CalculationReport report =
+        fingerprint::fingerprintFile(tune, stop.get_token()).report;
     QVERIFY(report.stopped);
     QCOMPARE(report.messages, QByteArrayList());
     QCOMPARE(faults::calls("chromaprint_new"), 0);

@@ -1,12 +1,10 @@
-#include "fingerprint/fingerprintrecord.h"
-
 #include "fingerprint/audiofilediscovery.h"
+#include "fingerprint/fingerprintcalculation.h"
 #include "reading.h"
 #include "support/media.h"
 #include "support/standardstreams.h"
 
 #include <QFile>
-#include <QRegularExpression>
 #include <QTest>
 #include <QtConcurrent>
 
@@ -31,9 +29,9 @@ private Q_SLOTS:
     void initTestCase();
     void recordHoldsPathWordsAndTheSourcesProperties();
     void fileWithoutAudioGivesAnEmptyRecord();
-    void failureIsPrintedAndLoggedAsError();
+    void messagesArePrintedAsErrors();
     void valuesWrittenBeforeAFailureAreDiscarded();
-    void brokenFileKeepsItsPartAndTellsTheBreak();
+    void brokenFileKeepsItsPartAndReportsTheBreak();
     void requestedStopGivesAnEmptyRecordSilently();
     void stopFromAnotherThreadEndsALongDecode();
     void stopFromAnotherThreadEndsALongSearchForFrames();
@@ -61,8 +59,7 @@ void TestFingerprintRecord::recordHoldsPathWordsAndTheSourcesProperties()
     const QString path =
         media.makeTune(QStringLiteral("tune.flac"),
                        {.seed = 1, .seconds = 8.0, .sampleRateHz = 22050, .channels = 1});
-    const auto [recordPath, words, durationMs, sampleRateHz, channels] =
-        fingerprint::recordForFile(path);
+    const auto [recordPath, words, durationMs, sampleRateHz, channels] = reading::recordOf(path);
     QCOMPARE(recordPath, path);
     QVERIFY(words.size() > 30);
     QCOMPARE(durationMs, 8000);
@@ -73,45 +70,43 @@ void TestFingerprintRecord::recordHoldsPathWordsAndTheSourcesProperties()
 void TestFingerprintRecord::fileWithoutAudioGivesAnEmptyRecord()
 {
     const QString picture = media.makePicture(QStringLiteral("picture.mp4"));
-    QVERIFY(isFailure(fingerprint::recordForFile(picture), picture));
+    QVERIFY(isFailure(reading::recordOf(picture), picture));
 }
 
-void TestFingerprintRecord::failureIsPrintedAndLoggedAsError()
+void TestFingerprintRecord::messagesArePrintedAsErrors()
 {
-    QTest::ignoreMessage(QtDebugMsg, "ERROR");
     StandardErrorCapture capture;
-    fingerprint::recordForFile(QStringLiteral("/no/such/file.mp3"));
-    QCOMPARE(capture.take(),
-             QByteArray("ERROR: Could not open the input file (No such file or directory)\n"));
+    fingerprint::printMessages({});
+    fingerprint::printMessages({.messages = {"One", "Two (with a reason)"}});
+    QCOMPARE(capture.take(), QByteArray("ERROR: One\nERROR: Two (with a reason)\n"));
 }
 
 void TestFingerprintRecord::valuesWrittenBeforeAFailureAreDiscarded()
 {
     const QString path =
         media.write(QStringLiteral("nothing.wav"), testmedia::wavFile({}, 44100, 2));
-    QVERIFY(isFailure(fingerprint::recordForFile(path), path));
+    QVERIFY(isFailure(reading::recordOf(path), path));
 }
 
-void TestFingerprintRecord::brokenFileKeepsItsPartAndTellsTheBreak()
+void TestFingerprintRecord::brokenFileKeepsItsPartAndReportsTheBreak()
 {
     const QString whole =
         media.makeTune(QStringLiteral("whole.flac"), {.seed = 2, .seconds = 12.0});
     const QString cut = media.truncate(QStringLiteral("cut.flac"), whole, 0.7);
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".?")));
-    StandardErrorCapture capture;
-    const FingerprintRecord record = fingerprint::recordForFile(cut);
-    QCOMPARE(capture.take(), QByteArray("ERROR: Error reading from the audio source "
-                                        "(Invalid data found when processing input)\n"));
-    QVERIFY(likeness(record, fingerprint::recordForFile(whole)) == 100);
+    const auto [record, report] = fingerprint::fingerprintFile(cut);
+    QVERIFY(report.succeeded);
+    QCOMPARE(report.messages, QByteArrayList{"Error reading from the audio source "
+                                             "(Invalid data found when processing input)"});
+    QCOMPARE(likeness(record, reading::recordOf(whole)), 100);
 }
 
 void TestFingerprintRecord::requestedStopGivesAnEmptyRecordSilently()
 {
     std::stop_source stop;
     stop.request_stop();
-    StandardErrorCapture capture;
-    const FingerprintRecord record = fingerprint::recordForFile(tune, stop.get_token());
-    QCOMPARE(capture.take(), QByteArray());
+    const auto [record, report] = fingerprint::fingerprintFile(tune, stop.get_token());
+    QVERIFY(report.stopped);
+    QCOMPARE(report.messages, QByteArrayList());
     QVERIFY(isFailure(record, tune));
 }
 
@@ -121,7 +116,7 @@ void TestFingerprintRecord::stopFromAnotherThreadEndsALongDecode()
     const QString path = media.writeSparse(QStringLiteral("days.sw"), {}, 40000000000);
     std::stop_source stop;
     auto record = std::async(std::launch::async, [path, token = stop.get_token()] {
-        return fingerprint::recordForFile(path, token);
+        return fingerprint::fingerprintFile(path, token).record;
     });
     QVERIFY(record.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout);
     stop.request_stop();
@@ -191,9 +186,9 @@ void TestFingerprintRecord::unusualNamesGiveTheirOwnFilesRecord()
     const QStringList found =
         fingerprint::findAudioFiles({media.filePath(QStringLiteral("names"))});
     QVERIFY(found.contains(path));
-    const FingerprintRecord record = fingerprint::recordForFile(path);
+    const FingerprintRecord record = reading::recordOf(path);
     QCOMPARE(std::get<0>(record), path);
-    QCOMPARE(reading::wordsOf(record), reading::wordsOf(fingerprint::recordForFile(tune)));
+    QCOMPARE(reading::wordsOf(record), reading::wordsOf(reading::recordOf(tune)));
 }
 
 void TestFingerprintRecord::nameThatIsNotUtf8NeverGivesAnotherFilesRecord()
@@ -207,7 +202,7 @@ void TestFingerprintRecord::nameThatIsNotUtf8NeverGivesAnotherFilesRecord()
     QCOMPARE(fingerprint::findAudioFiles({folder}), QStringList());
     // What such a name looks like after decoding is the name of no file here.
     const QString decoded = QFile::decodeName(latin1);
-    QVERIFY(isFailure(fingerprint::recordForFile(decoded), decoded));
+    QVERIFY(isFailure(reading::recordOf(decoded), decoded));
     std::remove(latin1.constData());
 }
 
@@ -229,11 +224,8 @@ void TestFingerprintRecord::nameThatCannotBeEncodedNeverGivesAnotherFilesRecord(
     QFETCH(const QString, other);
     media.write(other, testmedia::contentOf(tune));
     const QString path = media.path() + u'/' + name;
-    QTest::ignoreMessage(QtDebugMsg, "ERROR");
-    StandardErrorCapture capture;
-    const FingerprintRecord record = fingerprint::recordForFile(path);
-    QCOMPARE(capture.take(),
-             QByteArray("ERROR: Could not open the input file (Invalid argument)\n"));
+    const auto [record, report] = fingerprint::fingerprintFile(path);
+    QCOMPARE(report.messages, QByteArrayList{"Could not open the input file (Invalid argument)"});
     QVERIFY(isFailure(record, path));
 }
 
@@ -241,7 +233,7 @@ void TestFingerprintRecord::pathsThatDifferOnlyInCaseAreDifferentFiles()
 {
     const QString lower = media.makeTune(QStringLiteral("case.mp3"), {.seed = 3, .seconds = 8.0});
     const QString upper = media.makeTune(QStringLiteral("CASE.mp3"), {.seed = 4, .seconds = 8.0});
-    QVERIFY(likeness(fingerprint::recordForFile(lower), fingerprint::recordForFile(upper)) < 50);
+    QVERIFY(likeness(reading::recordOf(lower), reading::recordOf(upper)) < 50);
 }
 
 void TestFingerprintRecord::poolsOfAnySizeGiveTheSerialRecords_data()
@@ -268,13 +260,13 @@ void TestFingerprintRecord::poolsOfAnySizeGiveTheSerialRecords()
     }
     QList<FingerprintRecord> serial;
     for (const QString& path : paths) {
-        serial.append(fingerprint::recordForFile(path));
+        serial.append(reading::recordOf(path));
     }
     QThreadPool pool;
     pool.setMaxThreadCount(threads);
-    const auto record = [](const QString& path) { return fingerprint::recordForFile(path); };
     for (int round = 0; round < 5; ++round) {
-        QCOMPARE(QtConcurrent::blockingMapped<QList<FingerprintRecord>>(&pool, paths, record),
+        QCOMPARE(QtConcurrent::blockingMapped<QList<FingerprintRecord>>(&pool, paths,
+                                                                        &reading::recordOf),
                  serial);
     }
 }

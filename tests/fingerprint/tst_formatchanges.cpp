@@ -1,4 +1,3 @@
-#include "fingerprint/fingerprintcalculation.h"
 #include "reading.h"
 #include "support/media.h"
 
@@ -64,16 +63,11 @@ Tune tuneOf(const Part& part)
 
 QList<quint32> fingerprintOf(const QString& path, QByteArrayList* messages = nullptr)
 {
-    QList<quint32> words;
-    int durationMs = 0;
-    int sampleRateHz = 0;
-    int channels = 0;
-    const fingerprint::CalculationReport report = fingerprint::calculate(
-        path.toUtf8().constData(), words, durationMs, sampleRateHz, channels);
+    const reading::Fingerprinted result = reading::fingerprinted(path);
     if (messages) {
-        *messages = report.messages;
+        *messages = result.report.messages;
     }
-    return words;
+    return result.words;
 }
 
 Decoded readAs(FFmpegAudioReader& reader, const QString& path, int rate, int channels)
@@ -99,7 +93,7 @@ void TestFormatChanges::streamThatChangesIsFollowed_data()
     const Part stereo = {1, 44100, 2};
     const Part mono = {2, 22050, 1};
     const Part surround = {3, 48000, 6};
-    const Part plain = {4, 11025, 1}; // as the fingerprint wants it
+    const Part plain = {4, 11025, 1}; // the format that is fingerprinted
     const QStringList untagged = {QStringLiteral("-id3v2_version"), QStringLiteral("0"),
                                   QStringLiteral("-write_xing"), QStringLiteral("0")};
     const QStringList vorbis = {QStringLiteral("-c:a"), QStringLiteral("libvorbis")};
@@ -323,7 +317,7 @@ void TestFormatChanges::oneHertzHeaderGivesBlocksOfTheBuffersSize()
 void TestFormatChanges::oneHertzHeaderOfALargeFileGivesTheFingerprintOfAPart()
 {
     QByteArray header = testmedia::wavFile({}, 1, 1);
-    header.replace(40, 4, QByteArray::fromHex("00E1F505")); // says 100 MB
+    header.replace(40, 4, QByteArray::fromHex("00E1F505")); // 100 MB
     const QString path =
         media.writeSparse(QStringLiteral("slow.wav"), header, header.size() + 100000000);
     QByteArrayList messages;

@@ -1,4 +1,3 @@
-#include "fingerprint/fingerprintcalculation.h"
 #include "matroska.h"
 #include "reading.h"
 #include "support/media.h"
@@ -8,6 +7,8 @@
 
 #include <limits>
 
+using reading::Fingerprinted;
+using reading::fingerprinted;
 using testmedia::MediaFolder;
 using testmedia::Tune;
 
@@ -41,26 +42,6 @@ constexpr auto kNoConverter = "Could not create an audio converter instance (Inv
 constexpr int kKilobyte = 1024;
 
 const Tune kSecond = {.seed = 1, .seconds = 1.0, .sampleRateHz = 44100, .channels = 1};
-
-/** All that a calculation tells. */
-struct Result
-{
-    QList<quint32> words;
-    int durationMs = 0;
-    int sampleRateHz = 0;
-    int channels = 0;
-    QByteArrayList messages;
-};
-
-Result calculate(const QString& path)
-{
-    Result result;
-    result.messages =
-        fingerprint::calculate(path.toUtf8().constData(), result.words, result.durationMs,
-                               result.sampleRateHz, result.channels)
-            .messages;
-    return result;
-}
 
 template <typename Number> QByteArray bigEndian(Number value)
 {
@@ -154,9 +135,9 @@ void TestHostileMedia::headerOfAFewHertzIsRead()
 {
     QFETCH(const int, rate);
     const QByteArray samples = testmedia::samplesOf(kSecond).repeated(5);
-    const Result result =
-        calculate(media.write(QStringLiteral("slow.wav"), testmedia::wavFile(samples, rate, 1)));
-    QCOMPARE(result.messages, QByteArrayList());
+    const Fingerprinted result = fingerprinted(
+        media.write(QStringLiteral("slow.wav"), testmedia::wavFile(samples, rate, 1)));
+    QCOMPARE(result.report.messages, QByteArrayList());
     QVERIFY(!result.words.isEmpty());
     QCOMPARE(result.sampleRateHz, rate);
     QCOMPARE(qint64{result.durationMs}, qint64{5} * 44100 * 1000 / rate);
@@ -181,9 +162,9 @@ void TestHostileMedia::headerOfRareChannelsIsReadOrRefused()
     QFETCH(const int, channels);
     QFETCH(const QByteArray, message);
     const QByteArray samples = testmedia::samplesOf(kSecond).repeated(64);
-    const Result result = calculate(
+    const Fingerprinted result = fingerprinted(
         media.write(QStringLiteral("channels.wav"), testmedia::wavFile(samples, 44100, channels)));
-    QCOMPARE(result.messages.value(0), message);
+    QCOMPARE(result.report.messages.value(0), message);
     QCOMPARE(result.words.isEmpty(), !message.isEmpty());
 }
 
@@ -207,8 +188,9 @@ void TestHostileMedia::absurdDurationIsOnlyANumber()
     QFETCH(const int, durationMs);
     const QByteArray content = matroska::file({matroska::soundTrack(1)}, fiveBlocks(),
                                               matroska::element("4489", bigEndian(duration)));
-    const Result result = calculate(media.write(QStringLiteral("duration.mka"), content));
-    QCOMPARE(result.messages, QByteArrayList());
+    const Fingerprinted result =
+        fingerprinted(media.write(QStringLiteral("duration.mka"), content));
+    QCOMPARE(result.report.messages, QByteArrayList());
     QVERIFY(!result.words.isEmpty());
     QCOMPARE(result.durationMs, durationMs);
 }
@@ -263,23 +245,25 @@ void TestHostileMedia::gigabytesAnnouncedInAKilobyteAreNotBelieved()
     QFETCH(const QString, suffix);
     QFETCH(const QByteArray, content);
     QCOMPARE(content.size(), kKilobyte);
-    const Result result = calculate(media.write(QStringLiteral("announced.") + suffix, content));
+    const Fingerprinted result =
+        fingerprinted(media.write(QStringLiteral("announced.") + suffix, content));
     QVERIFY(result.words.isEmpty());
-    QCOMPARE(result.messages.size(), 1);
+    QCOMPARE(result.report.messages.size(), 1);
 }
 
 void TestHostileMedia::oneStreamOfAThousandIsRead()
 {
-    const Result result = calculate(media.write(QStringLiteral("many.mka"), fileOfStreams(1000)));
-    QCOMPARE(result.messages, QByteArrayList());
+    const Fingerprinted result =
+        fingerprinted(media.write(QStringLiteral("many.mka"), fileOfStreams(1000)));
+    QCOMPARE(result.report.messages, QByteArrayList());
     QVERIFY(!result.words.isEmpty());
 }
 
 void TestHostileMedia::fileOfThousandsOfStreamsIsRefused()
 {
-    const Result result =
-        calculate(media.write(QStringLiteral("thousands.mka"), fileOfStreams(5000)));
-    QCOMPARE(result.messages,
+    const Fingerprinted result =
+        fingerprinted(media.write(QStringLiteral("thousands.mka"), fileOfStreams(5000)));
+    QCOMPARE(result.report.messages,
              QByteArrayList{"Could not open the input file (Cannot allocate memory)"});
 }
 
@@ -336,8 +320,9 @@ void TestHostileMedia::streamThatChangesEverySecondIsFollowed()
     for (qsizetype second = 0; second < kSeconds; ++second) {
         sequence.append(parts.at(second % parts.size()));
     }
-    const Result result = calculate(media.join(QStringLiteral("changing.") + suffix, sequence));
-    QVERIFY2(result.messages.isEmpty(), result.messages.join(", ").constData());
+    const Fingerprinted result =
+        fingerprinted(media.join(QStringLiteral("changing.") + suffix, sequence));
+    QVERIFY2(result.report.messages.isEmpty(), result.report.messages.join(", ").constData());
     // Eight words a second, but for the start; what a converter holds back at a change is dropped.
     QVERIFY2(result.words.size() > kSeconds * 6 && result.words.size() < kSeconds * 9,
              qPrintable(QString::number(result.words.size())));

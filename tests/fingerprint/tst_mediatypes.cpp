@@ -1,5 +1,4 @@
 #include "fingerprint/audiofilediscovery.h"
-#include "fingerprint/fingerprintrecord.h"
 #include "reading.h"
 #include "support/media.h"
 
@@ -50,9 +49,9 @@ QStringList words(const char* text)
 
 void TestMediaTypes::initTestCase()
 {
-    reference = fingerprint::recordForFile(
+    reference = reading::recordOf(
         media.makeTune(QStringLiteral("reference.wav"), {.seed = 1, .seconds = kSeconds}));
-    other = fingerprint::recordForFile(
+    other = reading::recordOf(
         media.makeTune(QStringLiteral("other.wav"), {.seed = 2, .seconds = kSeconds}));
 }
 
@@ -61,7 +60,7 @@ void TestMediaTypes::differentTunesAreUnalike()
     QList<FingerprintRecord> records;
     for (unsigned seed = 1; seed <= 16; ++seed) {
         const Tune tune = {.seed = seed, .seconds = kSeconds, .sampleRateHz = 22050, .channels = 1};
-        records.append(fingerprint::recordForFile(media.write(
+        records.append(reading::recordOf(media.write(
             QStringLiteral("seed.wav"), testmedia::wavFile(testmedia::samplesOf(tune), 22050, 1))));
         for (qsizetype i = 0; i + 1 < records.size(); ++i) {
             const int alike = likeness(records.at(i), records.last());
@@ -132,7 +131,7 @@ void TestMediaTypes::sameTuneIsAlikeInEveryType()
         film ? media.makeFilm(name, tune, arguments) : media.makeTune(name, tune, arguments);
     QVERIFY(fingerprint::findAudioFiles({QFileInfo(path).path()}).contains(path));
 
-    const FingerprintRecord record = fingerprint::recordForFile(path);
+    const FingerprintRecord record = reading::recordOf(path);
     const QByteArray found = QByteArray::number(likeness(record, reference));
     QVERIFY2(likeness(record, reference) >= kAlike, found.constData());
     QVERIFY(likeness(record, other) < kUnalike);
@@ -161,8 +160,8 @@ void TestMediaTypes::coverPictureChangesNothing()
         media.makeTune(QStringLiteral("bare.") + suffix, {.seed = 3, .seconds = kSeconds});
     const QString covered = media.addCover(QStringLiteral("covered.") + suffix, plain,
                                            media.makePicture(picture, 600, 600));
-    const FingerprintRecord expected = fingerprint::recordForFile(plain);
-    const FingerprintRecord record = fingerprint::recordForFile(covered);
+    const FingerprintRecord expected = reading::recordOf(plain);
+    const FingerprintRecord record = reading::recordOf(covered);
     QVERIFY(!reading::wordsOf(record).isEmpty());
     QCOMPARE(reading::wordsOf(record), reading::wordsOf(expected));
     QCOMPARE(std::get<3>(record), 44100);
@@ -184,7 +183,7 @@ void TestMediaTypes::rateAndChannelsChangeLittle()
 {
     QFETCH(const int, rate);
     QFETCH(const int, channels);
-    const FingerprintRecord record = fingerprint::recordForFile(
+    const FingerprintRecord record = reading::recordOf(
         media.makeTune(QStringLiteral("rate.flac"), {.seed = 1, .seconds = kSeconds},
                        {QStringLiteral("-ar"), QString::number(rate), QStringLiteral("-ac"),
                         QString::number(channels)}));
@@ -222,7 +221,7 @@ void TestMediaTypes::typeWithoutAudioGivesAnEmptyRecord_data()
 void TestMediaTypes::typeWithoutAudioGivesAnEmptyRecord()
 {
     QFETCH(const QString, path);
-    QVERIFY(isFailure(fingerprint::recordForFile(path), path));
+    QVERIFY(isFailure(reading::recordOf(path), path));
 }
 
 void TestMediaTypes::anyBytesOfARawTypeAreSound()
@@ -230,7 +229,7 @@ void TestMediaTypes::anyBytesOfARawTypeAreSound()
     const QByteArray text =
         QByteArray("Raw types are known by their names alone. ").repeated(20000);
     const FingerprintRecord record =
-        fingerprint::recordForFile(media.write(QStringLiteral("text.sw"), text));
+        reading::recordOf(media.write(QStringLiteral("text.sw"), text));
     QVERIFY(!reading::wordsOf(record).isEmpty());
     QCOMPARE(std::get<3>(record), 44100);
     QCOMPARE(std::get<4>(record), 1);

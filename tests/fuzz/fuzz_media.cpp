@@ -95,12 +95,8 @@ void readUnconverted(const std::string& path)
 
 void checkFingerprint(const QByteArray& path)
 {
-    QList<quint32> words;
-    int durationMs = 0;
-    int sampleRateHz = 0;
-    int channels = 0;
-    const fingerprint::CalculationReport report =
-        fingerprint::calculate(path.constData(), words, durationMs, sampleRateHz, channels);
+    const auto [record, report] = fingerprint::fingerprintFile(QString::fromUtf8(path));
+    const auto& [recordPath, words, durationMs, sampleRateHz, channels] = record;
     fuzz::require(!report.stopped, "stopped although nobody asked for it");
     fuzz::require(report.succeeded == !words.isEmpty(), "success and fingerprint disagree");
     fuzz::require(report.succeeded || !report.messages.isEmpty(), "a failure without a reason");

@@ -1,4 +1,6 @@
 #include "search/fingerprintcollection.h"
+
+#include "fingerprint/fingerprintcalculation.h"
 #include "search/fingerprintstore.h"
 #include "support/media.h"
 #include "support/standardstreams.h"
