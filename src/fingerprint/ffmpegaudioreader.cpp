@@ -1,5 +1,6 @@
 #include "fingerprint/ffmpegaudioreader.h"
 
+#include "fingerprint/decodercontext.h"
 #include "fingerprint/mediaduration.h"
 #include "fingerprint/mediafile.h"
 #include "fingerprint/mediainput.h"
@@ -9,7 +10,6 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
-#include <libavutil/channel_layout.h>
 #include <libavutil/dict.h>
 #include <libavutil/error.h>
 #include <libavutil/frame.h>
@@ -40,37 +40,6 @@ constexpr std::size_t kReasonLength = 64; // bytes of FFmpeg's description of an
 int stopRequested(void* token)
 {
     return static_cast<const std::stop_token*>(token)->stop_requested() ? 1 : 0;
-}
-
-/**
- * The one allocation that closing leaves behind on purpose, see Close(); null when it fails. The
- * leak check knows it by this function (tests/support/leaks.supp), so nothing else is allocated
- * here.
- */
-AVCodecContext* newDecoderContext(const AVCodec* decoder)
-{
-    AVCodecContext* context = avcodec_alloc_context3(decoder);
-    if (context) {
-        context->request_sample_fmt = AV_SAMPLE_FMT_S16;
-    }
-    return context;
-}
-
-/** Releases what a decoder holds, but for the context object itself. */
-void closeDecoder(AVCodecContext* context)
-{
-#if defined(__GNUC__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-#endif
-    avcodec_close(context);
-#if defined(__GNUC__)
-#pragma GCC diagnostic pop
-#endif
-    // The stream's own headers, copied into the context, can be of any size a file likes.
-    av_freep(&context->extradata);
-    context->extradata_size = 0;
-    av_channel_layout_uninit(&context->ch_layout);
 }
 
 AudioFormat formatOf(const AVCodecContext& decoder)
@@ -110,8 +79,7 @@ void FFmpegAudioReader::Close()
     av_packet_free(&packet);
     streamIndex = -1;
     if (codecContext) {
-        // Only closed: a file costs the bare context, less than a kilobyte.
-        closeDecoder(codecContext);
+        releaseDecoderContext(codecContext);
         codecContext = nullptr;
     }
     if (formatContext) {

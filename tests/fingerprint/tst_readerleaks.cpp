@@ -6,11 +6,15 @@
 #include <QRegularExpression>
 #include <QTest>
 
+extern "C" {
+#include <libavcodec/version.h>
+}
+
 using testmedia::MediaFolder;
 
 /**
- * What readers leave behind, counted by LeakSanitizer in processes of their own: one codec context
- * for each that had a decoder, and nothing else whatsoever.
+ * The leaks of readers, counted by LeakSanitizer in processes of their own: one codec context for
+ * each that had a decoder, and nothing else.
  */
 class TestReaderLeaks : public QObject
 {
@@ -28,7 +32,7 @@ namespace {
 
 constexpr int kRounds = 7;
 
-/** What a process told, and the leak check at its end. */
+/** The output of a process, and of the leak check at its end. */
 struct Run
 {
     int exitCode = -1;
@@ -75,9 +79,12 @@ void TestReaderLeaks::everyClosedReaderLeavesOneContextAndNoMore_data()
     const QString flac = media.makeTune(QStringLiteral("tune.flac"), {.seed = 1, .seconds = 3.0});
     const QString ogg = media.makeTune(QStringLiteral("tune.ogg"), {.seed = 1, .seconds = 3.0});
     const QString m4a = media.makeTune(QStringLiteral("tune.m4a"), {.seed = 1, .seconds = 3.0});
+    // From FFmpeg 8 on, the context itself is freed, too.
+    constexpr bool kContextsStay = LIBAVCODEC_VERSION_MAJOR < 62;
     const auto row = [](const char* name, const char* way, const QString& path, int opened,
                         int left) {
-        QTest::newRow(name) << QString::fromLatin1(way) << path << opened << left;
+        QTest::newRow(name) << QString::fromLatin1(way) << path << opened
+                            << (kContextsStay ? left : 0);
     };
     row("opened only", "open", mp3, 1, 1);
     row("read to the end", "read", mp3, 1, 1);
@@ -114,7 +121,7 @@ void TestReaderLeaks::everyClosedReaderLeavesOneContextAndNoMore()
     const int contexts = numberIn(suppressed.report, R"(^\s*(\d+)\s+\d+\s+newDecoderContext$)");
     QCOMPARE(contexts, leftEachTime == 0 ? -1 : leftEachTime * kRounds);
 
-    // Without suppressions all leaks are counted, also those that a suppression might swallow.
+    // Without suppressions every leak counts, also one that a suppression would hide.
     const Run plain = runReaders(way, path, QStringLiteral("/dev/null"));
     const int allocations = numberIn(plain.report, R"(^SUMMARY: .* leaked in (\d+) allocation)");
     QCOMPARE(allocations, leftEachTime == 0 ? -1 : leftEachTime * kRounds);
