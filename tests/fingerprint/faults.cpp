@@ -8,10 +8,13 @@
 extern "C" {
 #include <libavcodec/packet.h>
 #include <libavutil/frame.h>
+#include <libavutil/mem.h>
+#include <libavutil/opt.h>
 #include <libavutil/samplefmt.h>
 }
 
 #include <dlfcn.h>
+#include <sys/types.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -41,9 +44,10 @@ struct State
     QSet<const void*> decoders;
     bool emptyPacketNext = false;
     int packetsNotReleased = 0;
+    QByteArray actionIn;
     int actionAt = 0;
     std::function<void()> action;
-    std::function<void()> newContextAction;
+    bool probedSoundOnly = false;
     bool dropFeed = false;
     qint64 samplesFed = 0;
 };
@@ -65,10 +69,19 @@ bool take(Plan& plan, const char* function)
     return true;
 }
 
+/** Counts a call, and does what is planned for it. */
+void count(const char* function)
+{
+    const int call = ++state.calls[function];
+    if (state.action && state.actionIn == function && state.actionAt == call) {
+        state.action();
+    }
+}
+
 /** Counts a call; true when it is to fail with state.next.result. */
 bool enter(const char* function)
 {
-    ++state.calls[function];
+    count(function);
     return take(state.next, function);
 }
 
@@ -97,15 +110,27 @@ void widen(AVFrame* frame)
 
 extern "C" {
 
+ssize_t read(int descriptor, void* buffer, size_t size)
+{
+    if (state.action && state.actionIn == "read") {
+        count("read");
+    }
+    return original<decltype(read)>("read")(descriptor, buffer, size);
+}
+
 int avformat_open_input(void** context, const char* url, const void* format, void** options)
 {
-    ++state.calls["avformat_open_input"];
+    count("avformat_open_input");
     return original<decltype(avformat_open_input)>("avformat_open_input")(context, url, format,
                                                                           options);
 }
 
 int avformat_find_stream_info(void* context, void** options)
 {
+    uint8_t* whitelist = nullptr;
+    state.probedSoundOnly = av_opt_get(context, "codec_whitelist", 0, &whitelist) >= 0 &&
+                            QByteArrayView(whitelist).contains("mp3");
+    av_free(whitelist);
     if (take(state.afterProbing, "avformat_find_stream_info")) {
         return state.afterProbing.result;
     }
@@ -129,7 +154,7 @@ void av_dump_format(void* context, int index, const char* url, int isOutput)
 
 void av_log_set_level(int level)
 {
-    ++state.calls["av_log_set_level"];
+    count("av_log_set_level");
     original<decltype(av_log_set_level)>("av_log_set_level")(level);
 }
 
@@ -156,6 +181,7 @@ int avcodec_parameters_to_context(void* context, const void* parameters)
 
 int av_read_frame(void* context, AVPacket* packet)
 {
+    count("av_read_frame");
     if (packet->side_data_elems != 0 || packet->buf) {
         ++state.packetsNotReleased;
     }
@@ -169,7 +195,7 @@ int av_read_frame(void* context, AVPacket* packet)
 
 int avcodec_send_packet(void* context, const void* packet)
 {
-    ++state.calls["avcodec_send_packet"];
+    count("avcodec_send_packet");
     state.decoders.insert(context);
     return original<decltype(avcodec_send_packet)>("avcodec_send_packet")(context, packet);
 }
@@ -225,16 +251,13 @@ int swr_convert(void* context, void* output, int outputSamples, void* input, int
 
 ChromaprintContext* chromaprint_new(int algorithm)
 {
-    ++state.calls["chromaprint_new"];
-    if (const auto action = std::exchange(state.newContextAction, nullptr)) {
-        action();
-    }
+    count("chromaprint_new");
     return original<decltype(chromaprint_new)>("chromaprint_new")(algorithm);
 }
 
 void chromaprint_free(ChromaprintContext* context)
 {
-    ++state.calls["chromaprint_free"];
+    count("chromaprint_free");
     original<decltype(chromaprint_free)>("chromaprint_free")(context);
 }
 
@@ -245,18 +268,15 @@ int chromaprint_start(ChromaprintContext* context, int rate, int channels)
                                             context, rate, channels);
 }
 
-int chromaprint_feed(ChromaprintContext* context, const int16_t* samples, int count)
+int chromaprint_feed(ChromaprintContext* context, const int16_t* samples, int size)
 {
     if (enter("chromaprint_feed")) {
         return state.next.result;
     }
-    state.samplesFed += count;
-    if (state.action && state.calls.value("chromaprint_feed") == state.actionAt) {
-        state.action();
-    }
+    state.samplesFed += size;
     return state.dropFeed
                ? 1
-               : original<decltype(chromaprint_feed)>("chromaprint_feed")(context, samples, count);
+               : original<decltype(chromaprint_feed)>("chromaprint_feed")(context, samples, size);
 }
 
 int chromaprint_finish(ChromaprintContext* context)
@@ -352,15 +372,16 @@ int packetsNotReleased()
     return state.packetsNotReleased;
 }
 
-void onNewContext(std::function<void()> action)
+void onCall(const QByteArray& function, int call, std::function<void()> action)
 {
-    state.newContextAction = std::move(action);
-}
-
-void onFeed(int call, std::function<void()> action)
-{
+    state.actionIn = function;
     state.actionAt = call;
     state.action = std::move(action);
+}
+
+bool probedSoundOnly()
+{
+    return state.probedSoundOnly;
 }
 
 void countWithoutFeeding()

@@ -8,7 +8,7 @@ struct ChromaprintContextPrivate;
 
 /**
  * Stands between the fingerprint library and the libraries below it: the functions named here are
- * defined once more in the test program, count their calls, fail where a test says so, and
+ * defined once more in the test program, count their calls, fail where a test plans it, and
  * otherwise hand everything on. What is decoded and fingerprinted stays real.
  */
 namespace faults {
@@ -53,11 +53,14 @@ void deliverEmptyPacket();
 /** How often a packet was to be filled that still owned something. */
 int packetsNotReleased();
 
-/** Calls \a action in the given call of chromaprint_feed(), counted from 1. */
-void onFeed(int call, std::function<void()> action);
+/**
+ * Calls \a action in the given call of \a function, counted from 1: since reset(), or since now for
+ * "read", the system's own.
+ */
+void onCall(const QByteArray& function, int call, std::function<void()> action);
 
-/** Calls \a action in the next call of chromaprint_new(): between the two readers of a file. */
-void onNewContext(std::function<void()> action);
+/** Whether the container that was probed last had its decoders limited to those of sound. */
+bool probedSoundOnly();
 
 /** Lets chromaprint_feed() count what it is given and drop it. */
 void countWithoutFeeding();

@@ -72,7 +72,7 @@ void TestChangingFiles::fileThatShrinksGivesTheFingerprintOfAPart()
 
     faults::reset();
     bool shrunk = false;
-    faults::onFeed(feeds / 2, [&] {
+    faults::onCall("chromaprint_feed", feeds / 2, [&] {
         QFile file(path);
         shrunk = file.resize(file.size() * percent / 100);
     });
@@ -91,7 +91,7 @@ void TestChangingFiles::fileThatIsRemovedWhileItIsReadIsReadToTheEnd()
         media.makeTune(QStringLiteral("removed.flac"), {.seed = 1, .seconds = kSeconds});
     const Fingerprinted whole = fingerprinted(path);
     faults::reset();
-    faults::onFeed(10, [&path] { QFile::remove(path); });
+    faults::onCall("chromaprint_feed", 10, [&path] { QFile::remove(path); });
     const Fingerprinted removed = fingerprinted(path);
     QVERIFY(!QFile::exists(path));
     QCOMPARE(removed.report.messages, QByteArrayList());
@@ -122,7 +122,7 @@ void TestChangingFiles::fileThatChangesBetweenItsTwoReadersFails()
     QFETCH(const QByteArray, message);
     const QString path =
         media.makeTune(QStringLiteral("swapped.flac"), {.seed = 1, .seconds = 3.0});
-    faults::onNewContext([&] {
+    faults::onCall("chromaprint_new", 1, [&] {
         QFile::remove(path);
         if (change == u"emptied") {
             media.write(QStringLiteral("swapped.flac"), {});
@@ -150,7 +150,7 @@ void TestChangingFiles::fileThatIsOverwrittenWhileItIsReadEndsTheReading()
     const qint64 size = QFileInfo(path).size();
     const Fingerprinted whole = fingerprinted(path);
     faults::reset();
-    faults::onFeed(20, [&] {
+    faults::onCall("chromaprint_feed", 20, [&] {
         QFile file(path);
         // In place, as a program does that writes the same file again.
         QVERIFY(file.open(QFile::ReadWrite) &&

@@ -5,9 +5,11 @@
 #include "support/media.h"
 #include "support/standardstreams.h"
 
+#include <QFile>
 #include <QTest>
 
 #include <stdexcept>
+#include <thread>
 
 using chromaprint::FFmpegAudioReader;
 using reading::Decoded;
@@ -28,15 +30,15 @@ class TestFingerprintFaults : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
-    void failureOfALibraryCallInOpenIsTold_data();
-    void failureOfALibraryCallInOpenIsTold();
+    void failureOfALibraryCallInOpenIsReported_data();
+    void failureOfALibraryCallInOpenIsReported();
     void failedAllocationsInOpenAreSilent_data();
     void failedAllocationsInOpenAreSilent();
     void decoderThatFailsIsADecodeError();
-    void bufferThatCannotBeAllocatedIsTold();
+    void bufferThatCannotBeAllocatedIsReported();
     void conversionFailureOfAFrameHasNoDetail();
     void conversionFailureWhileDrainingHasTheDecodersReason();
-    void converterThatCannotBeBuiltInTheMiddleIsTold();
+    void converterThatCannotBeBuiltInTheMiddleIsReported();
     void matchingSourceGetsNoConverterAndPointsIntoTheFrame();
     void bufferIsSizedByTheDecodersChannelsAndAllocatedOnce();
     void converterIsDrainedExactlyOnce();
@@ -47,8 +49,13 @@ private Q_SLOTS:
     void failureOfChromaprintIsPrintedAndThrown_data();
     void failureOfChromaprintIsPrintedAndThrown();
     void longRecordingIsCutAtTheLimit();
-    void stopEndsALongDecodeAtTheNextBlock();
+    void stopFromAnotherThreadEndsALongDecodeAtTheNextBlock();
+    void stopEndsALongSearchForFrames();
     void stopWhileOpeningEndsTheCalculation();
+    void stopWithinABlockEndsTheCalculation();
+    void stopBehindTheLastBlockChangesNothing();
+    void onlySoundIsProbedWherePicturesAreNotKnownToBeSmall_data();
+    void onlySoundIsProbedWherePicturesAreNotKnownToBeSmall();
 
 private:
     MediaFolder media;
@@ -82,7 +89,7 @@ void TestFingerprintFaults::init()
     faults::reset();
 }
 
-void TestFingerprintFaults::failureOfALibraryCallInOpenIsTold_data()
+void TestFingerprintFaults::failureOfALibraryCallInOpenIsReported_data()
 {
     QTest::addColumn<QByteArray>("function");
     QTest::addColumn<QByteArray>("message");
@@ -97,7 +104,7 @@ void TestFingerprintFaults::failureOfALibraryCallInOpenIsTold_data()
         << QByteArray("Could not create an audio converter instance (Invalid argument)");
 }
 
-void TestFingerprintFaults::failureOfALibraryCallInOpenIsTold()
+void TestFingerprintFaults::failureOfALibraryCallInOpenIsReported()
 {
     QFETCH(const QByteArray, function);
     QFETCH(const QByteArray, message);
@@ -141,7 +148,7 @@ void TestFingerprintFaults::decoderThatFailsIsADecodeError()
              QByteArray("Error decoding the audio source (Cannot allocate memory)"));
 }
 
-void TestFingerprintFaults::bufferThatCannotBeAllocatedIsTold()
+void TestFingerprintFaults::bufferThatCannotBeAllocatedIsReported()
 {
     FFmpegAudioReader reader;
     setWorkingFormat(reader);
@@ -177,7 +184,7 @@ void TestFingerprintFaults::conversionFailureWhileDrainingHasTheDecodersReason()
     QCOMPARE(reader.ErrorCode(), -EAGAIN);
 }
 
-void TestFingerprintFaults::converterThatCannotBeBuiltInTheMiddleIsTold()
+void TestFingerprintFaults::converterThatCannotBeBuiltInTheMiddleIsReported()
 {
     FFmpegAudioReader reader;
     setWorkingFormat(reader);
@@ -335,12 +342,13 @@ void TestFingerprintFaults::longRecordingIsCutAtTheLimit()
     faults::freeContext(context);
 }
 
-void TestFingerprintFaults::stopEndsALongDecodeAtTheNextBlock()
+void TestFingerprintFaults::stopFromAnotherThreadEndsALongDecodeAtTheNextBlock()
 {
     // Five days of raw samples.
     const QString path = media.writeSparse(QStringLiteral("days.sw"), {}, 40000000000);
     std::stop_source stop;
-    faults::onFeed(1000, [&stop] { stop.request_stop(); });
+    faults::onCall("chromaprint_feed", 1000,
+                   [&stop] { std::thread([&stop] { stop.request_stop(); }).join(); });
     StandardErrorCapture capture;
     const fingerprint::CalculationReport report =
         fingerprint::fingerprintFile(path, stop.get_token()).report;
@@ -352,6 +360,30 @@ void TestFingerprintFaults::stopEndsALongDecodeAtTheNextBlock()
     QCOMPARE(faults::calls("chromaprint_finish"), 0);
 }
 
+/**
+ * A song, then hundreds of gigabytes in which the demuxer searches for the next frame, all in one
+ * call: only FFmpeg's own question, whether to go on, can end this.
+ */
+void TestFingerprintFaults::stopEndsALongSearchForFrames()
+{
+    const QString path =
+        media.writeSparse(QStringLiteral("tail.mp3"), testmedia::contentOf(tune), 800000000000);
+    std::stop_source stop;
+    FFmpegAudioReader reader;
+    reader.SetStopToken(stop.get_token());
+    QVERIFY(reader.Open(path.toStdString()));
+    constexpr int kReadsBehindTheSong = 200;
+    faults::onCall("read", kReadsBehindTheSong, [&stop] { stop.request_stop(); });
+    const Decoded decoded = readToEnd(reader);
+    QVERIFY(stop.stop_requested());
+    QVERIFY(!decoded.completed);
+    QVERIFY(decoded.frames > 5 * 44100);
+    QCOMPARE(errorOf(reader),
+             QByteArray("Error reading from the audio source (Immediate exit requested)"));
+    QVERIFY2(faults::calls("read") <= kReadsBehindTheSong + 1,
+             qPrintable(QString::number(faults::calls("read"))));
+}
+
 void TestFingerprintFaults::stopWhileOpeningEndsTheCalculation()
 {
     std::stop_source stop;
@@ -361,6 +393,73 @@ void TestFingerprintFaults::stopWhileOpeningEndsTheCalculation()
     QVERIFY(report.stopped);
     QCOMPARE(report.messages, QByteArrayList());
     QCOMPARE(faults::calls("chromaprint_new"), 0);
+}
+
+void TestFingerprintFaults::stopWithinABlockEndsTheCalculation()
+{
+    std::stop_source stop;
+    faults::onCall("av_read_frame", 30, [&stop] { stop.request_stop(); });
+    const auto [record, report] = fingerprint::fingerprintFile(plain, stop.get_token());
+    QVERIFY(stop.stop_requested());
+    QVERIFY(faults::calls("chromaprint_feed") > 0);
+    QCOMPARE(faults::calls("chromaprint_finish"), 0);
+    QVERIFY(report.stopped);
+    QVERIFY(!report.succeeded);
+    QCOMPARE(report.messages, QByteArrayList());
+    QVERIFY(reading::isFailure(record, plain));
+}
+
+/** Then the fingerprint is whole, and may be kept. */
+void TestFingerprintFaults::stopBehindTheLastBlockChangesNothing()
+{
+    const FingerprintRecord whole = reading::recordOf(plain);
+    faults::reset();
+    std::stop_source stop;
+    faults::onCall("chromaprint_finish", 1, [&stop] { stop.request_stop(); });
+    const auto [record, report] = fingerprint::fingerprintFile(plain, stop.get_token());
+    QVERIFY(stop.stop_requested());
+    QVERIFY(report.succeeded);
+    QVERIFY(!report.stopped);
+    QCOMPARE(record, whole);
+}
+
+void TestFingerprintFaults::onlySoundIsProbedWherePicturesAreNotKnownToBeSmall_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("size");
+    QTest::addColumn<bool>("isStandardInput");
+    QTest::addColumn<bool>("soundOnly");
+    const auto row = [](const char* description, const char* name, const char* size,
+                        bool isStandardInput, bool soundOnly) {
+        QTest::newRow(description) << QString::fromLatin1(name) << QString::fromLatin1(size)
+                                   << isStandardInput << soundOnly;
+    };
+    row("small film, no header", "small.ts", "160x120", false, false);
+    row("large film, no header", "large.ts", "6000x4000", false, true);
+    row("large film, header", "large.mkv", "6000x4000", false, false);
+    row("small film from a pipe", "small.ts", "160x120", true, true);
+}
+
+void TestFingerprintFaults::onlySoundIsProbedWherePicturesAreNotKnownToBeSmall()
+{
+    QFETCH(const QString, name);
+    QFETCH(const QString, size);
+    QFETCH(const bool, isStandardInput);
+    QFETCH(const bool, soundOnly);
+    const QString path = media.filePath(name);
+    testmedia::runFfmpeg({QStringLiteral("-i"), tune, QStringLiteral("-f"), QStringLiteral("lavfi"),
+                          QStringLiteral("-i"), QStringLiteral("color=r=1:d=6:s=") + size,
+                          QStringLiteral("-c:v"), QStringLiteral("libx264"),
+                          QStringLiteral("-preset"), QStringLiteral("ultrafast"),
+                          QStringLiteral("-c:a"), QStringLiteral("copy"), path});
+    QFile file(path);
+    QVERIFY(file.open(QFile::ReadOnly));
+    const testmedia::StandardInputReplacement replacement(file.handle());
+    FFmpegAudioReader reader;
+    QVERIFY2(reader.Open(isStandardInput ? "pipe:0" : path.toStdString()),
+             errorOf(reader).constData());
+    QCOMPARE(faults::probedSoundOnly(), soundOnly);
+    QVERIFY(readToEnd(reader).frames > 5 * 44100);
 }
 
 QTEST_GUILESS_MAIN(TestFingerprintFaults)

@@ -11,9 +11,6 @@
 #include <sys/stat.h>
 
 #include <cstdio>
-#include <future>
-#include <semaphore>
-#include <thread>
 
 using reading::isFailure;
 using reading::likeness;
@@ -33,8 +30,6 @@ private Q_SLOTS:
     void valuesWrittenBeforeAFailureAreDiscarded();
     void brokenFileKeepsItsPartAndReportsTheBreak();
     void requestedStopGivesAnEmptyRecordSilently();
-    void stopFromAnotherThreadEndsALongDecode();
-    void stopFromAnotherThreadEndsALongSearchForFrames();
     void unusualNamesGiveTheirOwnFilesRecord_data();
     void unusualNamesGiveTheirOwnFilesRecord();
     void nameThatIsNotUtf8NeverGivesAnotherFilesRecord();
@@ -108,53 +103,6 @@ void TestFingerprintRecord::requestedStopGivesAnEmptyRecordSilently()
     QVERIFY(report.stopped);
     QCOMPARE(report.messages, QByteArrayList());
     QVERIFY(isFailure(record, tune));
-}
-
-void TestFingerprintRecord::stopFromAnotherThreadEndsALongDecode()
-{
-    // A hundred hours and more, of which every block is the next one's equal.
-    const QString path = media.writeSparse(QStringLiteral("days.sw"), {}, 40000000000);
-    std::stop_source stop;
-    auto record = std::async(std::launch::async, [path, token = stop.get_token()] {
-        return fingerprint::fingerprintFile(path, token).record;
-    });
-    QVERIFY(record.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout);
-    stop.request_stop();
-    QVERIFY(isFailure(record.get(), path));
-}
-
-void TestFingerprintRecord::stopFromAnotherThreadEndsALongSearchForFrames()
-{
-    // A song, then hundreds of gigabytes in which the demuxer looks for the next frame, all in one
-    // call: only its own question, whether to go on, can end this.
-    const QString path =
-        media.writeSparse(QStringLiteral("tail.mp3"), testmedia::contentOf(tune), 800000000000);
-    chromaprint::FFmpegAudioReader reader;
-    std::stop_source stop;
-    reader.SetStopToken(stop.get_token());
-    QVERIFY(reader.Open(path.toStdString()));
-    constexpr int kBlocksOfTheSong = 290;
-    std::binary_semaphore nearTheTail(0);
-    auto completed = std::async(std::launch::async, [&reader, &nearTheTail] {
-        const std::int16_t* samples = nullptr;
-        std::size_t frames = 0;
-        int blocks = 0;
-        while (!reader.AtEnd()) {
-            if (!reader.ReadBlock(&samples, &frames)) {
-                return false;
-            }
-            if (++blocks == kBlocksOfTheSong) {
-                nearTheTail.release();
-            }
-        }
-        return true;
-    });
-    QVERIFY(nearTheTail.try_acquire_for(std::chrono::minutes(1)));
-    std::this_thread::sleep_for(std::chrono::milliseconds(10)); // unavoidable: the last blocks
-    stop.request_stop();
-    QVERIFY(!completed.get());
-    QCOMPARE(reading::errorOf(reader),
-             QByteArray("Error reading from the audio source (Immediate exit requested)"));
 }
 
 void TestFingerprintRecord::unusualNamesGiveTheirOwnFilesRecord_data()
