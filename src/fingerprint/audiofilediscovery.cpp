@@ -20,7 +20,7 @@ namespace fingerprint {
 
 namespace {
 
-/** The part of a pattern behind its "*.": every pattern names a suffix that has no dot itself. */
+/** The patterns without their "*."; no suffix has a dot. */
 QStringList suffixesOf(const QStringList& patterns)
 {
     QStringList suffixes;
@@ -31,9 +31,9 @@ QStringList suffixesOf(const QStringList& patterns)
 }
 
 /**
- * True when one of the patterns matches \a fileName as the directory iterator itself would match
- * it: "*." takes everything up to the last dot, also nothing at all and also line breaks, and the
- * rest is compared by simple case folding, one character with one character.
+ * True when one of the patterns matches \a fileName as QDirIterator's name filters do: "*."
+ * matches everything up to the last dot, line breaks and nothing at all included, and the rest is
+ * compared by simple case folding, character by character.
  */
 bool isAudioFileName(QStringView fileName)
 {
@@ -50,7 +50,7 @@ bool isAudioFileName(QStringView fileName)
 
 #ifdef Q_OS_UNIX
 
-/** A path whose part behind the last separator has an audio file's name. */
+/** True when the last component of \a path is the name of an audio file. */
 bool isAudioFilePath(QStringView path)
 {
     return isAudioFileName(path.sliced(path.lastIndexOf(u'/') + 1));
@@ -62,14 +62,14 @@ int typeOf(const dirent& entry, const QByteArray& path)
     if (entry.d_type != DT_UNKNOWN) {
         return entry.d_type;
     }
-    // Some file systems do not keep it beside the name.
+    // Some file systems do not keep the type beside the name.
     struct stat status
     {
     };
     return lstat(path.constData(), &status) == 0 ? int{IFTODT(status.st_mode)} : int{DT_UNKNOWN};
 }
 
-/** Whether the link at \a path leads to something that is no folder. */
+/** Whether the link at \a path leads to anything but a folder. */
 bool leadsToFile(const QByteArray& path)
 {
     struct stat status
@@ -100,12 +100,12 @@ struct OpenFolder
 };
 
 /**
- * Appends the audio files under \a root to \a files. A subfolder is listed where its own entry is
- * met, before the entries behind it.
+ * Appends the audio files under \a root to \a files. A subfolder is listed at its own entry, before
+ * the entries behind it.
  *
- * The folders are read by the C library, since the directory iterator of Qt 6.8 ends at the first
- * name that is not valid UTF-8 and leaves out the rest of the folder. The standard library's makes
- * a list of all components of each path, which takes more than twice the time in deep folders.
+ * The C library reads the folders: QDirIterator of Qt 6.8 ends at the first name that is not valid
+ * UTF-8 and skips the rest of the folder, and std::filesystem splits each path into components,
+ * which takes more than twice the time in deep folders.
  */
 void appendAudioFiles(const QString& root, const std::stop_token& stop, QStringList& files)
 {
@@ -119,7 +119,7 @@ void appendAudioFiles(const QString& root, const std::stop_token& stop, QStringL
             open.pop_back();
             continue;
         }
-        // By its pointer: a name can be longer than the array that it is declared to be.
+        // By its pointer: a name can be longer than its declared array.
         const QByteArrayView name(static_cast<const char*>(entry->d_name));
         if (name.startsWith('.') || !name.isValidUtf8()) {
             continue;
@@ -139,7 +139,7 @@ void appendAudioFiles(const QString& root, const std::stop_token& stop, QStringL
 
 #else
 
-/** Without name filters, which would pass over many files in one call, whatever the stop says. */
+/** Without name filters: one call would skip many files and answer no stop meanwhile. */
 void appendAudioFiles(const QString& root, const std::stop_token& stop, QStringList& files)
 {
     QDirIterator entries(root, QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot,
@@ -185,7 +185,7 @@ QStringList findAudioFiles(const QStringList& folders, const std::stop_token& st
         if (stop.stop_requested()) {
             break;
         }
-        // Qt takes such a path for one of its resources, so nothing under it could be opened.
+        // Qt takes such a path for a resource, so no file under it could be opened later.
         if (!folder.startsWith(u':')) {
             appendAudioFiles(folder, stop, files);
         }

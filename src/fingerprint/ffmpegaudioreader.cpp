@@ -29,14 +29,14 @@ namespace {
 
 constexpr const char* kCannotOpen = "Could not open the input file";
 constexpr const char* kNoAudioStream = "Could not find any audio stream in the file";
-constexpr unsigned int kWholeProbe = 0; // FFmpeg's own limit, as when it probes by itself
+constexpr unsigned int kWholeProbe = 0; // FFmpeg's own limit, as in avformat_open_input()
 
 constexpr int kSmallestConversionBuffer = 8192; // samples per channel
 /** Real packets of audio stay below 5 MB; a decoded one can be several times as large. */
 constexpr int kLargestPacket = 16 << 20;
 constexpr std::size_t kReasonLength = 64; // bytes of FFmpeg's description of an error
 
-/** FFmpeg asks this wherever it waits for input: non-zero ends the call that is under way. */
+/** FFmpeg calls this wherever it waits for input; non-zero ends the call in progress. */
 int stopRequested(void* token)
 {
     return static_cast<const std::stop_token*>(token)->stop_requested() ? 1 : 0;
@@ -98,7 +98,7 @@ bool FFmpegAudioReader::Open(const std::string& fileName)
     if (!openFile(fileName) || !openDecoder()) {
         return false;
     }
-    // The log level keeps this silent; the name is a placeholder.
+    // Prints only where a debugger raises the log level; the name is a placeholder.
     av_dump_format(formatContext, 0, "foo", 0);
     frame = av_frame_alloc();
     if (!frame || !prepareConverter()) {
@@ -140,6 +140,7 @@ bool FFmpegAudioReader::openFile(const std::string& fileName)
     }
     result = findStreams(format, input.url);
     if (result < 0) {
+        // Misspelled on purpose: who searches logs for this message knows this spelling.
         return fail("Coud not find stream information in the file", result);
     }
     return true;
@@ -169,8 +170,8 @@ int FFmpegAudioReader::findStreams(const AVInputFormat* format, const std::strin
     if (!file->canRewind()) {
         return findStreamInfoOfSoundOnly(formatContext);
     }
-    // More streams can come to light, which no limit would reach. So their pictures are measured
-    // first; nothing of that may be left in the container that is read from.
+    // Streams may appear later, where no limit reaches them. So their pictures are measured first,
+    // in a container of their own: what is read there is lost.
     const bool areSmall = picturesAreSmall(formatContext);
     avformat_close_input(&formatContext);
     int result = file->rewind();
@@ -252,8 +253,8 @@ bool FFmpegAudioReader::ReadBlock(const std::int16_t** samples, std::size_t* fra
             }
             continue;
         }
-        // The decoder is never told to flush, so at the end of the file this is all there is:
-        // what it still holds back, a few milliseconds, is not asked for.
+        // The decoder is never flushed: the few milliseconds that it holds back at the end of the
+        // file are left out of every fingerprint, and all must be made alike.
         if (received == AVERROR_EOF || received == AVERROR(EAGAIN)) {
             moreFrames = false;
         } else if (received < 0) {
@@ -271,7 +272,7 @@ bool FFmpegAudioReader::ReadBlock(const std::int16_t** samples, std::size_t* fra
     }
 }
 
-/** Offers a packet that holds data to the decoder; one that it cannot take yet is kept. */
+/** Sends a packet that holds data to the decoder; keeps one that it cannot take yet. */
 bool FFmpegAudioReader::sendPacket()
 {
     if (packet->size == 0) {
@@ -286,14 +287,14 @@ bool FFmpegAudioReader::sendPacket()
     return true;
 }
 
-/** Reads the next packet of the chosen stream, unless one still waits to be sent. */
+/** Reads the next packet of the chosen stream, unless one is still to be sent. */
 bool FFmpegAudioReader::fetchPacket()
 {
     if (packet->size != 0) {
         return true;
     }
     do {
-        // Also a packet without data can own something: side data.
+        // A packet without data can still own side data.
         av_packet_unref(packet);
         const int result = av_read_frame(formatContext, packet);
         if (result == AVERROR_EOF) {
@@ -333,9 +334,9 @@ bool FFmpegAudioReader::deliverFrame(int receiveResult, const std::int16_t** sam
 }
 
 /**
- * Converts \a planeSamples samples, or takes out what the converter holds back when \a planes is
- * null. A failure is told with the result of the decoder's last call, which knows no more than that
- * the stream is at its end.
+ * Converts \a planeSamples samples, or drains the converter when \a planes is null. A failure is
+ * reported with \a receiveResult, the result of the decoder's last call, and not with the
+ * converter's own: that is what this message has always carried.
  */
 bool FFmpegAudioReader::convert(const std::uint8_t** planes, int planeSamples, int receiveResult,
                                 const std::int16_t** samples, std::size_t* frameCount)
@@ -351,8 +352,9 @@ bool FFmpegAudioReader::convert(const std::uint8_t** planes, int planeSamples, i
 }
 
 /**
- * Makes the converter fit the frame. A stream may change its format at any frame, and may change
- * back; a converter that was set up for another format would read past the end of the samples.
+ * Replaces the converter where the frame has another format. A stream may change its format at any
+ * frame, and may change back; a converter set up for another format reads past the end of the
+ * samples.
  */
 bool FFmpegAudioReader::followFormatChange()
 {
@@ -446,7 +448,7 @@ AudioFormat FFmpegAudioReader::outputFormat() const
     return {AV_SAMPLE_FMT_S16, outputSampleRate, outputChannels};
 }
 
-/** Stores an error. Always false, so that a failing function can return it. */
+/** Stores an error. Returns false, so that a failing function can return it. */
 bool FFmpegAudioReader::fail(const char* text, int code)
 {
     errorMessage = text;

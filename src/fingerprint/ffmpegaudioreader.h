@@ -26,16 +26,15 @@ class SampleConverter;
  * converted. Use: construct, optionally set the output format, Open(), ReadBlock() while not
  * AtEnd(), then Close() or destroy.
  *
- * A file whose sample rate, channel count or sample format changes in the middle is followed: the
- * converter is built anew for what the decoder now delivers, and what the old one still held back
- * is dropped.
+ * Where the sample rate, channel count or sample format changes in the middle of a file, a new
+ * converter is built for the new format; what the old one held back is lost.
  *
- * Playlists and other containers that name further files are refused by Open(), and pictures have
- * no sound, whatever their neighbours are called.
+ * Open() refuses playlists and other containers that name further files. Pictures have no sound,
+ * whatever their neighbours are called.
  *
- * Errors: every failure is told by the return value, ErrorMessage() and ErrorCode(); nothing is
- * printed or thrown.
- * Thread: reentrant, one object per thread.
+ * Errors: a failing function returns false; ErrorMessage() and ErrorCode() have the reason. Prints
+ * and throws nothing.
+ * Thread: Reentrant: one object per thread.
  */
 class FFmpegAudioReader
 {
@@ -45,7 +44,9 @@ public:
     FFmpegAudioReader(const FFmpegAudioReader&) = delete;
     FFmpegAudioReader& operator=(const FFmpegAudioReader&) = delete;
 
-    /** Requests an output rate in Hz; 0, the default, is the source's own. Requires: not yet open.
+    /**
+     * Requests an output rate in Hz; 0, the default, is the source's own.
+     * Requires: not yet open.
      */
     void SetOutputSampleRate(int sampleRateHz);
 
@@ -58,22 +59,23 @@ public:
 
     /**
      * Makes Open() and ReadBlock() fail soon after a stop is requested: between two packets, and
-     * wherever FFmpeg asks whether to go on. A read that the system blocks in is not interrupted.
+     * wherever FFmpeg calls its interrupt callback. A read that blocks in the system goes on.
      * Requires: not yet open.
      */
     void SetStopToken(std::stop_token stop);
 
     /**
-     * Opens \a fileName (bytes as the file system has them; UTF-8 on Windows) and readies its best
-     * audio stream; closes what was open. Returns true when there is a stream to decode.
+     * Closes what was open, opens \a fileName (bytes as the file system has them; UTF-8 on
+     * Windows) and starts the decoder of its best audio stream. Returns true when there is a stream
+     * to decode.
      *
-     * Where no converter is needed, that of an earlier file is kept as it is, and still converts
-     * what it was made for: sound of its own source format, if its channels are those asked for
-     * now. Other sound is handed out as it is decoded; converting it would read past its end.
+     * Where no converter is needed, that of an earlier file is kept. It still converts sound of its
+     * own source format, if its output has the channels that are requested now. Other sound is
+     * returned as decoded: converting it would read past its end.
      */
     bool Open(const std::string& fileName);
 
-    /** Releases the stream. The last error, the output format and the converter are kept. */
+    /** Releases the stream. Keeps the last error, the output format and the converter. */
     void Close();
 
     /**
@@ -95,7 +97,7 @@ public:
 
     /**
      * The length of the chosen stream in milliseconds, else that of the container; -1 when neither
-     * is known or nothing is open. It is what the file claims, not what it holds.
+     * is known or nothing is open. The headers of the file claim it; its content may differ.
      */
     int DurationMs() const;
 
@@ -106,8 +108,8 @@ public:
     int ErrorCode() const;
 
     /**
-     * Whether the file, while it is open, could not be read somewhere because of the disk or the
-     * network. Many formats take that for the end of the file and go on.
+     * Whether reading the open file failed somewhere because of the disk or the network. Many
+     * formats take that for the end of the file and go on.
      */
     bool HadReadError() const;
 
@@ -127,7 +129,7 @@ private:
     AudioFormat outputFormat() const;
     bool fail(const char* text, int code);
 
-    /** Null as long as no file has needed it. One of an earlier file is kept, see Open(). */
+    /** Null until a file needs it. Outlives the file, see Open(). */
     std::unique_ptr<SampleConverter> resampler;
     /** The converter's output: one plane, since the samples are interleaved. */
     std::uint8_t* conversionBuffer = nullptr;
@@ -136,11 +138,11 @@ private:
     /** Null: the container format is probed. */
     const AVInputFormat* inputFormat = nullptr;
     AVDictionary* inputOptions = nullptr;
-    /** What formatContext reads from. */
+    /** The bytes that formatContext reads. */
     std::unique_ptr<MediaFile> file;
     AVFormatContext* formatContext = nullptr;
     AVCodecContext* codecContext = nullptr;
-    /** The audio stream that was chosen in the container; -1 when none. */
+    /** The chosen audio stream in the container; -1 when none. */
     int streamIndex = -1;
     std::string errorMessage;
     int errorCode = 0;
@@ -151,17 +153,17 @@ private:
     bool moreFrames = true;
     AVPacket* packet = nullptr;
     AVFrame* frame = nullptr;
-    /** As requested; Open() puts the source's own value in the place of 0. */
+    /** As requested; Open() replaces 0 by the source's own value. */
     int outputSampleRate = 0;
     int outputChannels = 0;
     std::uint64_t packetCounter = 0;
     int decodeErrorCount = 0;
 
-    /** Asked by FFmpeg through a pointer, so it stays where it is as long as the reader lives. */
+    /** FFmpeg's interrupt callback has a pointer to it: never moved. */
     std::stop_token stopToken;
-    /** For how many channels the conversion buffer was allocated. */
+    /** Channels that the conversion buffer was allocated for. */
     int conversionBufferChannels = 0;
-    /** The decoder has delivered something else than Open() prepared for. */
+    /** The decoder has delivered another format than Open() prepared for. */
     bool formatChanged = false;
     /** Whether the decoded audio goes through the resampler. */
     bool converting = false;

@@ -4,7 +4,7 @@
 
 namespace fingerprint {
 
-/** The files that one run fingerprints; no file stands twice, within a list or in both. */
+/** The files that one run fingerprints. No file is listed twice, in one list or in both. */
 struct FileLists
 {
     /** Group A's files, ascending by UTF-16 code unit. */
@@ -14,8 +14,9 @@ struct FileLists
 };
 
 /**
- * Makes the two lists of a run out of what discovery found for each group. Paths are told apart
- * exactly: letter case counts. Reentrant.
+ * Makes the two lists of a run from the files that discovery found for each group. Paths are
+ * compared exactly: letter case counts.
+ * Thread: Any thread.
  */
 FileLists listsToFingerprint(const QStringList& groupA, const QStringList& groupB);
 

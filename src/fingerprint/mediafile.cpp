@@ -14,7 +14,7 @@ namespace chromaprint {
 
 namespace {
 
-/** What FFmpeg takes for files itself, in bytes. Where a seek reads on instead depends on it. */
+/** FFmpeg's own size for files, in bytes. It decides which seeks read on instead. */
 constexpr int kBufferSize = 32768;
 
 } // namespace
@@ -95,7 +95,7 @@ std::int64_t MediaFile::seekView(void* file, std::int64_t offset, int whence)
     if (whence != SEEK_SET || offset < 0) {
         return AVERROR(EINVAL);
     }
-    // As with a file, any position will do; what lies behind the end shows when it is read.
+    // As with a file, any position is valid; reading finds out whether it is behind the end.
     self->position = offset;
     self->knownSize = -1;
     return offset;
@@ -113,7 +113,7 @@ int MediaFile::read(std::uint8_t* buffer, int size)
             return static_cast<int>(result);
         }
     }
-    // What an earlier read met, which was told then; the file may have grown since.
+    // An earlier read has reported these; the file may have grown since.
     source->error = 0;
     source->eof_reached = 0;
     const auto wanted = static_cast<int>(std::min<std::int64_t>(size, hidden.end - position));

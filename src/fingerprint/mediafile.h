@@ -12,17 +12,17 @@ struct AVIOInterruptCB;
 namespace chromaprint {
 
 /**
- * The bytes of one file, as FFmpeg is given them. FFmpeg's own context for files lies below and
- * does the reading; three things differ from handing that one out:
+ * The bytes of one file, as FFmpeg gets them. FFmpeg's own context for files does the reading;
+ * three things differ from using that one directly:
  *
  * - The file stays open when a container is closed, so that it can be read from its start again.
- * - Parts that would cost far more than they are worth are hidden, see findOversizedParts().
- * - The size of the file is asked for once after each read, not at each question: FFmpeg's reader
- *   of WAV files asks twice for every eight bytes of a chunk list.
+ * - Parts that cost far more than they are worth are hidden, see findOversizedParts().
+ * - The size of the file is queried once after each read and remembered: FFmpeg's reader of WAV
+ *   files queries it twice for every eight bytes of a chunk list.
  *
- * A file without positions, the standard input, is handed out as it is.
+ * The standard input, which cannot seek, is read directly.
  *
- * Thread: reentrant, one object per thread.
+ * Thread: Reentrant: one object per thread.
  */
 class MediaFile
 {
@@ -33,12 +33,12 @@ public:
     MediaFile& operator=(const MediaFile&) = delete;
 
     /**
-     * Opens \a url for reading; \a interrupt is asked before each read. Returns 0 or a negative
+     * Opens \a url for reading; \a interrupt is called before each read. Returns 0 or a negative
      * FFmpeg error code. Requires: called once.
      */
     int open(const std::string& url, const AVIOInterruptCB& interrupt);
 
-    /** Where to read from; owned by this object. Requires: open() or rewind() returned 0. */
+    /** The context to read from; owned by this object. Requires: open() or rewind() returned 0. */
     AVIOContext* context() const;
 
     /** The comma-separated protocols that a container of the file may use. Requires: opened. */
@@ -49,7 +49,7 @@ public:
 
     /**
      * Replaces context() by a new one at the start of the file. Returns 0 or a negative FFmpeg
-     * error code. Requires: canRewind(); nothing uses the old context any longer.
+     * error code. Requires: canRewind(); the old context is no longer used.
      */
     int rewind();
 
@@ -69,11 +69,11 @@ private:
     std::int64_t size();
 
     std::unique_ptr<AVIOContext, SourceDeleter> source;
-    /** Null for a file without positions. */
+    /** Null where the file cannot seek. */
     std::unique_ptr<AVIOContext, ViewDeleter> view;
     OversizedParts hidden;
     std::int64_t position = 0;
-    /** Negative: not asked for since the last read. */
+    /** Negative: not queried since the last read. */
     std::int64_t knownSize = -1;
 };
 

@@ -27,13 +27,13 @@ namespace {
 
 constexpr std::string_view kStandardInput = "pipe:0";
 
-/** Reads a numbered picture and its neighbours, and every file that a pattern in a name matches. */
+/** Opens a numbered picture, its neighbours, and every file that a pattern in a name matches. */
 constexpr std::string_view kPictureSeries = "image2";
 
 /**
  * Playlists, manifests, indexes and scripts. FFmpeg recognises them by content, whatever the file
- * is called, and then opens whatever they name: other files of the user, themselves again until
- * the file descriptors run out, or streams without an end that no interruption reaches.
+ * is called, and then opens all that they name: other files of the user, themselves again until
+ * no file descriptor is left, or endless streams that no interrupt callback ends.
  */
 constexpr std::array<std::string_view, 15> kFormatsNamingOtherFiles = {"hls",
                                                                        "dash",
@@ -52,10 +52,10 @@ constexpr std::array<std::string_view, 15> kFormatsNamingOtherFiles = {"hls",
                                                                        "vapoursynth"};
 
 /**
- * The largest single allocation. Of thousands of real files the hungriest decoded in 92 MB all
- * told; what runs into the limit is a picture or an index of absurd size, whose stream is then
- * treated as undecodable. The index of an MP4 file, the one structure that grows with the length
- * of the audio, reaches it after some 36 hours at 44.1 kHz.
+ * The largest single allocation. Of thousands of real files, none took more than 92 MB in total to
+ * decode. Pictures and indexes of absurd size reach the limit; such streams cannot be decoded.
+ * The index of an MP4 file, the one structure that grows with the length of the audio, reaches it
+ * after some 36 hours at 44.1 kHz.
  */
 constexpr std::size_t kLargestAllocation = std::size_t{128} << 20;
 

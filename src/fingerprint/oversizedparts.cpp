@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::int64_t kOversized = std::int64_t{64} << 20; // bytes
 
-/** Reads at \a position; false where the file does not have as many bytes. */
+/** Reads at \a position; false where the file is too short. */
 template <std::size_t Count>
 bool readAt(AVIOContext* file, std::int64_t position, std::array<std::uint8_t, Count>& bytes)
 {
@@ -56,7 +56,7 @@ std::int64_t id3Size(const Id3Header& header)
     return size;
 }
 
-/** Gives the tag a version that is skipped. The footer then counts as a part of the tag. */
+/** Changes the version of the tag to one that FFmpeg skips, and makes the footer a part of it. */
 void hideId3(std::int64_t position, const Id3Header& header, bool hasFooter, OversizedParts& parts)
 {
     const auto replace = [&](std::size_t index, std::int64_t value) {
@@ -100,12 +100,12 @@ constexpr int kFlacLast = 0x80;
 constexpr int kFlacPadding = 1;
 constexpr int kFlacComment = 4;
 constexpr int kFlacPicture = 6;
-/** Smaller blocks are no matter: FFmpeg takes a thousand streams, of which each picture is one. */
+/** Smaller blocks are kept: FFmpeg stops at a thousand streams, and each picture is one. */
 constexpr std::int64_t kFlacSmallBlock = std::int64_t{64} << 10;
 
 constexpr std::int64_t kFlacLargestBlock = 0xFFFFFF;
 constexpr std::int64_t kFlacLongestType = 63; // of a picture, "image/jpeg" for one; in bytes
-/** FFmpeg takes no larger picture for one whose size was cut. */
+/** FFmpeg reads no larger picture beyond its block. */
 constexpr std::int64_t kFlacLargestPicture = std::int64_t{500} << 20;
 
 /** A number of four bytes; -1 where the file ends. */
@@ -120,8 +120,8 @@ std::int64_t numberAt(AVIOContext* file, std::int64_t position)
 }
 
 /**
- * Some writers cut the size of a picture of 16 MiB and more down to the three bytes of its block.
- * FFmpeg sees it by the picture's own size. Returns by how much such a picture exceeds its block.
+ * Some writers cut the size of a picture of 16 MiB and more to the three bytes of its block. FFmpeg
+ * then goes by the picture's own size. Returns by how many bytes such a picture exceeds its block.
  */
 std::int64_t bytesBehindBlock(AVIOContext* file, std::int64_t content, std::int64_t blockSize)
 {
@@ -142,7 +142,7 @@ std::int64_t bytesBehindBlock(AVIOContext* file, std::int64_t content, std::int6
     return isCut ? pictureSize - left : 0;
 }
 
-/** Makes padding of the block at \a position, header included; of several blocks if need be. */
+/** Turns the block at \a position, header included, into one or more blocks of padding. */
 void hideFlacBlock(std::int64_t position, std::int64_t length, bool isLast, OversizedParts& parts)
 {
     constexpr auto kHeader = static_cast<std::int64_t>(sizeof(FlacHeader));
@@ -211,7 +211,7 @@ bool onlyZerosFrom(AVIOContext* file, std::int64_t position)
 // WAV: a list of chunks at even positions, each with a name and a size in four bytes.
 using RiffHeader = std::array<std::uint8_t, 8>;
 constexpr std::int64_t kRiffFirstChunk = 12;
-/** Of real files before the sound; a file with more is left as it is. */
+/** More than any real file has before the sound; a file with more is left as it is. */
 constexpr int kRiffMostChunks = 1000;
 constexpr std::int64_t kRiffUnknownSize = 0xFFFFFFFF;
 

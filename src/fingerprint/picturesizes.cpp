@@ -57,8 +57,8 @@ Context newContext(const AVCodec* decoder, const AVCodecParameters& parameters)
 }
 
 /**
- * How many pictures a decoder may hold: what is referred to by others, at most 16 in these two, and
- * the one that is decoded and the one that is handed out. Files state how many, and may lie.
+ * How many pictures a decoder may hold: the one in progress, the one that is delivered, and those
+ * that others refer to, at most 16. The number in a file's header cannot be trusted.
  */
 std::int64_t picturesHeldBy(AVCodecID codec)
 {
@@ -113,7 +113,7 @@ public:
     void read(const AVPacket& packet)
     {
         if (packet.size == 0) {
-            return; // both would take it for the end of the stream
+            return; // parser and decoder take it for the end of the stream
         }
         parse(packet);
         if (parsed == 0) {
@@ -121,7 +121,7 @@ public:
         }
     }
 
-    /** False where the pictures cannot be measured; what is not decoded needs not to be. */
+    /** False where the pictures cannot be measured. Without a decoder they take no memory. */
     bool isKnown() const
     {
         return !decoder || pixels() > 0;
@@ -148,7 +148,7 @@ private:
         int frameSize = 0;
         av_parser_parse2(parser.get(), parsing.get(), &frame, &frameSize, packet.data, packet.size,
                          packet.pts, packet.dts, packet.pos);
-        // Most parsers tell the size themselves, some by the context only.
+        // Most parsers have the size, some set it in the context only.
         for (const auto& [width, height] : {std::pair(parser->coded_width, parser->coded_height),
                                             std::pair(parser->width, parser->height),
                                             std::pair(parsing->width, parsing->height)}) {
@@ -159,7 +159,7 @@ private:
         }
     }
 
-    /** Only the first picture: nothing more of the codecs without a parser is decoded later. */
+    /** Only the first picture: no more is decoded later of the codecs that have no parser. */
     void decode(const AVPacket& packet)
     {
         if (!decoding) {
@@ -177,7 +177,7 @@ private:
             decoded = std::int64_t{frame->width} * frame->height;
             bits = std::max<std::int64_t>(bits, bitsPerPixel(frame->format));
         }
-        // A failure may be that of a picture beyond the limit, whatever comes after it.
+        // Also after a failure: the picture may have been beyond the limit.
         decoding.reset();
     }
 
@@ -205,7 +205,7 @@ bool picturesAreSmall(AVFormatContext* context)
     if (!packet) {
         return false;
     }
-    // A stream may change its codec; each is decoded with the decoder of its own.
+    // A stream may change its codec; each codec has a decoder of its own.
     std::map<std::pair<int, AVCodecID>, Film> films;
     std::int64_t bytes = 0;
     while (bytes < context->probesize && av_read_frame(context, packet.get()) >= 0) {

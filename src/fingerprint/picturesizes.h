@@ -8,29 +8,30 @@ struct AVFormatContext;
 namespace chromaprint {
 
 /**
- * The most pixels that are decoded to learn about a stream. Decoders were seen to take up to
- * 9 bytes a pixel, a hundred megapixels thus 900 MB, in pieces below the limit on one allocation.
+ * The most pixels that are decoded to probe a stream. Decoders were measured to take up to 9 bytes
+ * a pixel: 900 MB for a hundred megapixels, in pieces below the limit on one allocation.
  */
 constexpr std::int64_t kLargestPicturePixels = std::int64_t{16} << 20;
 
 /**
- * The most bytes that the pictures of films may take that decoders hold at once. A film of 3840 by
- * 2160 pixels in 8 bits takes 224 million if it is one of those that refer to 16 pictures.
+ * The most bytes that the pictures may take that the decoders of all films hold at once. A film of
+ * 3840 by 2160 pixels in 8 bits that refers to 16 pictures takes 224 million.
  */
 constexpr std::int64_t kMostHeldBytes = std::int64_t{230} << 20;
 
 /**
- * True for a picture or film that may take as much memory as it likes to. The usual cover pictures
- * are of no concern: of these two, only the header is read.
+ * True for a picture or film that is decoded to probe it. Of JPEG and PNG, the usual cover
+ * pictures, only the header is read.
+ * Thread: Any thread.
  */
 bool needsPictureLimit(const AVCodecParameters& parameters);
 
 /**
- * Reads as many packets as avformat_find_stream_info() would at most, and returns whether all films
- * and pictures among them are known to have no more than kLargestPicturePixels pixels together, and
- * to take no more than kMostHeldBytes. Their sizes are taken from their headers; only where these
- * do not tell, one picture is decoded. What has been read is gone for \a context.
- * Thread: reentrant, one context per thread.
+ * Reads as many packets as avformat_find_stream_info() reads at most. Returns true when all films
+ * and pictures among them are known to have no more than kLargestPicturePixels pixels in total, and
+ * to take no more than kMostHeldBytes. Their headers have the sizes; where they do not, one picture
+ * is decoded. The packets read are lost for \a context.
+ * Thread: Reentrant: one object per thread.
  */
 bool picturesAreSmall(AVFormatContext* context);
 

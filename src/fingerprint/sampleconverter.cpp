@@ -17,8 +17,8 @@ namespace chromaprint {
 namespace {
 
 // The resampling quality: a short filter with linear interpolation and an early cutoff. A
-// fingerprint looks at nothing above a few kHz, so speed counts more than fidelity here. Every
-// fingerprint depends on these numbers.
+// fingerprint uses nothing above a few kHz, so speed counts more than fidelity. Every fingerprint
+// depends on these numbers.
 constexpr int kBuiltInEngine = 0;
 constexpr int kFilterSize = 16;
 constexpr int kPhaseShift = 8;
@@ -29,9 +29,9 @@ constexpr int kNoSearchFlags = 0;
 
 /**
  * The most input that a converter may hold back, in bytes. It grows where the header claims a rate
- * of a few hertz: each sample is thousands in the output, of which one buffer is taken per frame.
+ * of a few hertz: each sample is thousands in the output, and each frame takes one buffer of it.
  * The library doubles its store, at worst to four times what it holds, and loses all of it when an
- * allocation fails; this keeps it below the limit on one allocation.
+ * allocation fails; this limit keeps it below the limit on one allocation.
  */
 constexpr std::int64_t kLargestBacklog = std::int64_t{30} << 20;
 constexpr int kSmallestSample = 2; // bytes; 8-bit samples are held as 16-bit ones

@@ -7,7 +7,7 @@ struct SwrContext;
 
 namespace chromaprint {
 
-/** What distinguishes one stretch of raw audio from another for a converter. */
+/** The properties of raw audio that a converter is set up for. */
 struct AudioFormat
 {
     int sampleFormat = -1; // an AVSampleFormat
@@ -17,7 +17,10 @@ struct AudioFormat
     friend bool operator==(const AudioFormat&, const AudioFormat&) = default;
 };
 
-/** Owns one SwrContext, and remembers what it was set up for. Thread: one object per thread. */
+/**
+ * Owns one SwrContext, and remembers the formats that it was set up for.
+ * Thread: Reentrant: one object per thread.
+ */
 class SampleConverter
 {
 public:
@@ -26,14 +29,14 @@ public:
 
     /**
      * Sets the options and starts the converter. \a sourceLayout has the channels of source(); the
-     * target gets the default layout for its count. Returns what swr_init() returned: 0 on success.
+     * target gets the default layout for its count. Returns swr_init()'s result: 0 on success.
      * Requires: called once, before context() is used.
      */
     int initialise(const AVChannelLayout& sourceLayout);
 
     /**
-     * False when the converter holds back so much input already, for want of room in its output,
-     * that it must not be given \a samples more. Requires: initialised.
+     * False when the converter holds back so much input already, for lack of room in its output,
+     * that it must not get \a samples more. Requires: initialised.
      */
     bool accepts(int samples) const;
 

@@ -40,7 +40,7 @@ inline QByteArray soundBlock(int milliseconds, const QByteArray& samples)
     return element("A3", "\x81" + number(milliseconds) + "\x80" + samples);
 }
 
-/** A whole file. \a duration is the element that tells it, or nothing. */
+/** A whole file. \a duration is the element for it, or nothing. */
 inline QByteArray file(const QByteArrayList& tracks, const QByteArrayList& blocks,
                        const QByteArray& duration = {})
 {

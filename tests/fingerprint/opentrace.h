@@ -4,7 +4,7 @@
 #include <QString>
 #include <QStringList>
 
-/** Which files a program opens, told by the system itself. */
+/** The files that a program opens, as the system reports them. */
 namespace opentrace {
 
 struct Trace

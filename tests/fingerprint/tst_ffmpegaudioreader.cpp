@@ -39,8 +39,8 @@ private Q_SLOTS:
     void fileThatCannotBeOpenedIsToldWithTheReason_data();
     void fileThatCannotBeOpenedIsToldWithTheReason();
     void unreadableFileIsToldWithTheReason();
-    void codecThatRefusesTheStreamIsTold();
-    void sourceThatCannotBeConvertedIsTold();
+    void codecThatRefusesTheStreamIsReported();
+    void sourceThatCannotBeConvertedIsReported();
     void brokenPacketIsAReadError();
     void brokenEndIsADecodeError();
     void closeKeepsTheErrorAndTheOutputFormat();
@@ -58,7 +58,7 @@ namespace {
 
 const Tune kShort = {.seed = 1, .seconds = 3.0};
 
-/** A header that says what it likes, before \a data. */
+/** A WAV header of any values, before \a data. */
 QByteArray waveFile(quint16 tag, quint16 channels, quint32 rateHz, quint16 bits, quint16 blockAlign,
                     const QByteArray& data, const QByteArray& extension = {})
 {
@@ -293,7 +293,7 @@ void TestFFmpegAudioReader::unreadableFileIsToldWithTheReason()
     QCOMPARE(error, QByteArray("Could not open the input file (Permission denied)"));
 }
 
-void TestFFmpegAudioReader::codecThatRefusesTheStreamIsTold()
+void TestFFmpegAudioReader::codecThatRefusesTheStreamIsReported()
 {
     // This codec has no more than two channels.
     const QString path = media.write(QStringLiteral("three.wav"),
@@ -302,7 +302,7 @@ void TestFFmpegAudioReader::codecThatRefusesTheStreamIsTold()
     QCOMPARE(openError(path), QByteArray("Could not open the codec (Invalid argument)"));
 }
 
-void TestFFmpegAudioReader::sourceThatCannotBeConvertedIsTold()
+void TestFFmpegAudioReader::sourceThatCannotBeConvertedIsReported()
 {
     for (const quint16 channels : {quint16{208}, quint16{512}}) {
         const auto align = static_cast<quint16>(channels * 4);

@@ -20,7 +20,7 @@ using testmedia::MediaFolder;
 namespace {
 
 /** Whether folders keep the types of their entries beside the names; some file systems do not. */
-bool typesAreTold = true;
+bool typesAreKnown = true;
 /** At which entry a stop is requested. */
 int stopAtEntry = -1;
 std::stop_source stopSource;
@@ -32,7 +32,7 @@ extern "C" dirent64* readdir64(DIR* directory)
     using Function = dirent64* (*)(DIR*);
     static const auto original = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "readdir64"));
     dirent64* entry = original(directory);
-    if (entry != nullptr && !typesAreTold) {
+    if (entry != nullptr && !typesAreKnown) {
         entry->d_type = DT_UNKNOWN;
     }
     if (stopAtEntry > 0 && --stopAtEntry == 0) {
@@ -142,8 +142,8 @@ QByteArrayList fillFolder(const QByteArray& folder, const QByteArrayList& names,
 
 void addRowsOfTypes()
 {
-    QTest::addColumn<bool>("told");
-    QTest::newRow("types told") << true;
+    QTest::addColumn<bool>("known");
+    QTest::newRow("types known") << true;
     QTest::newRow("types to be asked for") << false;
 }
 
@@ -156,7 +156,7 @@ qsizetype openDescriptors()
 
 void TestListingEquality::cleanup()
 {
-    typesAreTold = true;
+    typesAreKnown = true;
     stopAtEntry = -1;
     stopSource = std::stop_source();
 }
@@ -168,12 +168,12 @@ void TestListingEquality::randomFoldersAreListedAsThePlainIteratorDoes_data()
 
 void TestListingEquality::randomFoldersAreListedAsThePlainIteratorDoes()
 {
-    QFETCH(const bool, told);
+    QFETCH(const bool, known);
     const bool anyName = support::plainListingReadsAnyName();
     QByteArrayList names = kNames;
     names.removeIf(
         [anyName](const QByteArray& name) { return !anyName && !support::isReadAlike(name); });
-    typesAreTold = told;
+    typesAreKnown = known;
     qsizetype listed = 0;
     for (unsigned seed = 1; seed <= 20; ++seed) {
         Random random(seed);
