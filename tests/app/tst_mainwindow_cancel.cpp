@@ -1,6 +1,7 @@
 #include "settings/settingsstore.h"
 #include "support/media.h"
 #include "support/occupiedpool.h"
+#include "support/timers.h"
 #include "support/windowfixture.h"
 
 #include <QComboBox>
@@ -15,23 +16,27 @@
 namespace {
 
 constexpr double kTuneSeconds = 5;
-constexpr int kRounds = 4;
+constexpr int kRounds = 2;
 
 /** Raw 16-bit samples for more than a day, which take no room on the disk. */
 constexpr qint64 kEndlessBytes = qint64(8) << 30;
 
-/** Waits until the workers have been at work for a while; this thread sleeps meanwhile. */
-bool waitUntilWorkersAreBusy()
+/** The time that a full bar stays, when there is nothing to compare. */
+constexpr int kFullBarMs = 1000;
+
+/** Waits until the workers of \a pool have taken some processor time. */
+bool waitUntilWorkersAreBusy(const QThreadPool* pool)
 {
     constexpr std::clock_t kWhile = CLOCKS_PER_SEC / 5;
-    constexpr int kHangGuardMs = 60000;
     const std::clock_t begin = std::clock();
-    return QTest::qWaitFor([begin] { return std::clock() - begin > kWhile; }, kHangGuardMs);
+    return QTest::qWaitFor(
+        [&] { return std::clock() - begin > kWhile && pool->activeThreadCount() > 0; },
+        WindowFixture::kHangGuardMs);
 }
 
 enum class Action { FindAgain, NewComparison, ChangeMode, Destroy };
 
-/** What a run has begun with, in the order of a run. */
+/** The stages in the order of a run. */
 enum Stage { Listing, Fingerprints, Comparison, Results, kStageCount };
 
 } // namespace
@@ -49,8 +54,8 @@ private Q_SLOTS:
 
     void nothingStaleReachesTheNextRun_data();
     void nothingStaleReachesTheNextRun();
-    void oneSecondTimerOfAResetRunStaysSilent();
-    void oneSecondTimerDoesNotEndTheNextRun();
+    void timerOfAResetRunEndsNothing();
+    void timerOfTheLastRunDoesNotEndTheNext();
     void closingTheWindowLeavesTheRunToTheDestructor();
     void resetReturnsOnlyWhenEverythingHasStopped();
     void cancelStopsALongFileInTheMiddle();
@@ -102,7 +107,7 @@ void TestMainWindowCancel::startRun(int threads)
     fixture->pool()->setMaxThreadCount(threads);
 }
 
-/** Runs the stages before \a stage and delivers what they report, then begins \a stage. */
+/** Runs the stages before \a stage one after the other, and starts \a stage. */
 void TestMainWindowCancel::advanceTo(Stage stage)
 {
     for (int passed = 0; passed < stage; ++passed) {
@@ -177,8 +182,8 @@ void TestMainWindowCancel::nothingStaleReachesTheNextRun()
     QFETCH(Action, action);
     QFETCH(int, threads);
     for (int round = 0; round < kRounds * kStageCount; ++round) {
-        // With the pool idle, what the stage reports is queued and not yet delivered.
-        for (const bool letTheStageFinish : {true, false}) {
+        // With the pool idle, the stage has ended and its result is queued.
+        for (const bool stageHasEnded : {true, false}) {
             fixture->choose("actionNew_Comparison");
             listBothGroups();
             startRun(threads);
@@ -186,7 +191,7 @@ void TestMainWindowCancel::nothingStaleReachesTheNextRun()
             if (QTest::currentTestFailed()) {
                 return;
             }
-            if (letTheStageFinish) {
+            if (stageHasEnded) {
                 fixture->pool()->waitForDone();
             }
             perform(action);
@@ -203,7 +208,7 @@ void TestMainWindowCancel::nothingStaleReachesTheNextRun()
     checkFullRun();
 }
 
-void TestMainWindowCancel::oneSecondTimerOfAResetRunStaysSilent()
+void TestMainWindowCancel::timerOfAResetRunEndsNothing()
 {
     const QTemporaryDir empty;
     for (const Action action : {Action::NewComparison, Action::ChangeMode}) {
@@ -212,12 +217,19 @@ void TestMainWindowCancel::oneSecondTimerOfAResetRunStaysSilent()
         startRun(2);
         QTRY_COMPARE(fixture->find<QProgressBar>("progressBar")->value(), 100);
         perform(action);
-        QTest::qWait(1300); // unavoidable: what must not happen would happen within this time
+        support::fireSingleShots(kFullBarMs);
         checkNothingIsShown();
     }
+    // Without a reset, the same ends the run.
+    fixture->listFolder('A', empty.path());
+    fixture->listFolder('B', empty.path());
+    startRun(2);
+    QTRY_COMPARE(fixture->find<QProgressBar>("progressBar")->value(), 100);
+    QCOMPARE(support::fireSingleShots(kFullBarMs), 1);
+    QCOMPARE(fixture->countText(), QStringLiteral("No duplicate audio files found."));
 }
 
-void TestMainWindowCancel::oneSecondTimerDoesNotEndTheNextRun()
+void TestMainWindowCancel::timerOfTheLastRunDoesNotEndTheNext()
 {
     const QTemporaryDir empty;
     const testmedia::MediaFolder longFile;
@@ -228,7 +240,7 @@ void TestMainWindowCancel::oneSecondTimerDoesNotEndTheNextRun()
     QTRY_COMPARE(fixture->find<QProgressBar>("progressBar")->value(), 100);
     fixture->listFolder('A', longFile.path());
     startRun(2);
-    QTest::qWait(1300); // unavoidable: the timer of the run before is due within this time
+    support::fireSingleShots(kFullBarMs);
     QCOMPARE(fixture->countText(), QString());
     QVERIFY(fixture->find<QProgressBar>("progressBar")->isTextVisible());
     fixture->choose("actionNew_Comparison");
@@ -242,7 +254,7 @@ void TestMainWindowCancel::closingTheWindowLeavesTheRunToTheDestructor()
     fixture->setMode(1);
     fixture->listFolder('A', longFile.path());
     startRun(2);
-    QVERIFY(waitUntilWorkersAreBusy());
+    QVERIFY(waitUntilWorkersAreBusy(fixture->pool()));
     QVERIFY(fixture->window().close());
     QVERIFY(!fixture->window().isVisible());
     QVERIFY(fixture->pool()->activeThreadCount() > 0);
@@ -257,7 +269,7 @@ void TestMainWindowCancel::resetReturnsOnlyWhenEverythingHasStopped()
     fixture->listFolder('A', longFile.path());
     for (int round = 0; round < 10; ++round) {
         startRun(2);
-        QVERIFY(waitUntilWorkersAreBusy());
+        QVERIFY(waitUntilWorkersAreBusy(fixture->pool()));
         QVERIFY(fixture->pool()->activeThreadCount() > 0);
         fixture->window().resetAll();
         QCOMPARE(fixture->pool()->activeThreadCount(), 0);
@@ -273,7 +285,7 @@ void TestMainWindowCancel::cancelStopsALongFileInTheMiddle()
     fixture->setMode(1);
     fixture->listFolder('A', longFile.path());
     startRun(2);
-    QVERIFY(waitUntilWorkersAreBusy());
+    QVERIFY(waitUntilWorkersAreBusy(fixture->pool()));
     QVERIFY(fixture->pool()->activeThreadCount() > 0);
     // Hours of audio: without the stop flag this would not return before the hang guard.
     fixture->choose("actionNew_Comparison");
@@ -293,7 +305,7 @@ void TestMainWindowCancel::cancelStopsAHugeListing()
         fixture->listFolder('A', huge.path());
     }
     startRun(1);
-    QVERIFY(waitUntilWorkersAreBusy());
+    QVERIFY(waitUntilWorkersAreBusy(fixture->pool()));
     QTRY_COMPARE(fixture->pool()->activeThreadCount(), 1);
     // Four hundred million entries: it would take many minutes.
     fixture->choose("actionNew_Comparison");

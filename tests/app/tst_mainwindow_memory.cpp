@@ -5,6 +5,7 @@
 #include "support/finishedruns.h"
 #include "support/media.h"
 #include "support/standardstreams.h"
+#include "support/timers.h"
 #include "support/windowfixture.h"
 
 #include <QProgressBar>
@@ -124,7 +125,7 @@ void TestMainWindowMemory::tooLittleMemoryIsReportedInTheStatusBar()
     QVERIFY(!fixture->find<QProgressBar>("progressBar")->isTextVisible());
     QVERIFY(MainWindow::fingerprintsFirst.isEmpty());
     QVERIFY(MainWindow::fingerprintsSecond.isEmpty());
-    QTest::qWait(1200); // unavoidable: nothing may be reported in the second that follows
+    QCOMPARE(support::fireSingleShots(1000), 0); // nothing is due later
     QCOMPARE(fixture->countText(), QString());
     QCOMPARE(fixture->find<QProgressBar>("progressBar")->value(), 0);
     // With room again, the same press works and the message is gone.

@@ -1,6 +1,7 @@
 #include "dialogfixture.h"
 #include "filefixture.h"
 #include "slowdisk.h"
+#include "support/timers.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -326,17 +327,13 @@ void DeleteDialogClosingTest::destructionAtAnyMomentIsSafe()
 
 void DeleteDialogClosingTest::destructionAfterTheResultIsSafe()
 {
-    // The one-second timer that hides the progress bar is still running.
+    // The timer that hides the progress bar after a second is still running.
     DialogFixture fixture(u"delete"_qs);
     fixture.addFiles(makeFiles(3, "x"));
     fixture.start();
     QTRY_COMPARE_WITH_TIMEOUT(fixture.countLabel(), u"3 files deleted"_qs, kGuardMs);
     fixture.take().reset();
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < 1200) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 50);
-    }
+    QCOMPARE(support::fireSingleShots(1000), 1);
 }
 
 void DeleteDialogClosingTest::destructionAfterManyOperationsIsSafe()
