@@ -60,8 +60,12 @@ QString absoluteFolder(const QString& folder)
     return goesUp ? info.canonicalFilePath() : QDir::cleanPath(info.absoluteFilePath());
 }
 
-/** Whether both names are of one file, which need not exist yet. */
-bool isSameFile(const QString& first, const QString& second)
+/**
+ * Whether two names lead to one path, symbolic links followed. Neither file need exist.
+ *
+ * Compares paths, not files: the result replaces a name, so another hard link of the store is safe.
+ */
+bool isSamePath(const QString& first, const QString& second)
 {
     const auto resolved = [](const QString& name) {
         const QFileInfo info(name);
@@ -131,7 +135,7 @@ private:
             throw SearchFailure{problem};
         }
         if (!m_options.storeFile.isEmpty() && !m_options.outputFile.isEmpty() &&
-            isSameFile(m_options.storeFile, m_options.outputFile)) {
+            isSamePath(m_options.storeFile, m_options.outputFile)) {
             throw SearchFailure{QStringLiteral("The result and the store are the same file.")};
         }
     }

@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QTest>
 
+#include <filesystem>
 #include <memory>
 
 using testmedia::contentOf;
@@ -22,6 +23,7 @@ private Q_SLOTS:
 
     void unusableStoreIsRefused();
     void resultIsNotWrittenOverTheStore();
+    void resultMayReplaceAnotherNameOfTheStore();
     void storeAndResultMayBothBeNew();
     void storeServesTheNextRun();
     void commitIsFlushedWithItsFolder();
@@ -94,6 +96,31 @@ void TestQuorvelCliStore::resultIsNotWrittenOverTheStore()
                  .exitStatus,
              3);
     QVERIFY(!QFile::exists(neither));
+    const QString linked = path("linked");
+    QVERIFY(QFile::link(QFileInfo(store).path(), linked));
+    for (const char* name : {"result.db", "neither.db"}) {
+        const QString sameStore = linked + QLatin1Char('/') + QLatin1String(name);
+        QCOMPARE(
+            runCli({first, QStringLiteral("--store"), path(name), QStringLiteral("-o"), sameStore})
+                .exitStatus,
+            3);
+    }
+    QCOMPARE(contentOf(store), before);
+    QVERIFY(!QFile::exists(neither));
+}
+
+void TestQuorvelCliStore::resultMayReplaceAnotherNameOfTheStore()
+{
+    const QString store = path("named.db");
+    const QStringList arguments{first, QStringLiteral("--store"), store};
+    QCOMPARE(runCli(arguments).exitStatus, 0);
+    const QByteArray begin = contentOf(store).left(15);
+    QCOMPARE(begin, "SQLite format 3");
+    const QString other = path("other.txt");
+    std::filesystem::create_hard_link(store.toStdString(), other.toStdString());
+    QCOMPARE(runCli(arguments + QStringList{QStringLiteral("-o"), other}).exitStatus, 0);
+    QVERIFY(contentOf(store).startsWith(begin));
+    QVERIFY(!contentOf(other).startsWith(begin));
 }
 
 void TestQuorvelCliStore::storeAndResultMayBothBeNew()
