@@ -1,5 +1,5 @@
-# Run by CPack on the installed tree before it is packed: adds what Debian's policy asks of a package,
-# and strips and compresses what it wants stripped and compressed.
+# CPack runs this on the installed tree before it packs it: adds the files that Debian's policy
+# requires, and strips and compresses what it requires.
 
 set(usr "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr")
 set(doc "${usr}/share/doc/quorvel")

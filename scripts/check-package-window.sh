@@ -132,7 +132,7 @@ use_window() {
         sleep 0.1
     done
     ! kill -0 "$pid" 2>/dev/null || die "the window does not close"
-    echo "It said, and how often:"
+    echo "Its messages, and how often:"
     sort "$work/output" | uniq --count
 }
 

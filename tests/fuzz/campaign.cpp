@@ -43,10 +43,10 @@ constexpr quint64 kMostMemory = quint64{2} << 30;
 constexpr int kRequirementFailed = 70;
 constexpr std::chrono::milliseconds kPoll{10};
 constexpr qint64 kProgressMs = 60000;
-/** After so many the run says nothing new. */
+/** After so many failures the run ends: more of them show nothing new. */
 constexpr int kMostFailures = 200;
 
-/** What the child tells its parent at every moment, in memory that both see. */
+/** The progress of the child, in memory that it shares with its parent. */
 struct Shared
 {
     std::atomic<quint64> current;
@@ -158,7 +158,7 @@ bool takesTooMuch(pid_t child)
     return pages * static_cast<quint64>(sysconf(_SC_PAGESIZE)) > kMostMemory;
 }
 
-/** How one child ended: empty when it did all that it was told to. */
+/** How one child ended: empty when it did all its cases. */
 QByteArray waitFor(pid_t child, const Shared& shared, const std::function<void()>& meanwhile)
 {
     int status = 0;

@@ -9,7 +9,7 @@
 /** Runs very many cases, each of which may crash, hang or take all memory, and counts them. */
 namespace fuzz {
 
-/** What a harness is asked for on its command line. */
+/** The options of a harness's command line. */
 struct Options
 {
     quint64 seed = 1;
@@ -29,7 +29,7 @@ struct Harness
     QString name;
     /** How many cases one process may do: more would add up what the cases leave behind. */
     quint64 casesPerProcess = 5000;
-    /** Runs in a process of its own, which must not be told of it by anything but its end. */
+    /** Runs in a process of its own; a failure shows by the end of that process alone. */
     std::function<void(quint64 seed, quint64 caseNumber)> runCase;
     /** What a case consists of, to be kept where it fails. */
     std::function<QByteArray(quint64 seed, quint64 caseNumber)> contentOf;

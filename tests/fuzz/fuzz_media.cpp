@@ -28,7 +28,7 @@ struct Case
 {
     QString suffix;
     QByteArray content;
-    /** Read as the source has it, not as the fingerprint wants it. */
+    /** Read in the format of the source, not in that of the fingerprint. */
     bool unconverted = false;
 };
 
@@ -97,7 +97,7 @@ void checkFingerprint(const QByteArray& path)
 {
     const auto [record, report] = fingerprint::fingerprintFile(QString::fromUtf8(path));
     const auto& [recordPath, words, durationMs, sampleRateHz, channels] = record;
-    fuzz::require(!report.stopped, "stopped although nobody asked for it");
+    fuzz::require(!report.stopped, "stopped without a request");
     fuzz::require(report.succeeded == !words.isEmpty(), "success and fingerprint disagree");
     fuzz::require(report.succeeded || !report.messages.isEmpty(), "a failure without a reason");
     fuzz::require(!report.succeeded || (sampleRateHz > 0 && channels > 0),

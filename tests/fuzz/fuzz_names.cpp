@@ -139,7 +139,7 @@ QByteArrayList fillFolder(const QByteArray& folder, int depth, fuzz::Random& ran
     return files;
 }
 
-/** A file that a person would say is to be listed: an ordinary name in an ordinary place. */
+/** A file that must be listed: an ordinary name in an ordinary place. */
 bool isPlainAudioFile(const QByteArray& path, const QByteArray& root)
 {
     const QByteArray below = path.sliced(root.size());
@@ -204,7 +204,7 @@ QByteArray contentOf(const QString& path)
     return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/** After a copy or move, successful or not, the content is where it was said to be. */
+/** After a copy or move, successful or not, the content is where the result has it. */
 void checkFileOperations(const QList<fileops::SourceAndDestination>& work, bool move)
 {
     for (const fileops::SourceAndDestination& item : work) {
@@ -217,7 +217,8 @@ void checkFileOperations(const QList<fileops::SourceAndDestination>& work, bool 
         const bool done = move ? fileops::moveFile(item) : fileops::copyFile(item);
         fuzz::require(!(done && taken), "an existing file was replaced");
         fuzz::require(!done || contentOf(destination) == before, "another content has arrived");
-        fuzz::require(QFileInfo::exists(source) == !(move && done), "the source is not as told");
+        fuzz::require(QFileInfo::exists(source) == !(move && done),
+                      "the source contradicts the result");
         fuzz::require((move && done) || contentOf(source) == before, "the source has changed");
         fuzz::require(done || taken || !QFileInfo::exists(destination), "a remnant was left");
     }

@@ -16,7 +16,7 @@
 
 namespace {
 
-/** What may stand in a store of this program, and every notation that the format knows. */
+/** The keys of this program, and every notation of the format. */
 const QList<QByteArray>& seeds()
 {
     // NOLINTBEGIN(bugprone-suspicious-missing-comma): a long seed goes on in the next line
@@ -76,7 +76,7 @@ Stored readStore()
     stored.path = store.fileName();
     const QStringList keys = store.allKeys();
     for (const QString& key : keys) {
-        // A damaged section can give a key that no one can ask for: asked for, it is another one.
+        // A damaged section can list a key that cannot be read: its name is read as another one.
         if (!key.isEmpty() && !key.startsWith(u'/') && !key.endsWith(u'/') &&
             !key.contains(QStringLiteral("//"))) {
             stored.values.insert(key, store.value(key));
@@ -140,7 +140,7 @@ int main(int argumentCount, char** arguments)
     const fuzz::Options options = fuzz::parseOptions(QCoreApplication::arguments());
     const QTemporaryDir folder(fuzz::folderTemplate());
     QSettings::setPath(QSettings::NativeFormat, QSettings::SystemScope, folder.path());
-    // The real program knows the types of the interface library, and a store can hold them.
+    // The program links the interface library, whose types a store can hold.
     const QImage image;
     fuzz::Harness harness;
     harness.name = QStringLiteral("settings");

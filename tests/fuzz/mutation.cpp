@@ -30,7 +30,7 @@ constexpr std::array<quint64, 16> kTroubleNumbers = {0,
                                                      0x7FFFFFFFFFFFFFFF,
                                                      0xFFFFFFFFFFFFFFFF};
 
-/** A place in \a content: every other time near its start, where the structure is told. */
+/** A place in \a content: every other time near its start, where the headers are. */
 qsizetype somewhere(const QByteArray& content, Random& random)
 {
     const auto size = static_cast<quint64>(content.size());

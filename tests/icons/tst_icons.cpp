@@ -19,7 +19,7 @@ const QColor darkBackground(0x20, 0x23, 0x26);
 // The size in the window's own buttons, in pixels.
 constexpr int buttonSize = 22;
 
-// WCAG 2.1, success criterion 1.4.11: what graphics need to be told from what is around them.
+// WCAG 2.1, success criterion 1.4.11: the contrast of graphics with what is around them.
 constexpr double minimumContrast = 3.0;
 
 QStringList iconNames()
@@ -65,7 +65,7 @@ double contrast(const QColor& first, const QColor& second)
 
 /**
  * The colours that make the icon's shape: its solid pixels. Of the program's own icon, whose
- * drawing stands on a tile, only the tile's rim counts.
+ * drawing is on a tile, only the tile's rim counts.
  */
 QList<QColor> shapeColors(const QString& name, const QImage& image)
 {
@@ -204,7 +204,7 @@ void tst_Icons::iconsAreToldApartWithoutColor()
     for (qsizetype first = 0; first < names.size(); ++first) {
         for (qsizetype second = first + 1; second < names.size(); ++second) {
             const int count = differingPixelsWithoutColor(names.at(first), names.at(second));
-            // The sign on a folder, which is all that tells the two folders apart, has about that.
+            // The sign on a folder, the only difference between the two folders, has about that.
             QVERIFY2(count >= 12, qPrintable(QStringLiteral("%1 and %2 differ in %3 pixels")
                                                  .arg(names.at(first), names.at(second))
                                                  .arg(count)));
