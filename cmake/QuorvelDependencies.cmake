@@ -2,7 +2,7 @@
 
 set(qt_modules Core Gui Widgets Concurrent Sql)
 if(QUORVEL_CHECK_RACES)
-    set(qt_modules Core Concurrent)
+    set(qt_modules Core Gui Widgets Concurrent)
 endif()
 find_package(Qt6 6.4 QUIET COMPONENTS ${qt_modules})
 if(NOT Qt6_FOUND)

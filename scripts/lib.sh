@@ -5,8 +5,15 @@ set -euo pipefail
 project_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$project_dir"
 
-# Qt takes file names for UTF-8 only where the locale says so.
+# Qt reads file names as UTF-8 only in a locale of UTF-8.
 [[ $(locale charmap 2>/dev/null) == UTF-8 ]] || export LC_ALL=C.UTF-8
+
+# The preset of the tests. Warnings are errors in the project's own CI only, on the system that it
+# runs on: a newer compiler's new warning keeps nobody else from testing.
+tests_preset=release
+if [[ ${CI-} == true ]] && (. /etc/os-release && [[ "$ID $VERSION_ID" == "debian 12" ]]) 2>/dev/null; then
+    tests_preset=ci
+fi
 
 # Debian packages by purpose; the names are those of Debian 12.
 packages_for_building=(
@@ -32,36 +39,41 @@ packages_for_packaging=(dpkg-dev file gzip)
 packages_for_package_check=(
     debootstrap ffmpeg imagemagick lintian openbox procps pulseaudio pulseaudio-utils xdotool xvfb
 )
-# jsonschema holds what is written against its schema; the benchmarks are built with the tests. What
-# is installed is looked at by the tools that desktops, software centres and packagers use. Some file
-# systems show one file under two names.
+# A sound server that plays into nothing.
+packages_for_playback=(pulseaudio pulseaudio-utils)
+# jsonschema validates the program's output; the benchmarks are built with the tests. The tools of
+# desktops, software centres and packagers check what is installed. Some file systems show one file
+# under two names.
 packages_for_testing=(
-    ffmpeg pulseaudio pulseaudio-utils strace python3-jsonschema libbenchmark-dev
+    ffmpeg strace python3-jsonschema libbenchmark-dev fonts-dejavu-core
     bindfs exfat-fuse exfatprogs mergerfs
     appstream binutils desktop-file-utils mandoc python3-yaml
 )
-# scripts/lint; what looks at the C++ with a compiler's eyes is large, and seldom run.
+# scripts/lint; clang-tidy is large, and seldom run.
 packages_for_linting=(clang-format cppcheck shellcheck)
 packages_for_tidying=(clang-tidy python3)
 # Qt is built from Debian's source package.
-packages_for_races=(dpkg-dev libdouble-conversion-dev libpcre2-dev perl xz-utils zlib1g-dev)
+packages_for_races=(
+    dpkg-dev fonts-dejavu-core perl xz-utils
+    libdouble-conversion-dev libfreetype-dev libjpeg-dev libpcre2-dev libpng-dev zlib1g-dev
+)
 
 # install_missing PURPOSE...: installs what is missing of the packages for building, running, cli,
-# demo, packaging, package_check, testing, linting, tidying or races. Touches neither the package
-# tools nor the network where nothing is missing.
+# demo, packaging, package_check, playback, testing, linting, tidying or races. Where nothing is
+# missing, it uses neither the package tools nor the network.
 install_missing() {
-    local purpose wanted=() missing=()
+    local purpose needed=() missing=()
     for purpose; do
         local -n packages=packages_for_$purpose
-        wanted+=("${packages[@]}")
+        needed+=("${packages[@]}")
     done
 
     if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
         echo "This system has no apt-get. Needed are, by their Debian names:" >&2
-        printf '    %s\n' "${wanted[@]}" >&2
+        printf '    %s\n' "${needed[@]}" >&2
         return
     fi
-    mapfile -t missing < <(list_missing "${wanted[@]}")
+    mapfile -t missing < <(list_missing "${needed[@]}")
     ((${#missing[@]})) || return 0
 
     local as_root=()
@@ -82,7 +94,7 @@ install_missing() {
 # list_missing PACKAGE...: those that are not installed, one a line.
 list_missing() {
     local package installed
-    # Unknown packages are reported on standard error and by the status, the others still listed.
+    # Unknown packages go to standard error and into the status; the others are still listed.
     installed=$(dpkg-query --show --showformat='${Package} ${db:Status-Status}\n' "$@" \
         2>/dev/null || true)
     for package; do

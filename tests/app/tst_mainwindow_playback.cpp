@@ -42,9 +42,10 @@ private Q_SLOTS:
     void arrowKeysSeekAFewSeconds();
     void theWheelSeeks();
     void aClickBesideTheHandleSeeksThere();
-    void aPositionOfThePlayerSeeksNothing();
-    void pressingPlayManyTimesKeepsIconAndPlayerTogether();
     void closingTheWindowLeavesItPlaying();
+    void filesWithStrangeNamesAreOpened_data();
+    void filesWithStrangeNamesAreOpened();
+    void aFileThatCannotBePlayedDoesNotShowTheTimeOfTheLastOne();
 
 private:
     /** Nothing moves any more. */
@@ -317,34 +318,45 @@ void TestMainWindowPlayback::aClickBesideTheHandleSeeksThere()
     }
 }
 
-void TestMainWindowPlayback::aPositionOfThePlayerSeeksNothing()
-{
-    loadPaused();
-    const qint64 position = preview->player->position();
-    const QSignalSpy moves(preview->slider, &QSlider::valueChanged);
-    Q_EMIT preview->player->positionChanged(position + 5000);
-    QCOMPARE(moves.count(), 1);
-    QCOMPARE(preview->player->position(), position);
-}
-
-void TestMainWindowPlayback::pressingPlayManyTimesKeepsIconAndPlayerTogether()
-{
-    QVERIFY(preview->play(m_media->longTune()));
-    for (int press = 1; press <= 21; ++press) {
-        QVERIFY(fixture->click("playButton"));
-        QCoreApplication::processEvents();
-        const bool paused = press % 2 == 1;
-        QCOMPARE(preview->player->playbackState(),
-                 paused ? QMediaPlayer::PausedState : QMediaPlayer::PlayingState);
-        QVERIFY(preview->hasButtons(paused ? "play" : "pause", true));
-    }
-}
-
 void TestMainWindowPlayback::closingTheWindowLeavesItPlaying()
 {
     QVERIFY(preview->play(m_media->longTune()));
     QVERIFY(fixture->window().close());
     QVERIFY(preview->plays(preview->player->position()));
+}
+
+void TestMainWindowPlayback::filesWithStrangeNamesAreOpened_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("percent") << QStringLiteral("100%20 love.wav");
+    QTest::newRow("hash and question mark") << QStringLiteral("#1?.wav");
+    QTest::newRow("spaces at the ends") << QStringLiteral(" a b .wav ");
+    QTest::newRow("line break") << QStringLiteral("a\nb.wav");
+    QTest::newRow("other alphabets") << QStringLiteral("Füße и ноги 足.wav");
+    QTest::newRow("like a web page") << QStringLiteral("http:/nowhere.example/a.wav");
+}
+
+void TestMainWindowPlayback::filesWithStrangeNamesAreOpened()
+{
+    QFETCH(const QString, name);
+    const testmedia::Tune tune{.seed = 1, .seconds = 3, .sampleRateHz = 8000, .channels = 1};
+    const testmedia::MediaFolder folder;
+    const QString path = folder.write(
+        name, testmedia::wavFile(testmedia::samplesOf(tune), tune.sampleRateHz, tune.channels));
+    preview->doubleClick(preview->list(path));
+    QTRY_VERIFY_WITH_TIMEOUT(preview->slider->maximum() > 0, kHangGuardMs);
+}
+
+void TestMainWindowPlayback::aFileThatCannotBePlayedDoesNotShowTheTimeOfTheLastOne()
+{
+    QVERIFY(preview->play(m_media->longTune()));
+    QTRY_VERIFY_WITH_TIMEOUT(preview->label->text().endsWith(QStringLiteral(" / 00:08")),
+                             kHangGuardMs);
+    preview->doubleClick(preview->list(m_media->path(QStringLiteral("vanished.wav"))));
+    QTRY_COMPARE_WITH_TIMEOUT(preview->player->mediaStatus(), QMediaPlayer::InvalidMedia,
+                              kHangGuardMs);
+    QCOMPARE(preview->label->text(), QString());
+    QCOMPARE(preview->slider->maximum(), 0);
 }
 
 QTEST_MAIN(TestMainWindowPlayback)

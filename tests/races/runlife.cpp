@@ -1,25 +1,29 @@
-// The life of a run, for a build that finds races: the window's own code and the libraries over
-// stand-ins for the widgets. Each round starts, ends, cancels, restarts and destroys at every
-// boundary between the stages and in the middle of a copy, with 1, 2 and 8 workers.
+// The life of a run, for a build that finds races: the whole window over a player without a
+// backend. Each round starts, ends, cancels, restarts and destroys at every boundary between the
+// stages and in the middle of a copy, with 1, 2 and 8 workers.
 //
-// Usage: runlife [rounds, 20 unless given]
-// Prints a line per round; exits with 1 on a wrong result. What races is reported by the sanitizer.
+// Usage: runlife [rounds, default 20]
+// Prints a line per round; exits with 1 on a wrong result. The sanitizer reports the races.
 
 #include "app/mainwindow.h"
 #include "fileops/deletedialog.h"
 #include "support/occupiedpool.h"
 #include "support/tune.h"
-#include "ui_deletedialog.h"
-#include "ui_mainwindow.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QLoggingCategory>
+#include <QPushButton>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QThread>
+#include <QTreeWidget>
 
 #include <cstdio>
 #include <cstdlib>
@@ -29,12 +33,12 @@
 
 namespace {
 
-/** What the machine is said to have. */
+/** The number of processors that the toolkit finds. */
 int processorCount = 1;
 
 constexpr int kRounds = 20;
 constexpr qint64 kHangGuardMs = 120'000;
-/** What a run has begun with: listing, fingerprints, comparison, results; and what comes after. */
+/** Listing, fingerprints, pairs, comparison, and after the last of them. */
 constexpr int kStages = 5;
 constexpr auto kExpected = "3.wav 6.wav";
 
@@ -85,7 +89,7 @@ private:
     QTemporaryDir m_folder;
 };
 
-/** A window, and what is done to it. */
+/** A window, and the actions of a person in it. */
 class Life
 {
 public:
@@ -98,15 +102,15 @@ public:
     void start(int threads, int mode)
     {
         m_window->newComparison();
-        form().comparisonModeSelector->setCurrentIndex(mode);
-        form().folderListGroupA->addItem(m_collection.groupA());
-        (mode == 0 ? form().folderListGroupB : form().folderListGroupA)
+        find<QComboBox>("comparisonModeSelector")->setCurrentIndex(mode);
+        find<QListWidget>("folderListGroupA")->addItem(m_collection.groupA());
+        find<QListWidget>(mode == 0 ? "folderListGroupB" : "folderListGroupA")
             ->addItem(m_collection.groupB());
         processorCount = threads;
         m_window->on_compareButton_clicked();
         require(pool()->maxThreadCount() == threads, "the pool has another number of threads");
     }
-    /** Lets the stages before \a stage run and speak, one after the other, and \a stage begin. */
+    /** Runs the stages before \a stage one after the other, and starts \a stage. */
     void advanceTo(int stage) const
     {
         for (int passed = 0; passed < stage; ++passed) {
@@ -119,7 +123,8 @@ public:
     {
         QElapsedTimer guard;
         guard.start();
-        while (!form().duplicateFoundLabel->isVisible()) {
+        const auto* count = find<QLabel>("duplicateFoundLabel");
+        while (!count->isVisible()) {
             require(guard.elapsed() < kHangGuardMs, "the run hangs");
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
         }
@@ -131,10 +136,13 @@ public:
         case 0:
             m_window->newComparison();
             break;
-        case 1:
-            m_window->on_comparisonModeSelector_currentIndexChanged(1);
-            m_window->on_comparisonModeSelector_currentIndexChanged(0);
+        case 1: {
+            auto* modes = find<QComboBox>("comparisonModeSelector");
+            const int mode = modes->currentIndex();
+            modes->setCurrentIndex(1 - mode);
+            modes->setCurrentIndex(mode);
             break;
+        }
         case 2:
             m_window->on_compareButton_clicked(); // cancels, and starts again
             finish();
@@ -147,21 +155,20 @@ public:
         }
     }
     /**
-     * Copies what was found, several times over, by the dialog of its own, and moves on before all
-     * is copied: closes the dialog, opens another, or lets the window go.
+     * Copies the duplicates several times over, and moves on before all are copied: closes the
+     * dialog, opens another, or destroys the window.
      */
     void copyFound(int action)
     {
         m_window->on_copyFilesButtonMainwindow_clicked();
         constexpr int kOperations = 3;
         constexpr int kMoment = 50;
-        // The slots of the dialog are private: they are called as the form does.
-        auto* dialog = static_cast<deleteDialog*>(QDialog::last);
+        deleteDialog* dialog = copyDialog();
         for (int i = 0; i < kOperations; ++i) {
             const QString target = m_targets.filePath(QString::number(m_targetCount++));
             QDir().mkpath(target);
-            dialog->ui->dirLabel->setText(target);
-            QMetaObject::invokeMethod(dialog, "on_copyButton_clicked");
+            dialog->findChild<QLineEdit*>(QStringLiteral("dirLabel"))->setText(target);
+            dialog->findChild<QPushButton*>(QStringLiteral("copyButton"))->click();
             turn(i);
         }
         switch (action) {
@@ -180,7 +187,7 @@ public:
         }
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
-    void letTheStageFinish() const
+    void waitForStage() const
     {
         pool()->waitForDone();
     }
@@ -197,26 +204,35 @@ private:
     void build()
     {
         m_window = std::make_unique<MainWindow>();
+        m_window->show();
     }
-    static Ui_MainWindow& form()
+    template <typename T> T* find(const char* name) const
     {
-        return *Ui_MainWindow::current;
+        T* object = m_window->findChild<T*>(QString::fromLatin1(name));
+        require(object != nullptr, name);
+        return object;
+    }
+    static deleteDialog* copyDialog()
+    {
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        for (QWidget* window : windows) {
+            auto* dialog = qobject_cast<deleteDialog*>(window);
+            if (dialog != nullptr && dialog->operation == QLatin1String("copy")) {
+                return dialog;
+            }
+        }
+        require(false, "no dialog that copies");
+        return nullptr;
     }
     QThreadPool* pool() const
     {
         return m_window->findChild<QThreadPool*>(QString(), Qt::FindDirectChildrenOnly);
     }
-    static QString pairs()
+    QString pairs() const
     {
-        const auto nameOf = [](const QTreeWidgetItem* row) {
-            return row->text(0).section(u'/', -1);
-        };
         QStringList names;
-        for (const QTreeWidgetItem* row : form().treeWidget->rows()) {
-            names.append(nameOf(row));
-            for (const QTreeWidgetItem* child : row->children()) {
-                names.append(nameOf(child));
-            }
+        for (QTreeWidgetItemIterator row(find<QTreeWidget>("treeWidget")); *row != nullptr; ++row) {
+            names.append((*row)->text(0).section(u'/', -1));
         }
         names.sort(); // within a group, either file may be the reference
         return names.join(u' ');
@@ -228,7 +244,7 @@ private:
     std::unique_ptr<MainWindow> m_window;
 };
 
-/** Everything once; the moments that are left to chance are \a random's. */
+/** Every action once at every stage, and some at moments that \a random draws. */
 void runRound(Life& life, std::mt19937& random)
 {
     constexpr int kActions = 4;
@@ -249,7 +265,7 @@ void runRound(Life& life, std::mt19937& random)
                 life.start(threads, 0);
                 life.advanceTo(stage);
                 if (random() % 2 == 0) {
-                    life.letTheStageFinish();
+                    life.waitForStage();
                 }
                 life.end(action);
             }
@@ -265,8 +281,8 @@ void runRound(Life& life, std::mt19937& random)
 } // namespace
 
 /**
- * Answers in the place of the system, which the toolkit asks how many threads a pool should have: a
- * run sizes its pool before it starts, and nobody may do so later.
+ * Replaces the system's function, by which the toolkit counts the processors: a run sizes its pool
+ * before it starts, and it must not be resized later.
  */
 extern "C" int sched_getaffinity(pid_t /*process*/, size_t size, cpu_set_t* processors) noexcept
 {
@@ -279,7 +295,7 @@ extern "C" int sched_getaffinity(pid_t /*process*/, size_t size, cpu_set_t* proc
 
 int main(int argc, char* argv[])
 {
-    const QCoreApplication application(argc, argv);
+    const QApplication application(argc, argv);
     const QTemporaryDir settings;
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
     QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));

@@ -11,7 +11,7 @@ namespace testmedia {
 
 /**
  * Runs the ffmpeg program with \a arguments, quietly, overwriting its output files; \a input is its
- * standard input. Ends the test with what ffmpeg said if it is missing or fails.
+ * standard input. Ends the test with ffmpeg's messages if it is missing or fails.
  */
 void runFfmpeg(const QStringList& arguments, const QByteArray& input = {});
 

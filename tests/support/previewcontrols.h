@@ -10,8 +10,8 @@
 #include <QTreeWidget>
 
 /**
- * The window's preview player as a person sees and uses it, with the player itself beside it to
- * show what is really played. For an open window; not to be used after that is destroyed.
+ * The window's preview player as a person sees and uses it, with the player itself beside it.
+ * Requires: an open window, which outlives this.
  * Thread: GUI thread only.
  */
 class PreviewControls
@@ -42,8 +42,7 @@ public:
 
     /** Whether the play button shows the icon \a name ("play", "pause") of the collection. */
     bool shows(const char* name) const;
-    /** The play button has the icon \a iconName at its size, and the stop button is enabled or not.
-     */
+    /** The play button's icon is at its size, and the stop button is enabled as given. */
     bool hasButtons(const char* iconName, bool stopEnabled) const;
     /** The path of the loaded file; empty without one. */
     QString loadedPath() const;

@@ -99,7 +99,7 @@ QString WindowFixture::treeText(const QString& prefix) const
         for (int k = 0; k < reference->childCount(); ++k) {
             children.append(line(reference->child(k), 1));
         }
-        children.sort(); // they are in the order in which the workers found them
+        children.sort(); // their order is that in which the workers found them
         text += children.join(QString());
     }
     return text;

@@ -1,9 +1,0 @@
-#pragma once
-
-#include "widgets.h"
-
-namespace returnKey {
-
-inline void pressesFocused(const QList<QPushButton*>& /*buttons*/) {}
-
-} // namespace returnKey
