@@ -129,14 +129,15 @@ void TestInterruption::addTunes()
 
 EndedSearch TestInterruption::endSearch(int signal, int kept, const QStringList& more) const
 {
-    EndedSearch search{std::make_unique<QProcess>()};
+    EndedSearch search;
+    search.process = std::make_unique<QProcess>();
     Terminal terminal;
     terminal.attachTo(*search.process);
     startCli(*search.process, searchArguments() + more);
     // A file is saved before it counts as done; those of the store count first.
     QString done = QString::number(kept + 1);
-    for (int more = kept + 2; more <= tunes; ++more) {
-        done += QStringLiteral("|%1").arg(more);
+    for (int count = kept + 2; count <= tunes; ++count) {
+        done += QStringLiteral("|%1").arg(count);
     }
     if (terminal.waitForProgress(
             *search.process,

@@ -73,7 +73,7 @@ void TestChangingCollection::init()
 Collection TestChangingCollection::collect(FingerprintStore* store,
                                            const std::function<void()>& action) const
 {
-    faults::onFeed(10, action);
+    faults::onCall("chromaprint_feed", 10, action);
     return search::fingerprintFiles({tune}, {1, store, {}, {}});
 }
 
