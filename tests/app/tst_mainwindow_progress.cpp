@@ -55,6 +55,8 @@ private:
         threads.insert(std::this_thread::get_id());
         changed.notify_all();
         changed.wait_for(lock, std::chrono::milliseconds(WindowFixture::kHangGuardMs),
+                         // The constructor sets what is expected.
+                         // cppcheck-suppress unsignedPositive
                          [] { return threads.size() >= wanted; });
     }
 

@@ -29,6 +29,8 @@ int named(int result)
     if (result == 0 && interruptAfterNaming.exchange(false)) {
         isInterrupted = true;
         std::raise(SIGINT);
+        // The program handles the signal, so raise() returns.
+        // cppcheck-suppress unreachableCode
         stopRequested.acquire();
     }
     return result;

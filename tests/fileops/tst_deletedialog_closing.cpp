@@ -327,6 +327,7 @@ void DeleteDialogClosingTest::destructionAtAnyMomentIsSafe()
 
 void DeleteDialogClosingTest::destructionAfterTheResultIsSafe()
 {
+    support::fireSingleShots(1000); // those of dialogs that are gone
     // The timer that hides the progress bar after a second is still running.
     DialogFixture fixture(u"delete"_qs);
     fixture.addFiles(makeFiles(3, "x"));

@@ -408,6 +408,7 @@ void DeleteDialogOperationsTest::allRowAloneIsNotAnOperand()
 
 void DeleteDialogOperationsTest::progressFollowsTheFilesAndHidesASecondAfterTheResult()
 {
+    support::fireSingleShots(1000); // those of dialogs that are gone
     DialogFixture fixture(u"delete"_qs);
     fixture.addFiles(makeFiles(50));
     fixture.start();

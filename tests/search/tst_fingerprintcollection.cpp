@@ -42,7 +42,7 @@ public:
         : m_database(QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other")))
     {
         m_database.setDatabaseName(path);
-        m_database.open();
+        m_isOpen = m_database.open();
     }
     ~OtherProgram()
     {
@@ -55,7 +55,7 @@ public:
 
     bool runs(const QString& statement) const
     {
-        return QSqlQuery(m_database).exec(statement);
+        return m_isOpen && QSqlQuery(m_database).exec(statement);
     }
     /** Locks the store until close() or the end of the object. */
     bool locks() const
@@ -69,6 +69,7 @@ public:
 
 private:
     QSqlDatabase m_database;
+    bool m_isOpen = false;
 };
 
 } // namespace
