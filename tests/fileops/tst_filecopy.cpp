@@ -56,6 +56,16 @@ private Q_SLOTS:
         addOperations();
     }
     void sourceThatGrowsIsNotFollowed();
+    void sourceThatIsChangedIsNotCopied_data()
+    {
+        addOperations();
+    }
+    void sourceThatIsChangedIsNotCopied();
+    void takenNameIsNotCopiedTo_data()
+    {
+        addOperations();
+    }
+    void takenNameIsNotCopiedTo();
     void pipeThatTakesTheNameIsNotWaitedFor_data()
     {
         addOperations();
@@ -287,6 +297,35 @@ void FileCopyTest::sourceThatGrowsIsNotFollowed()
     QVERIFY2(reads(result) <= reads(without), result.trace.constData());
     QCOMPARE(entries(m_other->path()), QStringList());
     QCOMPARE(read(source()), m_content + more);
+}
+
+/** The change leaves the size as it is, and comes when the content is read. */
+void FileCopyTest::sourceThatIsChangedIsNotCopied()
+{
+    QFETCH(const QString, operation);
+    QByteArray expected = m_content;
+    expected.replace(0, 7, "changed");
+    bool heldUp = false;
+    const tracedrun::Result result = tracedrun::runStopped(
+        arguments(), {}, u"fsync"_qs, m_without[operation].numberOfCall("fsync", kUnnamed), [&] {
+            QFile file(source());
+            heldUp = file.open(QFile::ReadWrite | QFile::ExistingOnly) &&
+                     file.write("changed") == 7 && file.flush();
+        });
+    QVERIFY(heldUp);
+    QCOMPARE(result.output, "false\n");
+    QCOMPARE(entries(m_other->path()), QStringList());
+    QCOMPARE(read(source()), expected);
+}
+
+void FileCopyTest::takenNameIsNotCopiedTo()
+{
+    QVERIFY(write(destination(), "old"));
+    const tracedrun::Result result = tracedrun::run(arguments(), {});
+    QCOMPARE(result.output, "false\n");
+    QVERIFY(!result.trace.contains(kUnnamed));
+    QCOMPARE(read(destination()), "old");
+    QCOMPARE(read(source()), m_content);
 }
 
 /** The pipe comes between the look at the source and its opening. */

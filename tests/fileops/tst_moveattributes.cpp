@@ -134,6 +134,7 @@ private Q_SLOTS:
     void attributeThatCannotBeReadIsAFailure_data();
     void attributeThatCannotBeReadIsAFailure();
     void attributesGoAlongWithoutTheListOfExceptions();
+    void withoutAListTheGroupHasNoMoreRights_data();
     void withoutAListTheGroupHasNoMoreRights();
     void inheritedListThatStaysIsAFailure();
 
@@ -449,16 +450,29 @@ void MoveAttributesTest::attributesGoAlongWithoutTheListOfExceptions()
     QCOMPARE(attributesOf(destination()), (Attributes{{"user.rating", "5"}}));
 }
 
+void MoveAttributesTest::withoutAListTheGroupHasNoMoreRights_data()
+{
+    QTest::addColumn<QByteArray>("group");
+    QTest::addColumn<uint>("mode");
+    QTest::newRow("none") << QByteArray("---") << 0700U;
+    QTest::newRow("read") << QByteArray("r--") << 0740U;
+    QTest::newRow("write") << QByteArray("-w-") << 0720U;
+    QTest::newRow("execute") << QByteArray("--x") << 0710U;
+    QTest::newRow("all") << QByteArray("rwx") << 0770U;
+}
+
 void MoveAttributesTest::withoutAListTheGroupHasNoMoreRights()
 {
     SKIP_UNLESS_TRACED();
-    MAKE_SOURCE({}, "u::rw-,u:1234:rw-,g::r--,m::rw-,o::---");
-    QCOMPARE(statusOf(source()).st_mode & 07777U, 0660U);
+    QFETCH(const QByteArray, group);
+    QFETCH(const uint, mode);
+    MAKE_SOURCE({}, ("u::rwx,u:1234:rwx,g::" + group + ",m::rwx,o::---").constData());
+    QCOMPARE(statusOf(source()).st_mode & 07777U, 0770U);
     const tracedrun::Result result = move({u"fsetxattr:error=EOPNOTSUPP"_qs});
     QVERIFY(result.injected > 0);
     QCOMPARE(result.output, "true\n");
     verifyMoved();
-    QCOMPARE(statusOf(destination()).st_mode & 07777U, 0640U);
+    QCOMPARE(statusOf(destination()).st_mode & 07777U, mode);
 }
 
 void MoveAttributesTest::inheritedListThatStaysIsAFailure()

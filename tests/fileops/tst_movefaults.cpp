@@ -74,6 +74,7 @@ private Q_SLOTS:
     void sourceChangedMeanwhileStaysAndTheCopyGoes_data();
     void sourceChangedMeanwhileStaysAndTheCopyGoes();
     void sourceRemovedMeanwhileIsNotLostTwice();
+    void sourceThatCannotBeSeenIsNoProofOfAMove();
 
     void killedMoveLosesNothing_data();
     void killedMoveLosesNothing();
@@ -561,6 +562,21 @@ void MoveFaultsTest::sourceRemovedMeanwhileIsNotLostTwice()
         moveHeldUp(kDirectoryOpened, [this] { QVERIFY(QFile::remove(source())); });
     QCOMPARE(result.output, "true\n");
     verifyMovedTo(faraway());
+}
+
+void MoveFaultsTest::sourceThatCannotBeSeenIsNoProofOfAMove()
+{
+    // The removal fails, and so does the look whether the source is still there.
+    const QString notRemoved = fault("unlinkat", kNamed, 0, u"error=EIO"_qs);
+    const tracedrun::Result first = move(faraway(), {notRemoved});
+    QCOMPARE(first.output, "false\n");
+    verifyAsItWas();
+    const QString notSeen = faultIn(first, "newfstatat", "unlinkat(", 0, u"error=EIO"_qs);
+    const tracedrun::Result result = move(faraway(), {notRemoved, notSeen});
+    QCOMPARE(result.injected, 2);
+    QCOMPARE(result.output, "false\n");
+    QCOMPARE(read(source()), m_content);
+    QCOMPARE(read(faraway()), m_content);
 }
 
 void MoveFaultsTest::killedMoveLosesNothing_data()
