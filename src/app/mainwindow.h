@@ -73,7 +73,7 @@ public:
     void resetAll();
 
     // The stage functions: what the parallel framework runs, one item at a time.
-    // Thread: any thread, blocking. The reduce functions are called by one thread at a time.
+    // Thread: Any thread, blocking. The reduce functions are called by one thread at a time.
 
     /** Map: the audio files under one group's folders. */
     static QStringList find_audio_files_dir(const QStringList& folders);

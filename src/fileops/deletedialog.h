@@ -59,7 +59,10 @@ public:
     /** Hides the progress bar; called a second after the end of an operation. */
     void hideDeleteProgress();
 
-    /** Map functions, as in fileops/fileoperations.h. True on success. Thread: any thread, blocking. */
+    /**
+     * Map functions, as in fileops/fileoperations.h. True on success.
+     * Thread: Any thread, blocking.
+     */
     static bool copyFile(const fileops::SourceAndDestination& paths);
     static bool moveFile(const fileops::SourceAndDestination& paths);
     static bool deleteFile(const QString& path);

@@ -11,7 +11,7 @@ namespace results {
  * The rows of the file operation dialog: the duplicates that still exist, in key order and within a
  * key as they were found. Those that are a reference of any of the lists under another name, and
  * those whose own reference is no longer there, are marked.
- * Thread: any thread, blocking. Reentrant.
+ * Thread: Any thread, blocking.
  */
 QList<DuplicateRow> duplicateRows(const DuplicateMap& duplicates);
 

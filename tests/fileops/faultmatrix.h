@@ -12,7 +12,7 @@
  * leave, by the hashes of all contents: nothing that existed may be gone, and no success may be
  * reported that is none.
  *
- * Thread: any thread, blocking. Reentrant.
+ * Thread: Any thread, blocking.
  */
 namespace faultmatrix {
 

@@ -10,6 +10,7 @@
 #include <functional>
 #include <new>
 #include <stdexcept>
+#include <stop_token>
 
 using search::Collection;
 using search::FingerprintStore;
@@ -48,10 +49,12 @@ private Q_SLOTS:
     void fileThatChangesWhileItIsDecodedIsNotKept();
     void exceptionIsTheFailureOfItsFile_data();
     void exceptionIsTheFailureOfItsFile();
+    void fileOfAStoppedSearchIsNotKept();
 
 private:
     /** Fingerprints the tune on one thread and calls \a action in the middle of it. */
-    Collection collect(FingerprintStore* store, const std::function<void()>& action) const;
+    Collection collect(FingerprintStore* store, const std::function<void()>& action,
+                       const std::stop_token& stop = {}) const;
 
     MediaFolder media;
     QByteArray content;
@@ -71,10 +74,11 @@ void TestChangingCollection::init()
 }
 
 Collection TestChangingCollection::collect(FingerprintStore* store,
-                                           const std::function<void()>& action) const
+                                           const std::function<void()>& action,
+                                           const std::stop_token& stop) const
 {
     faults::onCall("chromaprint_feed", 10, action);
-    return search::fingerprintFiles({tune}, {1, store, {}, {}});
+    return search::fingerprintFiles({tune}, {1, store, {}, stop});
 }
 
 void TestChangingCollection::fileThatChangesWhileItIsDecodedIsNotKept_data()
@@ -131,6 +135,19 @@ void TestChangingCollection::exceptionIsTheFailureOfItsFile()
     const FingerprintRecord failed{tune, {}, 0, 0, 0};
     QCOMPARE(collection.records, QList<FingerprintRecord>{failed});
     QVERIFY(!store.find(tune, *search::FileState::of(tune)));
+}
+
+/** Half a fingerprint would pass for the whole one in every later search. */
+void TestChangingCollection::fileOfAStoppedSearchIsNotKept()
+{
+    FingerprintStore store(media.filePath(QStringLiteral("stopped.db")));
+    std::stop_source stop;
+    collect(
+        &store, [&stop] { stop.request_stop(); }, stop.get_token());
+    QVERIFY(stop.stop_requested());
+    QVERIFY(!store.find(tune, *search::FileState::of(tune)));
+    collect(&store, [] {});
+    QVERIFY(store.find(tune, *search::FileState::of(tune)));
 }
 
 QTEST_GUILESS_MAIN(TestChangingCollection)
