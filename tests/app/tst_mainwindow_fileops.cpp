@@ -85,9 +85,9 @@ private Q_SLOTS:
     void closingReleasesTheDialog();
     void deletedFilesStayInTheTreeButNotInTheNextDialog();
     void deletingRemovesWhatIsTickedOnly();
-    void linkToTheReferenceIsUntickedAndSaysSo();
+    void linkToTheReferenceIsUntickedWithTheReason();
     void folderReachedByTwoPathsOffersNoOnlyCopy();
-    void duplicateOfAMissingReferenceIsUntickedAndSaysSo();
+    void duplicateOfAMissingReferenceIsUntickedWithTheReason();
     void resettingDiscardsTheDialog_data();
     void resettingDiscardsTheDialog();
     void windowMayGoWhileAnOperationRuns_data();
@@ -367,7 +367,7 @@ void TestMainWindowFileOps::deletingRemovesWhatIsTickedOnly()
     QVERIFY(QFile::exists(path(QStringLiteral("/a/one.wav"))));
 }
 
-void TestMainWindowFileOps::linkToTheReferenceIsUntickedAndSaysSo()
+void TestMainWindowFileOps::linkToTheReferenceIsUntickedWithTheReason()
 {
     QVERIFY(QFile::link(path(QStringLiteral("/a/one.wav")), path(QStringLiteral("/b/link.wav"))));
     findDuplicates();
@@ -400,7 +400,7 @@ void TestMainWindowFileOps::folderReachedByTwoPathsOffersNoOnlyCopy()
     QVERIFY(QFile::exists(path(QStringLiteral("/a/one.wav"))));
 }
 
-void TestMainWindowFileOps::duplicateOfAMissingReferenceIsUntickedAndSaysSo()
+void TestMainWindowFileOps::duplicateOfAMissingReferenceIsUntickedWithTheReason()
 {
     addCopy(QStringLiteral("/b/copy.wav"));
     findDuplicates();

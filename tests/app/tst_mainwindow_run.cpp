@@ -52,10 +52,10 @@ private Q_SLOTS:
     void withinGroupOnOneThreadShowsExactRows();
     void withinGroupOnAllThreadsFindsTheSamePairs();
     void secondPressFindsTheSameAgain();
-    void nothingInCommonSaysSo();
+    void nothingInCommonIsReported();
     void oneFileWithinGroupFindsNothing();
-    void noFilesAtAllSaysSoAfterASecond();
-    void groupBWithinGroupASaysSoAfterASecond();
+    void noFilesAtAllFindNothingAfterASecond();
+    void groupBWithinGroupAFindsNothingAfterASecond();
     void fileInBothGroupsIsNotComparedWithItself();
     void brokenFilesStopNothing();
     void absentThresholdListsEveryPair();
@@ -66,7 +66,7 @@ private Q_SLOTS:
     void progressWithAnEmptyGroupBRunNeverExceedsEightyInItsStage();
     void strangeNamesSurvive();
     void namesThatAreNotUtf8YieldNoOtherFilesResult();
-    void tooManyFilesAreSaidInTheStatusBar();
+    void tooManyFilesAreReportedInTheStatusBar();
     void rowsAreExpandedAndDoNotFoldOnDoubleClick();
 
 private:
@@ -167,7 +167,7 @@ void TestMainWindowRun::secondPressFindsTheSameAgain()
     }
 }
 
-void TestMainWindowRun::nothingInCommonSaysSo()
+void TestMainWindowRun::nothingInCommonIsReported()
 {
     const testmedia::MediaFolder other;
     other.makeTune(QStringLiteral("9.wav"), tune(9));
@@ -190,7 +190,7 @@ void TestMainWindowRun::oneFileWithinGroupFindsNothing()
     QCOMPARE(fixture->find<QProgressBar>("progressBar")->value(), 0);
 }
 
-void TestMainWindowRun::noFilesAtAllSaysSoAfterASecond()
+void TestMainWindowRun::noFilesAtAllFindNothingAfterASecond()
 {
     const QTemporaryDir empty;
     fixture->setMode(1);
@@ -206,7 +206,7 @@ void TestMainWindowRun::noFilesAtAllSaysSoAfterASecond()
     QVERIFY(!bar->isTextVisible());
 }
 
-void TestMainWindowRun::groupBWithinGroupASaysSoAfterASecond()
+void TestMainWindowRun::groupBWithinGroupAFindsNothingAfterASecond()
 {
     fixture->listFolder('A', music());
     fixture->listFolder('B', music(QStringLiteral("b")));
@@ -399,7 +399,7 @@ void TestMainWindowRun::namesThatAreNotUtf8YieldNoOtherFilesResult()
 #endif
 }
 
-void TestMainWindowRun::tooManyFilesAreSaidInTheStatusBar()
+void TestMainWindowRun::tooManyFilesAreReportedInTheStatusBar()
 {
     // The first number of files whose pairs the framework cannot count any more.
     constexpr int kFiles = 65537;

@@ -86,7 +86,7 @@ private Q_SLOTS:
     void failedRecordsAreCollectedToo();
     void failureIsPrintedAndLoggedAsError();
     void similarityCarriesItsIndices();
-    void pairStandsUnderItsFirstFileOnly();
+    void pairIsListedUnderItsFirstFileOnly();
     void thresholdIsReadAnewForEveryPair();
     void absentThresholdEntersEveryPair();
     void parallelComparisonEqualsTheSerialOne_data();
@@ -152,7 +152,7 @@ void TestMainWindowStages::similarityCarriesItsIndices()
     QCOMPARE(MainWindow::calcSingleSimilarity({0, 0}), Result(0, 0, 0));
 }
 
-void TestMainWindowStages::pairStandsUnderItsFirstFileOnly()
+void TestMainWindowStages::pairIsListedUnderItsFirstFileOnly()
 {
     MainWindow::fingerprintsFirst = {{QStringLiteral("z"), {}, 0, 0, 0},
                                      {QStringLiteral("a"), {}, 0, 0, 0}};

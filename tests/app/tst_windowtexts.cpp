@@ -149,7 +149,7 @@ private Q_SLOTS:
     void everyTextIsWholeWithBothGroups_data();
     void everyTextIsWholeWithBothGroups();
     void everyTextIsWholeWhileAFileIsLoaded();
-    void aPathWithoutRoomShowsBothEndsAndIsToldWhole();
+    void anElidedPathShowsBothEndsAndItsToolTipTheWhole();
     void everyWindowCarriesTheIcon_data()
     {
         ProgramWindows::addRows();
@@ -234,7 +234,7 @@ void TestWindowTexts::everyTextIsWholeWhileAFileIsLoaded()
     QCOMPARE(faultsOf(window, {}), QString());
 }
 
-void TestWindowTexts::aPathWithoutRoomShowsBothEndsAndIsToldWhole()
+void TestWindowTexts::anElidedPathShowsBothEndsAndItsToolTipTheWhole()
 {
     m_windows = std::make_unique<ProgramWindows>();
     QVERIFY(m_windows->open(QStringLiteral("main")) != nullptr);

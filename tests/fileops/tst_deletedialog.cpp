@@ -49,7 +49,7 @@ private Q_SLOTS:
         QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
     }
 
-    void slotsStandInTheirFixedOrder();
+    void slotsAreInTheirFixedOrder();
     void formHoldsItsWidgetsInOrder();
     void formHasItsMarginsAndFrames();
     void formHasItsTexts();
@@ -66,8 +66,8 @@ private Q_SLOTS:
     void unknownOperationNeverChangesTheLabel();
 
     void rowsArriveTickedBelowAll();
-    void otherNameOfAFileArrivesUntickedAndSaysSo();
-    void rowWithoutReferenceArrivesUntickedAndSaysSo();
+    void otherNameOfAFileArrivesUntickedWithTheReason();
+    void rowWithoutReferenceArrivesUntickedWithTheReason();
     void allLeavesTheOnlyCopyUnticked_data();
     void allLeavesTheOnlyCopyUnticked();
     void tickByHandOnTheOnlyCopyCounts();
@@ -79,7 +79,7 @@ private Q_SLOTS:
     void rowsAreMeasuredAnewWhenTheFontChanges();
 
     void cancelledChooserEmptiesTheDirectory();
-    void chosenDirectoryIsTakenAsItStands();
+    void chosenDirectoryIsTakenUnchanged();
 
     void okAcceptsAndCancelRejects_data();
     void okAcceptsAndCancelRejects();
@@ -90,7 +90,7 @@ private Q_SLOTS:
     void tabFollowsTheFormFromTopToBottom();
 };
 
-void DeleteDialogTest::slotsStandInTheirFixedOrder()
+void DeleteDialogTest::slotsAreInTheirFixedOrder()
 {
     const QMetaObject& meta = deleteDialog::staticMetaObject;
     QStringList names;
@@ -288,7 +288,7 @@ void DeleteDialogTest::rowsArriveTickedBelowAll()
     QCOMPARE(fixture.list()->item(1)->toolTip(), QString());
 }
 
-void DeleteDialogTest::otherNameOfAFileArrivesUntickedAndSaysSo()
+void DeleteDialogTest::otherNameOfAFileArrivesUntickedWithTheReason()
 {
     const DialogFixture fixture(u"delete"_qs);
     QCOMPARE(fixture.dialog()->addRows({{u"/link.mp3"_qs, u"/a %1 <b>.mp3"_qs}, {u"/b.mp3"_qs}}),
@@ -300,7 +300,7 @@ void DeleteDialogTest::otherNameOfAFileArrivesUntickedAndSaysSo()
     QCOMPARE(fixture.list()->item(2)->toolTip(), QString());
 }
 
-void DeleteDialogTest::rowWithoutReferenceArrivesUntickedAndSaysSo()
+void DeleteDialogTest::rowWithoutReferenceArrivesUntickedWithTheReason()
 {
     const DialogFixture fixture(u"move"_qs);
     QCOMPARE(fixture.dialog()->addRows({{u"/b.mp3"_qs, {}, u"/a <b>.mp3"_qs, false}}), 0);
@@ -467,7 +467,7 @@ void DeleteDialogTest::cancelledChooserEmptiesTheDirectory()
     QCOMPARE(fixture.directory()->text(), QString());
 }
 
-void DeleteDialogTest::chosenDirectoryIsTakenAsItStands()
+void DeleteDialogTest::chosenDirectoryIsTakenUnchanged()
 {
     const QTemporaryDir target;
     const DialogFixture fixture(u"move"_qs);

@@ -27,9 +27,9 @@ private Q_SLOTS:
         settings::write({70, true});
     }
 
-    void slotsStandInTheirOrder();
+    void slotsAreInTheirOrder();
     void formHasItsTextsAndSizes();
-    void fieldsStandInLine();
+    void fieldsAreAligned();
     void showsTheStoredValues();
     void savingStoresTheNumberOrZero_data();
     void savingStoresTheNumberOrZero();
@@ -38,7 +38,7 @@ private Q_SLOTS:
     void closingByTheFrameStoresNothing();
 };
 
-void TestSettingsDialog::slotsStandInTheirOrder()
+void TestSettingsDialog::slotsAreInTheirOrder()
 {
     const QMetaObject& meta = SettingsDialog::staticMetaObject;
     QCOMPARE(meta.method(meta.methodOffset()).name(), QByteArray("on_saveButton_clicked"));
@@ -64,7 +64,7 @@ void TestSettingsDialog::formHasItsTextsAndSizes()
     QCOMPARE(widget<QPushButton>(dialog, "cancelButton")->text(), QStringLiteral("Cancel"));
 }
 
-void TestSettingsDialog::fieldsStandInLine()
+void TestSettingsDialog::fieldsAreAligned()
 {
     SettingsDialog dialog;
     dialog.show();
