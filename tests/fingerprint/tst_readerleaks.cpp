@@ -47,6 +47,7 @@ Run runReaders(const QString& way, const QString& path, const QString& suppressi
     environment.insert(QStringLiteral("LSAN_OPTIONS"),
                        QStringLiteral("fast_unwind_on_malloc=0:suppressions=") + suppressions);
     environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=1"));
+    environment.insert(QStringLiteral("QUORVEL_COUNTS_CONTEXTS"), QStringLiteral("1"));
     process.setProcessEnvironment(environment);
     process.start(QStringLiteral(QUORVEL_READERLEAKS), {way, path, QString::number(kRounds)});
     Run run;
