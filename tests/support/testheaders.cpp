@@ -1,1 +1,0 @@
-// Nothing of its own: the build precompiles headers for the tests beside it.
