@@ -5,10 +5,11 @@
 #include <limits>
 
 /**
- * The measure. To exchange it, change getSimilarity() and its bounded form here, which all other
- * code reaches through recordsimilarity.h. Two aids rest on the bit errors of this one: the kernels
- * (similaritykernel.h) count them, and errorbound.h bounds them; a measure without bit errors does
- * without both (search::ComparisonOptions::boundFirst).
+ * The measure. To exchange it, change three functions here, which all other code reaches through
+ * recordsimilarity.h: getSimilarity(), its bounded form getSimilarityAtLeast(), and
+ * largestErrorCount(), by which the search without a window rules pairs out (errorbound.h). The
+ * kernels (similaritykernel.h) serve this measure alone. For a measure without bit errors
+ * largestErrorCount() returns 32 times the number of words, which rules nothing out.
  */
 
 /** The number of set bits of each byte value. */

@@ -39,7 +39,7 @@ QString markedEnding(const QString& operation)
     return {};
 }
 
-/** The data of a row besides its text and tick. */
+/** The data of a row besides its tick and its text, which is the path that is acted on. */
 enum RowRole {
     ReferenceRole = Qt::UserRole, ///< The path of its reference; empty if it has none.
     HeldBackRole,                 ///< Whether only the user ticks it, not "All".

@@ -7,7 +7,7 @@
 namespace fingerprint {
 
 /**
- * The 44 file-name patterns of the files that are searched for, in the program's own order.
+ * The file-name patterns of the files that are searched for, in the program's own order.
  * They name containers and raw types that can hold audio; fingerprinting finds out whether a file
  * does.
  * Thread: Any thread.
