@@ -5,6 +5,7 @@
 #include "cli/outputfile.h"
 #include "cli/progressline.h"
 #include "cli/report.h"
+#include "compare/similarity.h"
 #include "fingerprint/audiofilediscovery.h"
 #include "fingerprint/filelists.h"
 #include "results/duplicatefilter.h"
@@ -47,6 +48,21 @@ int chosenThreshold(const Options& options)
     }
     return settings::hasSimilarityThreshold() ? settings::similarityThreshold()
                                               : settings::kDefaultSimilarityThreshold;
+}
+
+/** A warning about a stored threshold with which a search has no useful result, or nothing. */
+QString thresholdWarning(const Options& options)
+{
+    const int threshold = chosenThreshold(options);
+    const bool isTooLow = threshold < 1;
+    if (options.threshold || (!isTooLow && threshold <= compare::kLargestSimilarity)) {
+        return {};
+    }
+    return QStringLiteral("Warning: the threshold in the settings of the window program is %1, "
+                          "%2. Choose another with --threshold.")
+        .arg(threshold)
+        .arg(isTooLow ? QStringLiteral("which makes every pair of files a duplicate")
+                      : QStringLiteral("which no pair of files reaches"));
 }
 
 /**
@@ -110,6 +126,10 @@ public:
 private:
     void findAndWriteDuplicates()
     {
+        const QString warning = thresholdWarning(m_options);
+        if (!warning.isEmpty()) {
+            printMessage(warning);
+        }
         requireUsableOutput();
         const std::unique_ptr<search::FingerprintStore> store = openStore();
         const fingerprint::FileLists files = listFiles();

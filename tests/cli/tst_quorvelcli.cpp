@@ -245,28 +245,43 @@ void TestQuorvelCli::thresholdIsTheStoredOneAsItStands_data()
 {
     QTest::addColumn<QVariant>("stored");
     QTest::addColumn<int>("threshold");
-    QTest::newRow("nothing stored") << QVariant() << 70;
-    QTest::newRow("number") << QVariant(85) << 85;
-    QTest::newRow("zero") << QVariant(0) << 0;
-    QTest::newRow("negative") << QVariant(-5) << -5;
-    QTest::newRow("above 100") << QVariant(101) << 101;
-    QTest::newRow("text") << QVariant(QStringLiteral("much")) << 0;
+    QTest::addColumn<QByteArray>("warning");
+    const QByteArray noWarning;
+    const QByteArray everyPair = "is %1, which makes every pair of files a duplicate. ";
+    const QByteArray noPair = "is %1, which no pair of files reaches. ";
+    QTest::newRow("nothing stored") << QVariant() << 70 << noWarning;
+    QTest::newRow("number") << QVariant(85) << 85 << noWarning;
+    QTest::newRow("least") << QVariant(1) << 1 << noWarning;
+    QTest::newRow("most") << QVariant(100) << 100 << noWarning;
+    QTest::newRow("zero") << QVariant(0) << 0 << everyPair;
+    QTest::newRow("negative") << QVariant(-5) << -5 << everyPair;
+    QTest::newRow("above 100") << QVariant(101) << 101 << noPair;
+    QTest::newRow("text") << QVariant(QStringLiteral("much")) << 0 << everyPair;
+    QTest::newRow("percent sign") << QVariant(QStringLiteral("70%")) << 0 << everyPair;
 }
 
 void TestQuorvelCli::thresholdIsTheStoredOneAsItStands()
 {
     QFETCH(const QVariant, stored);
     QFETCH(const int, threshold);
+    QFETCH(QByteArray, warning);
+    if (!warning.isEmpty()) {
+        warning = "quorvel-cli: Warning: the threshold in the settings of the window program " +
+                  warning.replace("%1", QByteArray::number(threshold)) +
+                  "Choose another with --threshold.\n";
+    }
     if (stored.isValid()) {
         QSettings(QStringLiteral("tandrik"), QStringLiteral("quorvel"))
             .setValue(QStringLiteral("similarity"), stored);
     }
     const CliRun run = runCli({first, second, QStringLiteral("-fjson")});
     QCOMPARE(run.exitStatus, 0);
+    QCOMPARE(run.errors, warning);
     QCOMPARE(run.json()[QStringLiteral("threshold")].toInt(1000), threshold);
     QCOMPARE(run.json()[QStringLiteral("groups")].toArray().isEmpty(), threshold > 100);
     const CliRun given = runCli({first, second, QStringLiteral("-fjson"), QStringLiteral("-t42")});
     QCOMPARE(given.json()[QStringLiteral("threshold")].toInt(), 42);
+    QCOMPARE(given.errors, QByteArray());
 }
 
 void TestQuorvelCli::nothingIsStoredInTheSettings()
