@@ -9,7 +9,7 @@ namespace cli {
 namespace {
 
 /** The version of docs/quorvel-cli.schema.json that the document follows. */
-constexpr int kFormatVersion = 1;
+constexpr int kFormatVersion = 2;
 
 QJsonObject fileObject(const QString& path, const AudioInfoMap& audioInfo)
 {
@@ -42,6 +42,7 @@ QJsonObject headOf(const Report& report)
                      {QStringLiteral("threshold"), report.threshold}};
     QJsonObject counts{{QStringLiteral("files"), report.fileCount},
                        {QStringLiteral("failures"), report.failures.size()},
+                       {QStringLiteral("tooShortForFingerprint"), report.tooShortForFingerprint()},
                        {QStringLiteral("groups"), report.duplicates.size()},
                        {QStringLiteral("duplicates"), report.duplicateCount()}};
     if (report.leastDuration) {

@@ -1,5 +1,7 @@
 #include "cli/report.h"
 
+#include "search/failurereason.h"
+
 #include <algorithm>
 
 namespace cli {
@@ -43,6 +45,13 @@ qsizetype Report::duplicateCount() const
         count += matches.size();
     }
     return count;
+}
+
+qsizetype Report::tooShortForFingerprint() const
+{
+    return std::count_if(
+        failures.cbegin(), failures.cend(),
+        [](const search::FailedFile& failure) { return search::isTooShort(failure.reason); });
 }
 
 bool writeReport(ReportSink& sink, const Report& report, Format format)

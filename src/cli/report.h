@@ -33,6 +33,8 @@ struct Report
 
     /** The number of entries of all keys. */
     qsizetype duplicateCount() const;
+    /** The number of failures that are whole files, too short for a fingerprint. */
+    qsizetype tooShortForFingerprint() const;
 };
 
 /** Writes a report piece by piece; refuses all pieces once a stop is requested. */

@@ -1,4 +1,5 @@
 #include "cli/report.h"
+#include "fingerprint/fingerprintcalculation.h"
 #include "results/rowtexts.h"
 
 namespace cli {
@@ -28,9 +29,15 @@ bool writeTree(ReportSink& sink, const Report& report)
             return false;
         }
     }
+    const qsizetype tooShort = report.tooShortForFingerprint();
     QString end = QStringLiteral("%1\nFiles that could not be read as audio: %2\n")
                       .arg(results::duplicateCountText(report.duplicateCount()))
-                      .arg(report.failures.size());
+                      .arg(report.failures.size() - tooShort);
+    if (tooShort > 0) {
+        end += QStringLiteral("Files too short for a fingerprint, under %1 seconds: %2\n")
+                   .arg(fingerprint::kShortestMs / 1000)
+                   .arg(tooShort);
+    }
     if (report.leastDuration) {
         end += QStringLiteral("Files shorter than %1 s that were left out: %2\n")
                    .arg(*report.leastDuration)

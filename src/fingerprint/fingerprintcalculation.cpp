@@ -64,10 +64,27 @@ bool survivesEncoding(const QString& path, const QByteArray& encoded)
 }
 
 /** Adds a message. Returns false, so that a failing function can return it. */
-bool fail(CalculationReport& report, const std::string& message)
+bool fail(CalculationReport& report, const std::string& message,
+          FailureCause cause = FailureCause::Other)
 {
     report.messages.append(QByteArray::fromStdString(message));
+    report.cause = cause;
     return false;
+}
+
+/** Adds the message of \a reader, which could not be opened. Returns false. */
+bool failToOpen(CalculationReport& report, const FFmpegAudioReader& reader)
+{
+    switch (reader.ErrorCode()) {
+    case AVERROR_STREAM_NOT_FOUND:
+        return fail(report, reader.ErrorMessage(), FailureCause::NoAudio);
+    case AVERROR_EOF:
+    case AVERROR_INVALIDDATA:
+    case AVERROR(EINVAL): // of another kind than those that are read, such as a playlist
+        return fail(report, reader.ErrorMessage(), FailureCause::NotMedia);
+    default:
+        return fail(report, reader.ErrorMessage());
+    }
 }
 
 void ended(CalculationReport& report, bool succeeded, const std::stop_token& stop)
@@ -87,7 +104,7 @@ bool appendFingerprint(ChromaprintContext* context, bool firstChunk, QList<quint
         return fail(report, "Could not get the fingerprinting size");
     }
     if (size <= 0) {
-        return firstChunk ? fail(report, "Empty fingerprint") : true;
+        return firstChunk ? fail(report, "Empty fingerprint", FailureCause::TooShort) : true;
     }
     std::uint32_t* raw = nullptr;
     if (!chromaprint_get_raw_fingerprint(context, &raw, &size)) {
@@ -144,7 +161,7 @@ bool processFile(ChromaprintContext* context, FFmpegAudioReader& reader, std::st
         fileName = "pipe:0";
     }
     if (!reader.Open(fileName)) {
-        return fail(report, reader.ErrorMessage());
+        return failToOpen(report, reader);
     }
     if (!chromaprint_start(context, reader.OutputSampleRate(), reader.OutputChannels())) {
         return fail(report, "Could not initialize the fingerprinting process");
@@ -157,9 +174,21 @@ bool processFile(ChromaprintContext* context, FFmpegAudioReader& reader, std::st
         return fail(report, "Could not finish the fingerprinting process");
     }
     if (fedFrames == 0) {
-        return fail(report, "Not enough audio data");
+        return fail(report, "Not enough audio data", FailureCause::TooShort);
     }
     return appendFingerprint(context, true, fingerprint, report);
+}
+
+/**
+ * Whether a file that states \a statedMs (-1: nothing) and has too little sound may once have had
+ * more.
+ */
+bool isCutShort(const CalculationReport& report, int statedMs)
+{
+    // A length that a container states without its parts may be rounded up.
+    constexpr int kToleranceMs = 1000;
+    const bool brokeOff = report.messages.size() > 1;
+    return brokeOff || statedMs >= kShortestMs + kToleranceMs;
 }
 
 /** Sets inputFailed where reading the file failed. Requires: \a reader is not closed yet. */
@@ -181,7 +210,7 @@ bool calculateInto(CalculationReport& report, const char* fileName, QList<quint3
     const bool opened = probe.Open(name);
     noteInput(report, probe);
     if (!opened) {
-        return fail(report, probe.ErrorMessage());
+        return failToOpen(report, probe);
     }
     durationMs = probe.DurationMs();
     sampleRateHz = probe.OutputSampleRate();
@@ -197,6 +226,9 @@ bool calculateInto(CalculationReport& report, const char* fileName, QList<quint3
     const bool succeeded = processFile(context.get(), reader, name, stop, fingerprint, report);
     noteInput(report, reader);
     reader.Close();
+    if (report.cause == FailureCause::TooShort && isCutShort(report, durationMs)) {
+        report.cause = FailureCause::CutShort;
+    }
     return succeeded;
 }
 

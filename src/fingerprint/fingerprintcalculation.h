@@ -17,6 +17,22 @@ class FFmpegAudioReader;
 
 namespace fingerprint {
 
+/**
+ * The length below which a file has too little sound for a fingerprint. Chromaprint needs 2.72 s:
+ * 20 windows of 4,096 samples at 11,025 Hz, each 1,365 samples after the one before. A decoder or a
+ * converter may hold back a little at the end.
+ */
+inline constexpr int kShortestMs = 3000;
+
+/** Why a file has no fingerprint. */
+enum class FailureCause {
+    Other,    ///< As the last message has it.
+    NotMedia, ///< No format that is read, or damaged where it begins.
+    NoAudio,  ///< No stream of audio.
+    TooShort, ///< Less sound than a fingerprint takes, and all that the file has.
+    CutShort, ///< Less sound than that, since the file breaks off or has less than it states.
+};
+
 /** How a calculation ended. */
 struct CalculationReport
 {
@@ -29,6 +45,8 @@ struct CalculationReport
      * may give another result.
      */
     bool inputFailed = false;
+    /** Of a calculation that failed and was not stopped. */
+    FailureCause cause = FailureCause::Other;
     /**
      * What went wrong, in order, without prefix or newline. A failed calculation has its reason as
      * the last entry. A successful one has an entry when the file broke off in the middle: the

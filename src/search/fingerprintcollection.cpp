@@ -1,6 +1,7 @@
 #include "search/fingerprintcollection.h"
 
 #include "fingerprint/fingerprintcalculation.h"
+#include "search/failurereason.h"
 #include "search/fingerprintstore.h"
 #include "search/workerthreads.h"
 
@@ -39,8 +40,7 @@ std::optional<MadeFile> make(qsizetype position, const QString& path, const std:
         }
         made.file.record = outcome.record;
         if (!outcome.report.succeeded) {
-            made.file.failure = QString::fromUtf8(outcome.report.messages.value(
-                outcome.report.messages.size() - 1, QByteArray("Unknown error")));
+            made.file.failure = failureReason(outcome.report, before && before->sizeBytes == 0);
         }
         made.keep = before && before == FileState::of(path) && !outcome.report.inputFailed;
         made.file.state = before.value_or(FileState());

@@ -353,13 +353,13 @@ void TestQuorvelCli::closedStandardStreamsAreNotMixedUp()
 void TestQuorvelCli::failedFilesAreToldOnRequestOnly()
 {
     const QByteArray expected = "quorvel-cli: " + path("first/noise.ogg").toUtf8() +
-                                ": Could not open the input file (End of file)\n";
+                                ": damaged, or not a media file (End of file)\n";
     QCOMPARE(runCli({first}).errors, QByteArray());
     QCOMPARE(runCli({first, QStringLiteral("-v")}).errors, expected);
     QCOMPARE(runCli({first, QStringLiteral("-qv")}).errors, expected);
     const CliRun run = runCli({first, QStringLiteral("-fjson")});
     QCOMPARE(run.json()[QStringLiteral("failures")][0][QStringLiteral("reason")].toString(),
-             QStringLiteral("Could not open the input file (End of file)"));
+             QStringLiteral("damaged, or not a media file (End of file)"));
     QVERIFY(runCli({first}).output.endsWith("Files that could not be read as audio: 1\n"));
 }
 

@@ -84,6 +84,7 @@ class TestReport : public QObject
 private Q_SLOTS:
     void treeListsDuplicatesBelowTheirReference();
     void treeOfNothingSaysSo();
+    void tooShortIsCountedApart();
     void whatSteersATerminalIsShownAsAQuestionMark_data();
     void whatSteersATerminalIsShownAsAQuestionMark();
     void whatIsMerelyUnseenStays();
@@ -118,6 +119,25 @@ void TestReport::treeOfNothingSaysSo()
 {
     QCOMPARE(written({}, Format::Tree), QByteArray("No duplicate audio files found.\n"
                                                    "Files that could not be read as audio: 0\n"));
+}
+
+void TestReport::tooShortIsCountedApart()
+{
+    // In today's words, and in those that older stores keep.
+    Report report = sampleReport();
+    for (const char* reason : {"too short: under 3 seconds", "Empty fingerprint",
+                               "Not enough audio data", "damaged: under 3 seconds of it"}) {
+        report.failures.append({QStringLiteral("/m/x.wav"), QString::fromLatin1(reason)});
+    }
+    const QByteArray tree = written(report, Format::Tree);
+    QVERIFY2(tree.contains("\nFiles that could not be read as audio: 2\n"
+                           "Files too short for a fingerprint, under 3 seconds: 3\n"),
+             tree.constData());
+    const QJsonObject counts = QJsonDocument::fromJson(written(report, Format::Json))
+                                   .object()[QStringLiteral("counts")]
+                                   .toObject();
+    QCOMPARE(counts[QStringLiteral("failures")].toInt(), 5);
+    QCOMPARE(counts[QStringLiteral("tooShortForFingerprint")].toInt(), 3);
 }
 
 void TestReport::whatSteersATerminalIsShownAsAQuestionMark_data()
@@ -189,7 +209,7 @@ void TestReport::jsonCarriesEverything()
     Report report = sampleReport();
     report.betweenGroups = true;
     const QJsonObject expected{
-        {QStringLiteral("version"), 1},
+        {QStringLiteral("version"), 2},
         {QStringLiteral("mode"), QStringLiteral("Between groups")},
         {QStringLiteral("threshold"), 70},
         {QStringLiteral("groups"),
@@ -212,6 +232,7 @@ void TestReport::jsonCarriesEverything()
               QStringLiteral("Could not open the input file (Invalid \"argument\")")}}}},
         {QStringLiteral("counts"), QJsonObject{{QStringLiteral("files"), 6},
                                                {QStringLiteral("failures"), 1},
+                                               {QStringLiteral("tooShortForFingerprint"), 0},
                                                {QStringLiteral("groups"), 2},
                                                {QStringLiteral("duplicates"), 3}}}};
     QJsonParseError error;

@@ -1,12 +1,14 @@
 #include "search/fingerprintcollection.h"
 
 #include "fingerprint/fingerprintcalculation.h"
+#include "search/failurereason.h"
 #include "search/fingerprintstore.h"
 #include "support/media.h"
 #include "support/standardstreams.h"
 
 #include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QTest>
@@ -83,7 +85,10 @@ private Q_SLOTS:
 
     void recordsStandInTheOrderOfTheFiles_data();
     void recordsStandInTheOrderOfTheFiles();
-    void failuresCarryTheReadersOwnMessage();
+    void failureHasAReasonThatAPersonUnderstands_data();
+    void failureHasAReasonThatAPersonUnderstands();
+    void threeSecondsAreEnough_data();
+    void threeSecondsAreEnough();
     void nothingIsPrinted();
     void secondRunDecodesNothing();
     void changedFileIsDecodedAgain();
@@ -146,12 +151,84 @@ void TestFingerprintCollection::recordsStandInTheOrderOfTheFiles()
     QCOMPARE(fingerprintFiles(files, {threadCount, nullptr, {}, {}}).records, expected);
 }
 
-void TestFingerprintCollection::failuresCarryTheReadersOwnMessage()
+void TestFingerprintCollection::failureHasAReasonThatAPersonUnderstands_data()
 {
-    const QStringList failures = {
-        QStringLiteral("noise.mp3: Could not open the input file (Invalid argument)"),
-        QStringLiteral("missing.mp3: Could not open the input file (No such file or directory)")};
-    QCOMPARE(failuresOf(fingerprintFiles(files, {2, nullptr, {}, {}})), failures);
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("reason");
+    QTest::addColumn<bool>("tooShort");
+    const auto tune = [this](const char* name, double seconds) {
+        return media->makeTune(QString::fromLatin1(name), {.seed = 9, .seconds = seconds});
+    };
+    const auto row = [](const char* name, const QString& path, const char* reason,
+                        bool tooShort = false) {
+        QTest::newRow(name) << path << QString::fromLatin1(reason) << tooShort;
+    };
+    const auto content = [this](const char* name, const QByteArray& bytes) {
+        return media->write(QString::fromLatin1(name), bytes);
+    };
+    const QByteArray samples = testmedia::samplesOf({.seed = 9, .seconds = 10.0});
+    const QByteArray minute = testmedia::wavFile(samples, 44100, 2);
+    const char* const shorter = "too short: under 3 seconds";
+    row("empty", content("empty.ogg", {}), "empty file (End of file)");
+    row("empty, of a raw type", content("empty.sw", {}), "empty file");
+    row("something else", content("else.mp3", "no audio at all"),
+        "damaged, or not a media file (Invalid argument)");
+    row("damaged where it begins", content("noise.flac", QByteArray(9000, 'x')),
+        "damaged, or not a media file (Invalid data found when processing input)");
+    row("playlist", content("list.mp3", "#EXTM3U\n#EXT-X-TARGETDURATION:9\n#EXTINF:9,\na.mp3\n"),
+        "damaged, or not a media file (Invalid argument)");
+    row("picture",
+        QFile::copy(media->makePicture(QStringLiteral("picture.png")),
+                    media->filePath(QStringLiteral("picture.mp3")))
+            ? media->filePath(QStringLiteral("picture.mp3"))
+            : QString(),
+        "no audio in it (Stream not found)");
+    row("missing", media->filePath(QStringLiteral("missing.mp3")),
+        "Could not open the input file (No such file or directory)");
+    row("folder", media->path(), "Could not open the input file (Is a directory)");
+    row("nothing but a header", content("header.wav", testmedia::wavFile({}, 44100, 2)), shorter,
+        true);
+    row("a sound", tune("sound.wav", 0.1), shorter, true);
+    row("nearly long enough", tune("nearly.wav", 2.7), shorter, true);
+    row("nearly long enough, coded", tune("nearly.mp3", 2.6), shorter, true);
+    row("cut off", content("cut.wav", minute.first(2 * 2 * 44100)),
+        "damaged: under 3 seconds of it can be decoded");
+    row("of a rate that cannot be", content("slow.wav", testmedia::wavFile(samples, 900, 2)),
+        "Could not initialize the fingerprinting process");
+}
+
+void TestFingerprintCollection::failureHasAReasonThatAPersonUnderstands()
+{
+    QFETCH(const QString, path);
+    QFETCH(const QString, reason);
+    QFETCH(const bool, tooShort);
+    const Collection collection = fingerprintFiles({path}, {1, nullptr, {}, {}});
+    QCOMPARE(failuresOf(collection), QStringList(QFileInfo(path).fileName() + u": " + reason));
+    QCOMPARE(search::isTooShort(reason), tooShort);
+}
+
+void TestFingerprintCollection::threeSecondsAreEnough_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<double>("seconds");
+    QTest::addColumn<int>("sampleRateHz");
+    QTest::newRow("samples") << QStringLiteral("wav") << 2.75 << 44100;
+    for (const char* ending : {"wav", "flac", "mp3", "ogg", "m4a", "wma", "webm"}) {
+        const QString name = QString::fromLatin1(ending);
+        QTest::addRow("%s", ending) << name << 3.0 << 44100;
+        QTest::addRow("%s of a telephone", ending) << name << 3.0 << 8000;
+    }
+}
+
+void TestFingerprintCollection::threeSecondsAreEnough()
+{
+    QFETCH(const QString, name);
+    QFETCH(const double, seconds);
+    QFETCH(const int, sampleRateHz);
+    const QString path =
+        media->makeTune(QStringLiteral("enough.") + name,
+                        {.seed = 9, .seconds = seconds, .sampleRateHz = sampleRateHz});
+    QCOMPARE(failuresOf(fingerprintFiles({path}, {1, nullptr, {}, {}})), QStringList());
 }
 
 void TestFingerprintCollection::nothingIsPrinted()
