@@ -92,6 +92,15 @@ bool isSamePath(const QString& first, const QString& second)
     return resolved(first) == resolved(second);
 }
 
+/** What an interrupted search has left in the store. */
+QString keptText(qsizetype savedCount, const QString& storeFile)
+{
+    return QStringLiteral("%1 new %2 kept in %3")
+        .arg(savedCount)
+        .arg(savedCount == 1 ? QStringLiteral("fingerprint") : QStringLiteral("fingerprints"),
+             storeFile);
+}
+
 /** One search, from the folders to the written result. */
 class Search
 {
@@ -120,7 +129,14 @@ public:
             status = Failed;
         }
         // A stop after the result is written changes nothing.
-        return m_stop.stop_requested() && !m_written ? m_interruption.exitStatus() : status;
+        if (!m_stop.stop_requested() || m_written) {
+            return status;
+        }
+        m_progress.clear();
+        if (!m_options.storeFile.isEmpty()) {
+            printMessage(keptText(m_savedCount, m_options.storeFile));
+        }
+        return m_interruption.exitStatus();
     }
 
 private:
@@ -267,6 +283,7 @@ private:
             printMessage(collection.storeFailure);
             m_storeFailed = true;
         }
+        m_savedCount = collection.savedCount;
         if (m_options.verbose && !m_stop.stop_requested()) {
             for (const search::FailedFile& failure : collection.failures) {
                 printMessage(QStringLiteral("%1: %2").arg(failure.path, failure.reason));
@@ -326,6 +343,7 @@ private:
     bool m_folderMissing = false;
     bool m_written = false;
     bool m_storeFailed = false;
+    qsizetype m_savedCount = 0;
 };
 
 } // namespace

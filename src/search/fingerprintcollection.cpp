@@ -166,6 +166,9 @@ private:
                 m_unsaved.clear();
                 throw;
             }
+            m_collection.savedCount +=
+                std::count_if(m_unsaved.cbegin(), m_unsaved.cend(),
+                              [](const StoredFile& file) { return file.failure.isNull(); });
             m_unsaved.clear();
         });
     }

@@ -56,6 +56,8 @@ struct Collection
     QList<FailedFile> failures;
     /** Why saving stopped; empty if everything was saved. */
     QString storeFailure;
+    /** The number of fingerprints that were saved to the store, also after a stop. */
+    qsizetype savedCount = 0;
 };
 
 /**
@@ -65,7 +67,7 @@ struct Collection
  *
  * Requires: the thread that made the store. \a options.progress is called in this thread.
  * Errors: those of files are in the result. Throws std::bad_alloc, and std::system_error if no
- * thread can be started. After a requested stop the result is incomplete and means nothing.
+ * thread can be started. After a requested stop the lists are incomplete and mean nothing.
  * Thread: Any thread, blocking.
  */
 Collection fingerprintFiles(const QStringList& files, const CollectionOptions& options);

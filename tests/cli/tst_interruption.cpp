@@ -102,6 +102,14 @@ private:
      * kept, those that the store has already. One thread is in the middle of the endless file then.
      */
     EndedSearch endSearch(int signal, int kept, const QStringList& more = {}) const;
+    /** What a search says on a terminal that has saved \a count fingerprints. */
+    QByteArray messageAbout(int count) const
+    {
+        return QStringLiteral("\r\033[Kquorvel-cli: %1 new fingerprint%2 kept in %3\r\n")
+            .arg(count)
+            .arg(count == 1 ? QString() : QStringLiteral("s"), store)
+            .toUtf8();
+    }
 
     std::unique_ptr<testmedia::MediaFolder> media;
     QString store;
@@ -168,7 +176,7 @@ void TestInterruption::signalEndsAnEndlessSearchAndWritesNothing()
     QCOMPARE(search.process->exitStatus(), QProcess::NormalExit);
     QCOMPARE(search.process->exitCode(), exitStatus);
     QCOMPARE(search.process->readAllStandardOutput(), QByteArray());
-    QVERIFY2(!search.messages.contains("quorvel-cli:"), search.messages.constData());
+    QVERIFY2(search.messages.endsWith(messageAbout(search.kept)), search.messages.constData());
     QFile file(result);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), QByteArray("an older result"));
@@ -202,6 +210,7 @@ void TestInterruption::comparisonIsStoppedToo()
     QVERIFY(process.waitForFinished(kHangGuardMs));
     QCOMPARE(process.exitCode(), 130);
     QCOMPARE(process.readAllStandardOutput(), QByteArray());
+    QVERIFY2(terminal.text().endsWith(messageAbout(0)), terminal.text().constData());
 }
 
 void TestInterruption::secondSignalEndsAtOnce()
