@@ -8,7 +8,7 @@ namespace cli {
 
 namespace {
 
-/** The column names. A row is a duplicate with its reference, or a file that failed. */
+/** The column names. A row is a duplicate with its reference, or what failed or was skipped. */
 QStringList header()
 {
     return {QStringLiteral("reference"),           QStringLiteral("path"),
@@ -46,6 +46,14 @@ QStringList properties(const QString& path, const AudioInfoMap& audioInfo)
     return {QString::number(durationMs), QString::number(sampleRateHz), QString::number(channels)};
 }
 
+QStringList failureRow(const QString& path, const QString& reason)
+{
+    QStringList row(header().size());
+    row[header().indexOf(QLatin1String("path"))] = path;
+    row[header().indexOf(QLatin1String("failure"))] = reason;
+    return row;
+}
+
 } // namespace
 
 bool writeCsv(ReportSink& sink, const Report& report)
@@ -66,10 +74,12 @@ bool writeCsv(ReportSink& sink, const Report& report)
         }
     }
     for (const search::FailedFile& failure : report.failures) {
-        QStringList row(header().size());
-        row[1] = failure.path;
-        row.last() = failure.reason;
-        if (!writeRow(sink, row)) {
+        if (!writeRow(sink, failureRow(failure.path, failure.reason))) {
+            return false;
+        }
+    }
+    for (const fingerprint::SkippedEntry& entry : report.skipped) {
+        if (!writeRow(sink, failureRow(entry.path, QLatin1String("skipped: ") + entry.reason))) {
             return false;
         }
     }

@@ -43,6 +43,7 @@ QJsonObject headOf(const Report& report)
     QJsonObject counts{{QStringLiteral("files"), report.fileCount},
                        {QStringLiteral("failures"), report.failures.size()},
                        {QStringLiteral("tooShortForFingerprint"), report.tooShortForFingerprint()},
+                       {QStringLiteral("skipped"), report.skipped.size()},
                        {QStringLiteral("groups"), report.duplicates.size()},
                        {QStringLiteral("duplicates"), report.duplicateCount()}};
     if (report.leastDuration) {
@@ -58,9 +59,33 @@ QByteArray text(const QJsonObject& object)
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
+/** What has no place in the groups, and why: a failed file, or what was skipped. */
+template <typename Entry> QByteArray reasonText(const Entry& entry)
+{
+    return text(
+        {{QStringLiteral("path"), entry.path}, {QStringLiteral("reason"), entry.reason}});
+}
+
+/** Writes a list, a line for each of \a entries, up to its closing bracket. */
+template <typename Entry, typename Function>
+bool writeList(ReportSink& sink, const QByteArray& name, const QList<Entry>& entries,
+               const Function& textOf)
+{
+    QByteArray piece = ",\n\"" + name + "\":[";
+    QByteArray separator = "\n";
+    for (const Entry& entry : entries) {
+        if (!sink.write(piece + separator + textOf(entry))) {
+            return false;
+        }
+        piece.clear();
+        separator = ",\n";
+    }
+    return sink.write(piece + ']');
+}
+
 } // namespace
 
-// Written in pieces, a line for each object of the two lists: the document of every pair of a large
+// Written in pieces, a line for each object of the lists: the document of every pair of a large
 // collection would take many times the memory of the search.
 bool writeJson(ReportSink& sink, const Report& report)
 {
@@ -77,18 +102,10 @@ bool writeJson(ReportSink& sink, const Report& report)
         }
         separator = ",\n";
     }
-    if (!sink.write("],\n\"failures\":[")) {
-        return false;
-    }
-    separator = "\n";
-    for (const search::FailedFile& failure : report.failures) {
-        if (!sink.write(separator + text({{QStringLiteral("path"), failure.path},
-                                          {QStringLiteral("reason"), failure.reason}}))) {
-            return false;
-        }
-        separator = ",\n";
-    }
-    return sink.write("]}\n");
+    return sink.write("]") &&
+           writeList(sink, "failures", report.failures, reasonText<search::FailedFile>) &&
+           writeList(sink, "skipped", report.skipped, reasonText<fingerprint::SkippedEntry>) &&
+           sink.write("}\n");
 }
 
 } // namespace cli

@@ -3,6 +3,7 @@
 #include "cli/commandline.h"
 #include "compare/audioinfomap.h"
 #include "compare/duplicatemap.h"
+#include "fingerprint/audiofilediscovery.h"
 #include "search/fingerprintcollection.h"
 
 #include <QByteArray>
@@ -27,6 +28,7 @@ struct Report
     /** Of all files compared. */
     AudioInfoMap audioInfo;
     QList<search::FailedFile> failures;
+    QList<fingerprint::SkippedEntry> skipped;
     /** In seconds; shorter files were left out. No value: files of any length were compared. */
     std::optional<int> leastDuration;
     qsizetype tooShortCount = 0;

@@ -1,13 +1,13 @@
 #include "cli/searchcommand.h"
 
 #include "cli/commandline.h"
+#include "cli/foundfiles.h"
 #include "cli/interruption.h"
 #include "cli/outputfile.h"
 #include "cli/progressline.h"
 #include "cli/report.h"
 #include "compare/similarity.h"
 #include "fingerprint/audiofilediscovery.h"
-#include "fingerprint/filelists.h"
 #include "results/duplicatefilter.h"
 #include "search/duplicatesearch.h"
 #include "search/fingerprintcollection.h"
@@ -22,6 +22,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace cli {
 
@@ -193,10 +194,11 @@ private:
         const QStringList folders = usableFolders(m_options.folders);
         const QStringList against = usableFolders(m_options.against);
         m_progress.show(QStringLiteral("Listing files"));
-        fingerprint::FileLists files =
-            fingerprint::listsToFingerprint(fingerprint::findAudioFiles(folders, m_stop),
-                                            fingerprint::findAudioFiles(against, m_stop));
+        const FoundFiles found = findFiles(folders, against, {}, m_stop);
+        const fingerprint::FileLists& files = found.lists;
         m_report.fileCount = files.first.size() + files.second.size();
+        m_report.skipped = found.skipped;
+        printSkipped();
         if (m_report.threshold <= 0 && m_report.fileCount > kMostFilesIfAllMatch) {
             throw SearchFailure{
                 QStringLiteral("A threshold of %1 makes every pair of the %2 files a duplicate, "
@@ -206,6 +208,18 @@ private:
                     .arg(kMostFilesIfAllMatch)};
         }
         return files;
+    }
+
+    /** Prints the folders that were not listed, and on request all that was skipped. */
+    void printSkipped()
+    {
+        for (const fingerprint::SkippedEntry& entry : std::as_const(m_report.skipped)) {
+            m_folderMissing = m_folderMissing || entry.isUnlistedFolder;
+            if (entry.isUnlistedFolder || m_options.verbose) {
+                m_progress.clear();
+                printMessage(QStringLiteral("Skipped: %1: %2").arg(entry.path, entry.reason));
+            }
+        }
     }
 
     QStringList usableFolders(const QStringList& names)

@@ -43,6 +43,11 @@ bool writeTree(ReportSink& sink, const Report& report)
                    .arg(*report.leastDuration)
                    .arg(report.tooShortCount);
     }
+    end += QStringLiteral("Files searched: %1\n").arg(report.fileCount);
+    if (!report.skipped.isEmpty()) {
+        end += QStringLiteral("Files and folders skipped, which --verbose names: %1\n")
+                   .arg(report.skipped.size());
+    }
     return sink.write(end.toUtf8());
 }
 

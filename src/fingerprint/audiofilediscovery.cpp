@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QFile>
 
+#include <cerrno>
 #include <dirent.h>
 #include <sys/stat.h>
 
@@ -30,30 +31,43 @@ QStringList suffixesOf(const QStringList& patterns)
     return suffixes;
 }
 
+/** What follows the last dot in \a fileName; null without a dot. */
+QStringView endingOf(QStringView fileName)
+{
+    const qsizetype dot = fileName.lastIndexOf(u'.');
+    return dot < 0 ? QStringView() : fileName.sliced(dot + 1);
+}
+
 /**
- * True when one of the patterns matches \a fileName as QDirIterator's name filters do: "*."
- * matches everything up to the last dot, line breaks and nothing at all included, and the rest is
- * compared by simple case folding, character by character.
+ * True when one of the patterns matches a file of this \a ending as QDirIterator's name filters do:
+ * "*." matches everything up to the last dot, line breaks and nothing at all included, and the rest
+ * is compared by simple case folding, character by character.
  */
-bool isAudioFileName(QStringView fileName)
+bool matchesPattern(QStringView ending)
 {
     static const QStringList suffixes = suffixesOf(audioFileNamePatterns());
-    const qsizetype dot = fileName.lastIndexOf(u'.');
-    if (dot < 0) {
-        return false;
-    }
-    const QStringView suffix = fileName.sliced(dot + 1);
-    return std::any_of(suffixes.cbegin(), suffixes.cend(), [suffix](const QString& known) {
-        return suffix.size() == known.size() && suffix.compare(known, Qt::CaseInsensitive) == 0;
+    return std::any_of(suffixes.cbegin(), suffixes.cend(), [ending](const QString& known) {
+        return ending.size() == known.size() && ending.compare(known, Qt::CaseInsensitive) == 0;
     });
+}
+
+bool isOneOf(const QSet<QString>& endings, QStringView ending)
+{
+    return !endings.isEmpty() && endings.contains(ending.toString().toLower());
+}
+
+bool isAudioFileName(QStringView fileName, const ListingOptions& options)
+{
+    const QStringView ending = endingOf(fileName);
+    return matchesPattern(ending) || isOneOf(options.moreEndings, ending);
 }
 
 #ifdef Q_OS_UNIX
 
-/** True when the last component of \a path is the name of an audio file. */
-bool isAudioFilePath(QStringView path)
+/** The last component of \a path. */
+QStringView nameOf(QStringView path)
 {
-    return isAudioFileName(path.sliced(path.lastIndexOf(u'/') + 1));
+    return path.sliced(path.lastIndexOf(u'/') + 1);
 }
 
 /** The type of \a entry as one of the C library's DT_ constants, links not followed. */
@@ -69,13 +83,28 @@ int typeOf(const dirent& entry, const QByteArray& path)
     return lstat(path.constData(), &status) == 0 ? int{IFTODT(status.st_mode)} : int{DT_UNKNOWN};
 }
 
-/** Whether the link at \a path leads to anything but a folder. */
-bool leadsToFile(const QByteArray& path)
+/** \a path with the bytes that are not UTF-8 shown by their numbers. */
+QString shown(QByteArrayView path)
 {
-    struct stat status
-    {
-    };
-    return stat(path.constData(), &status) == 0 && !S_ISDIR(status.st_mode);
+    constexpr qsizetype kLongestCharacter = 4;
+    QString text;
+    while (!path.isEmpty()) {
+        qsizetype length = 1;
+        while (length < std::min(kLongestCharacter, path.size()) &&
+               !path.first(length).isValidUtf8()) {
+            ++length;
+        }
+        if (path.first(length).isValidUtf8()) {
+            text += QString::fromUtf8(path.first(length));
+        } else {
+            length = 1;
+            // Its highest bit is set, so the number has two digits.
+            text += QLatin1String("\\x") +
+                    QString::number(static_cast<uchar>(path.front()), 16).toUpper();
+        }
+        path = path.sliced(length);
+    }
+    return text;
 }
 
 struct CloseFolder
@@ -91,68 +120,214 @@ struct OpenFolder
 {
     explicit OpenFolder(const QByteArray& path)
         : entries(opendir(path.constData()))
+        , error(entries ? 0 : errno)
         , prefix(path.endsWith('/') ? path : path + '/')
     {
     }
 
     std::unique_ptr<DIR, CloseFolder> entries; ///< null where it could not be opened
+    int error;
     QByteArray prefix;
 };
 
 /**
- * Appends the audio files under \a root to \a files. A subfolder is listed at its own entry, before
- * the entries behind it.
+ * One searched folder. A subfolder is listed at its own entry, before the entries behind it.
  *
  * The C library reads the folders: QDirIterator of Qt 6.8 ends at the first name that is not valid
  * UTF-8 and skips the rest of the folder, and std::filesystem splits each path into components,
  * which takes more than twice the time in deep folders.
  */
-void appendAudioFiles(const QString& root, const std::stop_token& stop, QStringList& files)
+class FolderListing
 {
-    std::vector<OpenFolder> open;
-    open.emplace_back(QFile::encodeName(root));
-    while (!open.empty() && !stop.stop_requested()) {
-        const OpenFolder& folder = open.back();
-        // cppcheck-suppress readdirCalled ; only readers of one and the same stream share its state
-        const dirent* entry = folder.entries ? readdir(folder.entries.get()) : nullptr;
-        if (entry == nullptr) {
-            open.pop_back();
-            continue;
-        }
-        // By its pointer: a name can be longer than its declared array.
-        const QByteArrayView name(static_cast<const char*>(entry->d_name));
-        if (name.startsWith('.') || !name.isValidUtf8()) {
-            continue;
-        }
-        const QByteArray nativePath = folder.prefix + name.toByteArray();
-        const int type = typeOf(*entry, nativePath);
-        if (type == DT_DIR) {
-            open.emplace_back(nativePath);
-        } else if (type == DT_REG || type == DT_LNK) {
-            const QString path = QFile::decodeName(nativePath);
-            if (isAudioFilePath(path) && (type == DT_REG || leadsToFile(nativePath))) {
-                files.append(path);
+public:
+    /** Appends to \a files, and, unless it is null, to \a notes. */
+    FolderListing(const ListingOptions& options, QStringList& files, Listing* notes)
+        : m_options(options)
+        , m_files(files)
+        , m_notes(notes)
+    {
+    }
+
+    void list(const QString& root, const std::stop_token& stop)
+    {
+        m_open.emplace_back(QFile::encodeName(root));
+        m_rootLength = m_open.back().prefix.size();
+        while (!m_open.empty() && !stop.stop_requested()) {
+            OpenFolder& folder = m_open.back();
+            errno = 0;
+            // cppcheck-suppress readdirCalled ; only readers of one and the same stream share its
+            // state
+            const dirent* entry = folder.entries ? readdir(folder.entries.get()) : nullptr;
+            if (entry != nullptr) {
+                take(*entry);
+                continue;
             }
+            noteUnlisted(folder, folder.entries ? errno : folder.error);
+            m_open.pop_back();
         }
     }
+
+private:
+    void take(const dirent& entry)
+    {
+        // By its pointer: a name can be longer than its declared array.
+        const QByteArrayView name(static_cast<const char*>(entry.d_name));
+        if (name.startsWith('.')) {
+            return;
+        }
+        const QByteArray nativePath = m_open.back().prefix + name.toByteArray();
+        if (!name.isValidUtf8()) {
+            noteInvalidName(entry, nativePath);
+            return;
+        }
+        const int type = typeOf(entry, nativePath);
+        const QString path = QFile::decodeName(nativePath);
+        if (m_options.isExcluded &&
+            m_options.isExcluded(QFile::decodeName(nativePath.sliced(m_rootLength)),
+                                 type == DT_DIR)) {
+            return;
+        }
+        if (type == DT_DIR) {
+            m_open.emplace_back(nativePath);
+        } else if (isAudioFileName(nameOf(path), m_options)) {
+            takeAudioFile(path, nativePath, type);
+        } else if (m_notes) {
+            noteOther(path, nativePath, type);
+        }
+    }
+
+    void takeAudioFile(const QString& path, const QByteArray& nativePath, int type)
+    {
+        if (type == DT_REG) {
+            m_files.append(path);
+        } else if (type == DT_LNK) {
+            struct stat status
+            {
+            };
+            if (stat(nativePath.constData(), &status) != 0) {
+                note(path, errno == ENOENT || errno == ENOTDIR ? QStringLiteral("dangling link")
+                                                               : linkError(errno));
+            } else if (S_ISDIR(status.st_mode)) {
+                note(path, linkToFolder());
+            } else {
+                m_files.append(path);
+            }
+        } else {
+            note(path, QStringLiteral("not a file"));
+        }
+    }
+
+    /** Notes what is not searched for: files of the noted endings, and links to folders. */
+    void noteOther(const QString& path, const QByteArray& nativePath, int type)
+    {
+        struct stat status
+        {
+        };
+        if (type == DT_LNK && stat(nativePath.constData(), &status) == 0) {
+            if (S_ISDIR(status.st_mode)) {
+                note(path, linkToFolder());
+                return;
+            }
+            type = IFTODT(status.st_mode);
+        }
+        if (type == DT_REG && isOneOf(m_options.notedEndings, endingOf(nameOf(path)))) {
+            m_notes->noted.append(path);
+        }
+    }
+
+    void noteInvalidName(const dirent& entry, const QByteArray& nativePath)
+    {
+        if (!m_notes) {
+            return;
+        }
+        const QString path = shown(nativePath);
+        const bool isFolder = typeOf(entry, nativePath) == DT_DIR;
+        const bool isExcluded =
+            m_options.isExcluded &&
+            m_options.isExcluded(shown(nativePath.sliced(m_rootLength)), isFolder);
+        if (!isExcluded && (isFolder || isAudioFileName(nameOf(path), m_options))) {
+            note(path, QStringLiteral("name not valid UTF-8"), isFolder);
+        }
+    }
+
+    void noteUnlisted(const OpenFolder& folder, int error)
+    {
+        const bool isRoot = m_open.size() == 1;
+        const bool isGone = error == ENOENT || error == ENOTDIR;
+        if (error != 0 && (isRoot || !isGone)) {
+            note(QFile::decodeName(folder.prefix.chopped(1)),
+                 QStringLiteral("folder not readable (%1)").arg(qt_error_string(error)), true);
+        }
+    }
+
+    void note(const QString& path, const QString& reason, bool isUnlistedFolder = false)
+    {
+        if (m_notes) {
+            m_notes->skipped.append({path, reason, isUnlistedFolder});
+        }
+    }
+
+    static QString linkToFolder()
+    {
+        return QStringLiteral("link to a folder, not followed");
+    }
+
+    static QString linkError(int error)
+    {
+        return QStringLiteral("link not readable (%1)").arg(qt_error_string(error));
+    }
+
+    const ListingOptions& m_options;
+    QStringList& m_files;
+    Listing* m_notes;
+    std::vector<OpenFolder> m_open;
+    /** The bytes of a path up to where it goes on below the searched folder. */
+    qsizetype m_rootLength = 0;
+};
+
+void appendAudioFiles(const QString& root, const ListingOptions& options,
+                      const std::stop_token& stop, QStringList& files, Listing* notes)
+{
+    FolderListing(options, files, notes).list(root, stop);
 }
 
 #else
 
 /** Without name filters: one call would skip many files and answer no stop meanwhile. */
-void appendAudioFiles(const QString& root, const std::stop_token& stop, QStringList& files)
+void appendAudioFiles(const QString& root, const ListingOptions& options,
+                      const std::stop_token& stop, QStringList& files, Listing* notes)
 {
     QDirIterator entries(root, QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot,
                          QDirIterator::Subdirectories);
     while (!stop.stop_requested() && entries.hasNext()) {
         const QString path = entries.next();
-        if (isAudioFileName(entries.fileName()) && !entries.fileInfo().isDir()) {
+        if (entries.fileInfo().isDir()) {
+            continue;
+        }
+        if (isAudioFileName(entries.fileName(), options)) {
             files.append(path);
+        } else if (notes && isOneOf(options.notedEndings, endingOf(entries.fileName()))) {
+            notes->noted.append(path);
         }
     }
 }
 
 #endif
+
+/** Lists \a folders into \a files and, unless it is null, \a notes. */
+void listFolders(const QStringList& folders, const ListingOptions& options,
+                 const std::stop_token& stop, QStringList& files, Listing* notes)
+{
+    for (const QString& folder : folders) {
+        if (stop.stop_requested()) {
+            break;
+        }
+        // Qt takes such a path for a resource, so no file under it could be opened later.
+        if (!folder.startsWith(u':')) {
+            appendAudioFiles(folder, options, stop, files, notes);
+        }
+    }
+}
 
 } // namespace
 
@@ -181,16 +356,16 @@ const QStringList& audioFileNamePatterns()
 QStringList findAudioFiles(const QStringList& folders, const std::stop_token& stop)
 {
     QStringList files;
-    for (const QString& folder : folders) {
-        if (stop.stop_requested()) {
-            break;
-        }
-        // Qt takes such a path for a resource, so no file under it could be opened later.
-        if (!folder.startsWith(u':')) {
-            appendAudioFiles(folder, stop, files);
-        }
-    }
+    listFolders(folders, {}, stop, files, nullptr);
     return files;
+}
+
+Listing listAudioFiles(const QStringList& folders, const ListingOptions& options,
+                       const std::stop_token& stop)
+{
+    Listing listing;
+    listFolders(folders, options, stop, listing.files, &listing);
+    return listing;
 }
 
 } // namespace fingerprint

@@ -13,7 +13,9 @@
 #include <memory>
 #include <vector>
 
+#include <linux/capability.h>
 #include <pty.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -76,6 +78,8 @@ private Q_SLOTS:
     void wrongUsageExitsWithTwo();
     void missingFolderExitsWithOneAfterTheRest_data();
     void missingFolderExitsWithOneAfterTheRest();
+    void whatIsSkippedIsInTheResult_data();
+    void whatIsSkippedIsInTheResult();
     void thresholdIsTheStoredOneAsItStands_data();
     void thresholdIsTheStoredOneAsItStands();
     void nothingIsStoredInTheSettings();
@@ -184,7 +188,7 @@ void TestQuorvelCli::shortFilesAreLeftOutOnRequest()
     QCOMPARE(counts[QStringLiteral("tooShort")].toInt(-1), tooShort);
     QCOMPARE(counts[QStringLiteral("failures")].toInt(), 1);
     QCOMPARE(counts[QStringLiteral("duplicates")].toInt(), tooShort == 0 ? 2 : 0);
-    QVERIFY(runCli(arguments).output.endsWith(
+    QVERIFY(runCli(arguments).output.contains(
         QStringLiteral("Files shorter than %1 s that were left out: %2\n")
             .arg(seconds)
             .arg(tooShort)
@@ -239,6 +243,70 @@ void TestQuorvelCli::missingFolderExitsWithOneAfterTheRest()
         runCli({first, QStringLiteral("-b"), folder, QStringLiteral("-b"), second});
     QCOMPARE(groupB.exitStatus, 1);
     QVERIFY(groupB.output.contains("3 duplicate audio files found."));
+}
+
+void TestQuorvelCli::whatIsSkippedIsInTheResult_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<bool>("isLink");
+    QTest::addColumn<bool>("isLocked");
+    QTest::addColumn<QString>("shownName");
+    QTest::addColumn<QString>("reason");
+    QTest::addColumn<int>("exitStatus");
+    QTest::newRow("dangling link") << QByteArray("x.mp3") << true << false
+                                   << QStringLiteral("x.mp3") << QStringLiteral("dangling link")
+                                   << 0;
+    QTest::newRow("folder in Latin-1")
+        << QByteArray("Caf\xE9") << false << false << QStringLiteral("Caf\\xE9")
+        << QStringLiteral("name not valid UTF-8") << 1;
+    QTest::newRow("unreadable folder")
+        << QByteArray("locked") << false << true << QStringLiteral("locked")
+        << QStringLiteral("folder not readable (Permission denied)") << 1;
+}
+
+void TestQuorvelCli::whatIsSkippedIsInTheResult()
+{
+    QFETCH(const QByteArray, name);
+    QFETCH(const bool, isLink);
+    QFETCH(const bool, isLocked);
+    QFETCH(const QString, shownName);
+    QFETCH(const QString, reason);
+    QFETCH(const int, exitStatus);
+    const testmedia::MediaFolder tree;
+    const QByteArray path = QFile::encodeName(tree.path()) + '/' + name;
+    QVERIFY(isLink ? ::symlink("nowhere", path.constData()) == 0
+                   : ::mkdir(path.constData(), isLocked ? 0 : 0700) == 0);
+    const auto runOnTree = [&tree](const QStringList& arguments) {
+        QProcess process;
+        // An administrator reads any folder, but for these two capabilities.
+        process.setChildProcessModifier([] {
+            ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
+            ::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
+        });
+        startCli(process, QStringList{tree.path()} + arguments);
+        process.waitForFinished();
+        return CliRun{process.exitCode(), process.readAllStandardOutput(),
+                      process.readAllStandardError()};
+    };
+    const QString shownPath = tree.path() + QLatin1Char('/') + shownName;
+    const QByteArray message =
+        QStringLiteral("quorvel-cli: Skipped: %1: %2\n").arg(shownPath, reason).toUtf8();
+
+    // Each folder given twice, in both groups: everything is skipped once.
+    const CliRun json = runOnTree({tree.path(), QStringLiteral("-b"), tree.path(),
+                                   QStringLiteral("-fjson")});
+    QCOMPARE(json.exitStatus, exitStatus);
+    QCOMPARE(json.errors, exitStatus == 0 ? QByteArray() : message);
+    QCOMPARE(schemaObjection(json.output), QByteArray());
+    const QJsonObject entry{{QStringLiteral("path"), shownPath},
+                            {QStringLiteral("reason"), reason}};
+    QCOMPARE(json.json()[QStringLiteral("skipped")].toArray(), QJsonArray{entry});
+    QCOMPARE(json.json()[QStringLiteral("counts")][QStringLiteral("skipped")].toInt(), 1);
+    const CliRun text = runOnTree({QStringLiteral("-v")});
+    QCOMPARE(text.errors, message);
+    QVERIFY(text.output.endsWith("Files searched: 0\n"
+                                 "Files and folders skipped, which --verbose names: 1\n"));
+    ::chmod(path.constData(), 0700);
 }
 
 void TestQuorvelCli::thresholdIsTheStoredOneAsItStands_data()
@@ -360,7 +428,8 @@ void TestQuorvelCli::failedFilesAreToldOnRequestOnly()
     const CliRun run = runCli({first, QStringLiteral("-fjson")});
     QCOMPARE(run.json()[QStringLiteral("failures")][0][QStringLiteral("reason")].toString(),
              QStringLiteral("damaged, or not a media file (End of file)"));
-    QVERIFY(runCli({first}).output.endsWith("Files that could not be read as audio: 1\n"));
+    QVERIFY(runCli({first}).output.endsWith("Files that could not be read as audio: 1\n"
+                                            "Files searched: 4\n"));
 }
 
 void TestQuorvelCli::namesAreUnicodeInAPlainEnvironment()

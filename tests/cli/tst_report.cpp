@@ -29,6 +29,7 @@ Report sampleReport()
                         {QStringLiteral("/m/z.wav"), {3720000, 8000, 2}}};
     report.failures = {{QStringLiteral("/m/noise.mp3"),
                         QStringLiteral("Could not open the input file (Invalid \"argument\")")}};
+    report.skipped = {{QStringLiteral("/m/old"), QStringLiteral("dangling link")}};
     return report;
 }
 
@@ -88,7 +89,7 @@ private Q_SLOTS:
     void whatSteersATerminalIsShownAsAQuestionMark_data();
     void whatSteersATerminalIsShownAsAQuestionMark();
     void whatIsMerelyUnseenStays();
-    void csvHasARowForEachDuplicateAndFailure();
+    void csvHasARowForEachDuplicateFailureAndSkippedFile();
     void csvQuotesAFieldForEachCharacterThatNeedsIt_data();
     void csvQuotesAFieldForEachCharacterThatNeedsIt();
     void jsonCarriesEverything();
@@ -112,13 +113,16 @@ void TestReport::treeListsDuplicatesBelowTheirReference()
                                "     70%  01:02:00    8000 Hz   2 ch  /m/z.wav\n"
                                "\n"
                                "3 duplicate audio files found.\n"
-                               "Files that could not be read as audio: 1\n"));
+                               "Files that could not be read as audio: 1\n"
+                               "Files searched: 6\n"
+                               "Files and folders skipped, which --verbose names: 1\n"));
 }
 
 void TestReport::treeOfNothingSaysSo()
 {
     QCOMPARE(written({}, Format::Tree), QByteArray("No duplicate audio files found.\n"
-                                                   "Files that could not be read as audio: 0\n"));
+                                                   "Files that could not be read as audio: 0\n"
+                                                   "Files searched: 0\n"));
 }
 
 void TestReport::tooShortIsCountedApart()
@@ -171,7 +175,7 @@ void TestReport::whatIsMerelyUnseenStays()
     QCOMPARE(cli::printable(name), name);
 }
 
-void TestReport::csvHasARowForEachDuplicateAndFailure()
+void TestReport::csvHasARowForEachDuplicateFailureAndSkippedFile()
 {
     QCOMPARE(QString::fromUtf8(written(sampleReport(), Format::Csv)),
              QString::fromUtf8(
@@ -181,7 +185,8 @@ void TestReport::csvHasARowForEachDuplicateAndFailure()
                  "/m/a.flac,\"/m/line\nbreak.ogg\",100,-1,192000,16,225900,44100,2,\r\n"
                  "/m/ünï \U0001F3B5.wav,/m/z.wav,70,3720000,8000,2,3723456,8000,2,\r\n"
                  ",/m/noise.mp3,,,,,,,,\"Could not open the input file (Invalid "
-                 "\"\"argument\"\")\"\r\n"));
+                 "\"\"argument\"\")\"\r\n"
+                 ",/m/old,,,,,,,,skipped: dangling link\r\n"));
 }
 
 void TestReport::csvQuotesAFieldForEachCharacterThatNeedsIt_data()
@@ -230,9 +235,13 @@ void TestReport::jsonCarriesEverything()
              {QStringLiteral("path"), QStringLiteral("/m/noise.mp3")},
              {QStringLiteral("reason"),
               QStringLiteral("Could not open the input file (Invalid \"argument\")")}}}},
+        {QStringLiteral("skipped"),
+         QJsonArray{QJsonObject{{QStringLiteral("path"), QStringLiteral("/m/old")},
+                                {QStringLiteral("reason"), QStringLiteral("dangling link")}}}},
         {QStringLiteral("counts"), QJsonObject{{QStringLiteral("files"), 6},
                                                {QStringLiteral("failures"), 1},
                                                {QStringLiteral("tooShortForFingerprint"), 0},
+                                               {QStringLiteral("skipped"), 1},
                                                {QStringLiteral("groups"), 2},
                                                {QStringLiteral("duplicates"), 3}}}};
     QJsonParseError error;

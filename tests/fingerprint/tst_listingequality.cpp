@@ -189,6 +189,9 @@ void TestListingEquality::randomFoldersAreListedAsThePlainIteratorDoes()
             fillFolder(folder, kBadNames, 1, random);
         }
         QVERIFY2(fingerprint::findAudioFiles({media.path()}) == expected, report.constData());
+        // Nor do the notes.
+        QVERIFY2(fingerprint::listAudioFiles({media.path()}, {}).files == expected,
+                 report.constData());
         if (anyName) {
             QVERIFY2(support::plainListing({media.path()}) == expected, report.constData());
         }

@@ -1,0 +1,37 @@
+#include "cli/foundfiles.h"
+
+#include <algorithm>
+
+namespace cli {
+
+namespace {
+
+using fingerprint::Listing;
+using fingerprint::SkippedEntry;
+
+/** A folder that is given twice, or below another one, is listed twice. */
+QList<SkippedEntry> sortedWithoutRepeats(QList<SkippedEntry> entries)
+{
+    const auto isBefore = [](const SkippedEntry& left, const SkippedEntry& right) {
+        return left.path < right.path;
+    };
+    const auto isSame = [](const SkippedEntry& left, const SkippedEntry& right) {
+        return left.path == right.path;
+    };
+    std::stable_sort(entries.begin(), entries.end(), isBefore);
+    entries.erase(std::unique(entries.begin(), entries.end(), isSame), entries.end());
+    return entries;
+}
+
+} // namespace
+
+FoundFiles findFiles(const QStringList& folders, const QStringList& against,
+                     const fingerprint::ListingOptions& options, const std::stop_token& stop)
+{
+    const Listing first = fingerprint::listAudioFiles(folders, options, stop);
+    const Listing second = fingerprint::listAudioFiles(against, options, stop);
+    return {fingerprint::listsToFingerprint(first.files, second.files),
+            sortedWithoutRepeats(first.skipped + second.skipped)};
+}
+
+} // namespace cli

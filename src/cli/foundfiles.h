@@ -1,0 +1,28 @@
+#pragma once
+
+#include "fingerprint/audiofilediscovery.h"
+#include "fingerprint/filelists.h"
+
+#include <QList>
+#include <QStringList>
+
+#include <stop_token>
+
+namespace cli {
+
+/** The files of a search, and what it passes over. */
+struct FoundFiles
+{
+    fingerprint::FileLists lists;
+    /** Each path once, in the order of the paths. */
+    QList<fingerprint::SkippedEntry> skipped;
+};
+
+/**
+ * Lists the files of Group A in \a folders, and those of Group B in \a against.
+ * Errors: what cannot be read is in the result. Thread: Any thread, blocking.
+ */
+FoundFiles findFiles(const QStringList& folders, const QStringList& against,
+                     const fingerprint::ListingOptions& options, const std::stop_token& stop);
+
+} // namespace cli
