@@ -21,14 +21,14 @@ _quorvel_cli() {
         mapfile -t COMPREPLY < <(compgen -W 'tree json csv' -- "$cur")
         return
         ;;
-    -t | --threshold | --min-duration | -j | --jobs)
+    -t | --threshold | --min-duration | --exclude | -j | --jobs)
         return
         ;;
     esac
     $split && return
 
     if [[ $cur == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W '--against= --threshold= --min-duration= --jobs= --format= --output=
+        mapfile -t COMPREPLY < <(compgen -W '--against= --threshold= --min-duration= --exclude= --jobs= --format= --output=
             --pairs --store= --quiet --verbose --help --version' -- "$cur")
         [[ ${COMPREPLY[0]-} == *= ]] && compopt -o nospace
         return

@@ -1,5 +1,6 @@
 #include "cli/commandline.h"
 
+#include "cli/exclusion.h"
 #include "cli/report.h"
 #include "compare/similarity.h"
 #include "settings/settingsstore.h"
@@ -49,7 +50,7 @@ public:
         m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsCompactedShortOptions);
         m_parser.setApplicationDescription(QStringLiteral(
             "Finds duplicate audio files by how they sound, and lists them. Changes no file."));
-        m_parser.addOptions({against, threshold, minDuration, jobs, format, output, pairs, store,
+        m_parser.addOptions({against, threshold, minDuration, exclude, jobs, format, output, pairs, store,
                              quiet, verbose, help, version});
         m_parser.addPositionalArgument(QStringLiteral("FOLDER"),
                                        QStringLiteral("A folder to search, with its subfolders."),
@@ -91,6 +92,7 @@ private:
         if (m_parser.isSet(minDuration)) {
             options.leastDuration = number(minDuration, 0, kLongestSeconds);
         }
+        options.excluded = patterns(exclude);
         options.threadCount =
             m_parser.isSet(jobs) ? number(jobs, 1, kMostThreads) : QThread::idealThreadCount();
         options.format = chosenFormat();
@@ -113,6 +115,18 @@ private:
                                  .arg(most)};
         }
         return value;
+    }
+
+    QStringList patterns(const QCommandLineOption& option) const
+    {
+        const QStringList patterns = m_parser.values(option);
+        const auto unusable =
+            std::find_if_not(patterns.cbegin(), patterns.cend(), Exclusion::isUsable);
+        if (unusable != patterns.cend()) {
+            throw WrongUsage{QStringLiteral("--%1 takes no pattern like '%2'.")
+                                 .arg(option.names().constLast(), *unusable)};
+        }
+        return patterns;
     }
 
     Format chosenFormat() const
@@ -171,6 +185,12 @@ private:
                QStringLiteral("Leave out shorter files. Files of less than half a minute can be "
                               "alike by chance."),
                "SECONDS");
+    const QCommandLineOption exclude =
+        option({QStringLiteral("exclude")},
+               QStringLiteral("Leave out files and folders of this name, such as '*.bak', or, with "
+                              "a slash, of this path below a FOLDER, such as 'Old/*'. Can be "
+                              "repeated."),
+               "GLOB");
     const QCommandLineOption jobs =
         option({QStringLiteral("j"), QStringLiteral("jobs")},
                QStringLiteral("The number of threads (default: one per core)."), "N");

@@ -29,6 +29,8 @@ struct Options
     QString outputFile;
     /** In seconds; no value: files of any length. */
     std::optional<int> leastDuration;
+    /** Patterns of an Exclusion. */
+    QStringList excluded;
     bool allPairs = false;
     /** Empty: none. */
     QString storeFile;

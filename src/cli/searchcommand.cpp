@@ -1,6 +1,7 @@
 #include "cli/searchcommand.h"
 
 #include "cli/commandline.h"
+#include "cli/exclusion.h"
 #include "cli/foundfiles.h"
 #include "cli/interruption.h"
 #include "cli/outputfile.h"
@@ -194,7 +195,14 @@ private:
         const QStringList folders = usableFolders(m_options.folders);
         const QStringList against = usableFolders(m_options.against);
         m_progress.show(QStringLiteral("Listing files"));
-        const FoundFiles found = findFiles(folders, against, {}, m_stop);
+        const Exclusion exclusion(m_options.excluded);
+        fingerprint::ListingOptions listing;
+        if (!exclusion.isEmpty()) {
+            listing.isExcluded = [&exclusion](const QString& pathBelow, bool isFolder) {
+                return exclusion.matches(pathBelow, isFolder);
+            };
+        }
+        const FoundFiles found = findFiles(folders, against, listing, m_stop);
         const fingerprint::FileLists& files = found.lists;
         m_report.fileCount = files.first.size() + files.second.size();
         m_report.skipped = found.skipped;

@@ -29,7 +29,7 @@ QString contentOf(const char* path)
 /** The long options that the help names. */
 QStringList optionsOfTheHelp()
 {
-    static const QRegularExpression option(QStringLiteral("--[a-z]+"));
+    static const QRegularExpression option(QStringLiteral("--[a-z-]+"));
     QStringList options;
     auto matches = option.globalMatch(parse(QStringLiteral("--help")).text);
     while (matches.hasNext()) {
@@ -51,6 +51,7 @@ private Q_SLOTS:
     void everyOptionHasItsShortAndLongName();
     void endsOfEachRangeAreTaken();
     void againstMayBeRepeated();
+    void patternsMayBeRepeated();
     void formatIsChosenByName();
     void wrongUsageIsToldWithTheUsageLine_data();
     void wrongUsageIsToldWithTheUsageLine();
@@ -64,7 +65,7 @@ void TestCommandLine::foldersAloneTakeTheDefaults()
     const CommandLine line = parse(QStringLiteral("one two"));
     QCOMPARE(line.request, CommandLine::Request::Search);
     QCOMPARE(line.options.folders, QStringList({QStringLiteral("one"), QStringLiteral("two")}));
-    QVERIFY(line.options.against.isEmpty());
+    QVERIFY(line.options.against.isEmpty() && line.options.excluded.isEmpty());
     QVERIFY(!line.options.threshold && !line.options.leastDuration);
     QCOMPARE(line.options.threadCount, QThread::idealThreadCount());
     QCOMPARE(line.options.format, Format::Tree);
@@ -121,6 +122,12 @@ void TestCommandLine::againstMayBeRepeated()
              QStringList({QStringLiteral("x"), QStringLiteral("y")}));
 }
 
+void TestCommandLine::patternsMayBeRepeated()
+{
+    QCOMPARE(parse(QStringLiteral("--exclude *.bak one --exclude=a/b")).options.excluded,
+             QStringList({QStringLiteral("*.bak"), QStringLiteral("a/b")}));
+}
+
 void TestCommandLine::formatIsChosenByName()
 {
     QCOMPARE(parse(QStringLiteral("-f tree one")).options.format, Format::Tree);
@@ -151,6 +158,11 @@ void TestCommandLine::wrongUsageIsToldWithTheUsageLine_data()
     QTest::newRow("shorter than nothing") << QStringLiteral("--min-duration -1 one") << seconds;
     QTest::newRow("longer than anything")
         << QStringLiteral("--min-duration 2000001 one") << seconds;
+    QTest::newRow("empty pattern") << QStringLiteral("--exclude= one")
+                                   << QStringLiteral("--exclude takes no pattern like ''.");
+    QTest::newRow("pattern with a set that is none")
+        << QStringLiteral("--exclude [z-a] one")
+        << QStringLiteral("--exclude takes no pattern like '[z-a]'.");
     QTest::newRow("above 100") << QStringLiteral("-t 101 one") << percent;
     QTest::newRow("negative") << QStringLiteral("-t -1 one") << percent;
     QTest::newRow("fraction") << QStringLiteral("-t 70.5 one") << percent;
@@ -194,7 +206,7 @@ void TestCommandLine::manualPageAndCompletionNameEveryOption()
     const QString manual = contentOf("docs/quorvel-cli.1");
     const QString completion = contentOf("packaging/quorvel-cli.bash");
     const QStringList options = optionsOfTheHelp();
-    QCOMPARE(options.size(), 12);
+    QCOMPARE(options.size(), 13);
     for (const QString& option : options) {
         // The macro puts the first of the two dashes.
         QVERIFY2(manual.contains(QLatin1String("Fl ") + option.mid(1)), qPrintable(option));

@@ -80,6 +80,8 @@ private Q_SLOTS:
     void missingFolderExitsWithOneAfterTheRest();
     void whatIsSkippedIsInTheResult_data();
     void whatIsSkippedIsInTheResult();
+    void whatIsExcludedIsNotLookedAt_data();
+    void whatIsExcludedIsNotLookedAt();
     void thresholdIsTheStoredOneAsItStands_data();
     void thresholdIsTheStoredOneAsItStands();
     void nothingIsStoredInTheSettings();
@@ -307,6 +309,42 @@ void TestQuorvelCli::whatIsSkippedIsInTheResult()
     QVERIFY(text.output.endsWith("Files searched: 0\n"
                                  "Files and folders skipped, which --verbose names: 1\n"));
     ::chmod(path.constData(), 0700);
+}
+
+void TestQuorvelCli::whatIsExcludedIsNotLookedAt_data()
+{
+    QTest::addColumn<QStringList>("patterns");
+    QTest::addColumn<int>("files");
+    QTest::addColumn<int>("skipped");
+    QTest::newRow("nothing") << QStringList() << 5 << 2;
+    QTest::newRow("name") << QStringList(QStringLiteral("x.mp3")) << 2 << 2;
+    QTest::newRow("folder") << QStringList(QStringLiteral("old/")) << 2 << 1;
+    QTest::newRow("path") << QStringList(QStringLiteral("/old/x.mp3")) << 4 << 2;
+    QTest::newRow("everything below a folder") << QStringList(QStringLiteral("new/**")) << 2 << 2;
+    QTest::newRow("name that is not UTF-8") << QStringList(QStringLiteral("*xE9*")) << 5 << 1;
+    QTest::newRow("dangling link")
+        << QStringList({QStringLiteral("gone.*"), QStringLiteral("Caf*")}) << 5 << 0;
+}
+
+void TestQuorvelCli::whatIsExcludedIsNotLookedAt()
+{
+    QFETCH(const QStringList, patterns);
+    QFETCH(const int, files);
+    QFETCH(const int, skipped);
+    const testmedia::MediaFolder tree;
+    for (const char* name : {"old/x.mp3", "old/y.mp3", "new/x.mp3", "new/old/x.mp3", "new/z.mp3"}) {
+        tree.write(QString::fromLatin1(name), {});
+    }
+    const QByteArray root = QFile::encodeName(tree.path());
+    QVERIFY(::mkdir((root + "/Caf\xE9").constData(), 0700) == 0);
+    QVERIFY(::symlink("nowhere", (root + "/old/gone.mp3").constData()) == 0);
+    QStringList arguments{tree.path(), QStringLiteral("-fjson")};
+    for (const QString& pattern : patterns) {
+        arguments += {QStringLiteral("--exclude"), pattern};
+    }
+    const QJsonObject counts = runCli(arguments).json()[QStringLiteral("counts")].toObject();
+    QCOMPARE(counts[QStringLiteral("files")].toInt(), files);
+    QCOMPARE(counts[QStringLiteral("skipped")].toInt(), skipped);
 }
 
 void TestQuorvelCli::thresholdIsTheStoredOneAsItStands_data()
