@@ -21,6 +21,10 @@ _quorvel_cli() {
         mapfile -t COMPREPLY < <(compgen -W 'tree json csv' -- "$cur")
         return
         ;;
+    --ext)
+        mapfile -t COMPREPLY < <(compgen -W '+all +opus +oga +aiff +wv' -- "$cur")
+        return
+        ;;
     -t | --threshold | --min-duration | --exclude | -j | --jobs)
         return
         ;;
@@ -28,7 +32,7 @@ _quorvel_cli() {
     $split && return
 
     if [[ $cur == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W '--against= --threshold= --min-duration= --exclude= --jobs= --format= --output=
+        mapfile -t COMPREPLY < <(compgen -W '--against= --threshold= --min-duration= --exclude= --ext= --jobs= --format= --output=
             --pairs --store= --quiet --verbose --help --version' -- "$cur")
         [[ ${COMPREPLY[0]-} == *= ]] && compopt -o nospace
         return

@@ -50,7 +50,7 @@ public:
         m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsCompactedShortOptions);
         m_parser.setApplicationDescription(QStringLiteral(
             "Finds duplicate audio files by how they sound, and lists them. Changes no file."));
-        m_parser.addOptions({against, threshold, minDuration, exclude, jobs, format, output, pairs, store,
+        m_parser.addOptions({against, threshold, minDuration, exclude, ext, jobs, format, output, pairs, store,
                              quiet, verbose, help, version});
         m_parser.addPositionalArgument(QStringLiteral("FOLDER"),
                                        QStringLiteral("A folder to search, with its subfolders."),
@@ -93,6 +93,8 @@ private:
             options.leastDuration = number(minDuration, 0, kLongestSeconds);
         }
         options.excluded = patterns(exclude);
+        options.moreEndings = endings(ext);
+        options.everyEnding = options.moreEndings.removeAll(QStringLiteral("all")) > 0;
         options.threadCount =
             m_parser.isSet(jobs) ? number(jobs, 1, kMostThreads) : QThread::idealThreadCount();
         options.format = chosenFormat();
@@ -127,6 +129,27 @@ private:
                                  .arg(option.names().constLast(), *unusable)};
         }
         return patterns;
+    }
+
+    QStringList endings(const QCommandLineOption& option) const
+    {
+        QStringList endings;
+        const QStringList lists = m_parser.values(option);
+        for (const QString& list : lists) {
+            const QStringList parts = list.toLower().split(QLatin1Char(','));
+            for (QString ending : parts) {
+                const bool isAdded = ending.startsWith(QLatin1Char('+'));
+                ending.remove(0, ending.startsWith(QLatin1String("+.")) ? 2 : 1);
+                if (!isAdded || ending.isEmpty() || ending.contains(QLatin1Char('.')) ||
+                    ending.contains(QLatin1Char('/'))) {
+                    throw WrongUsage{QStringLiteral("--%1 takes endings with a plus, such as "
+                                                    "+opus,+oga, or +all.")
+                                         .arg(option.names().constLast())};
+                }
+                endings.append(ending);
+            }
+        }
+        return endings;
     }
 
     Format chosenFormat() const
@@ -191,6 +214,11 @@ private:
                               "a slash, of this path below a FOLDER, such as 'Old/*'. Can be "
                               "repeated."),
                "GLOB");
+    const QCommandLineOption ext =
+        option({QStringLiteral("ext")},
+               QStringLiteral("Search files of these endings, too: +opus,+oga for example, or "
+                              "+all for every audio ending that FFmpeg knows."),
+               "+ENDING,...");
     const QCommandLineOption jobs =
         option({QStringLiteral("j"), QStringLiteral("jobs")},
                QStringLiteral("The number of threads (default: one per core)."), "N");

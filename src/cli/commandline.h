@@ -31,6 +31,10 @@ struct Options
     std::optional<int> leastDuration;
     /** Patterns of an Exclusion. */
     QStringList excluded;
+    /** Endings of files to search besides those of the window: lower case, no dot. */
+    QStringList moreEndings;
+    /** Whether files of every audio ending that FFmpeg knows are searched. */
+    bool everyEnding = false;
     bool allPairs = false;
     /** Empty: none. */
     QString storeFile;

@@ -29,11 +29,6 @@ public:
     /** False for a pattern without a name, and for one with a set such as "[z-a]". */
     static bool isUsable(const QString& pattern);
 
-    bool isEmpty() const
-    {
-        return m_patterns.empty();
-    }
-
     /** Whether a pattern matches the entry at \a pathBelow the searched folder. */
     bool matches(const QString& pathBelow, bool isFolder) const;
 

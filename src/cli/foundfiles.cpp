@@ -1,6 +1,9 @@
 #include "cli/foundfiles.h"
 
+#include <QMap>
+
 #include <algorithm>
+#include <utility>
 
 namespace cli {
 
@@ -23,6 +26,24 @@ QList<SkippedEntry> sortedWithoutRepeats(QList<SkippedEntry> entries)
     return entries;
 }
 
+QList<UnsearchedEnding> countedByEnding(QStringList paths)
+{
+    paths.removeDuplicates();
+    QMap<QString, qsizetype> counts;
+    for (const QString& path : std::as_const(paths)) {
+        ++counts[path.mid(path.lastIndexOf(QLatin1Char('.')) + 1).toLower()];
+    }
+    QList<UnsearchedEnding> endings;
+    for (auto entry = counts.cbegin(); entry != counts.cend(); ++entry) {
+        endings.append({entry.key(), entry.value()});
+    }
+    std::stable_sort(endings.begin(), endings.end(),
+                     [](const UnsearchedEnding& left, const UnsearchedEnding& right) {
+                         return left.count > right.count;
+                     });
+    return endings;
+}
+
 } // namespace
 
 FoundFiles findFiles(const QStringList& folders, const QStringList& against,
@@ -31,7 +52,8 @@ FoundFiles findFiles(const QStringList& folders, const QStringList& against,
     const Listing first = fingerprint::listAudioFiles(folders, options, stop);
     const Listing second = fingerprint::listAudioFiles(against, options, stop);
     return {fingerprint::listsToFingerprint(first.files, second.files),
-            sortedWithoutRepeats(first.skipped + second.skipped)};
+            sortedWithoutRepeats(first.skipped + second.skipped),
+            countedByEnding(first.noted + second.noted)};
 }
 
 } // namespace cli

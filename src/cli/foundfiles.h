@@ -4,11 +4,21 @@
 #include "fingerprint/filelists.h"
 
 #include <QList>
+#include <QString>
 #include <QStringList>
 
 #include <stop_token>
 
 namespace cli {
+
+/** An ending of audio files that are not searched. */
+struct UnsearchedEnding
+{
+    /** In lower case, without a dot. */
+    QString ending;
+    /** The number of files. */
+    qsizetype count = 0;
+};
 
 /** The files of a search, and what it passes over. */
 struct FoundFiles
@@ -16,6 +26,8 @@ struct FoundFiles
     fingerprint::FileLists lists;
     /** Each path once, in the order of the paths. */
     QList<fingerprint::SkippedEntry> skipped;
+    /** The most frequent first. */
+    QList<UnsearchedEnding> notSearched;
 };
 
 /**

@@ -44,6 +44,7 @@ QJsonObject headOf(const Report& report)
                        {QStringLiteral("failures"), report.failures.size()},
                        {QStringLiteral("tooShortForFingerprint"), report.tooShortForFingerprint()},
                        {QStringLiteral("skipped"), report.skipped.size()},
+                       {QStringLiteral("notSearched"), report.notSearchedCount()},
                        {QStringLiteral("groups"), report.duplicates.size()},
                        {QStringLiteral("duplicates"), report.duplicateCount()}};
     if (report.leastDuration) {
@@ -105,6 +106,11 @@ bool writeJson(ReportSink& sink, const Report& report)
     return sink.write("]") &&
            writeList(sink, "failures", report.failures, reasonText<search::FailedFile>) &&
            writeList(sink, "skipped", report.skipped, reasonText<fingerprint::SkippedEntry>) &&
+           writeList(sink, "notSearched", report.notSearched,
+                     [](const UnsearchedEnding& entry) {
+                         return text({{QStringLiteral("ending"), entry.ending},
+                                      {QStringLiteral("count"), entry.count}});
+                     }) &&
            sink.write("}\n");
 }
 

@@ -1,5 +1,6 @@
 #include "cli/outputfile.h"
 
+#include "fingerprint/audioendings.h"
 #include "fingerprint/audiofilediscovery.h"
 
 #include <QDir>
@@ -18,12 +19,14 @@ QString problem(const QString& fileName, const QString& reason)
     return QStringLiteral("The result cannot be written to %1: %2").arg(fileName, reason);
 }
 
-/** Whether a search lists \a file, which exists, or the file that it links to, as audio. */
+/** Whether \a file, which exists, or the file that it links to, is one of audio by its ending. */
 bool isAudioFile(const QFileInfo& file)
 {
-    const QStringList& patterns = fingerprint::audioFileNamePatterns();
-    return QDir::match(patterns, file.fileName()) ||
-           QDir::match(patterns, QFileInfo(file.canonicalFilePath()).fileName());
+    const auto hasAudioEnding = [](const QFileInfo& info) {
+        return QDir::match(fingerprint::audioFileNamePatterns(), info.fileName()) ||
+               fingerprint::audioEndings().contains(info.suffix().toLower());
+    };
+    return hasAudioEnding(file) || hasAudioEnding(QFileInfo(file.canonicalFilePath()));
 }
 
 QString writeToStandardOutput(const Report& report, Format format, const std::stop_token& stop)

@@ -54,6 +54,15 @@ qsizetype Report::tooShortForFingerprint() const
         [](const search::FailedFile& failure) { return search::isTooShort(failure.reason); });
 }
 
+qsizetype Report::notSearchedCount() const
+{
+    qsizetype count = 0;
+    for (const UnsearchedEnding& ending : notSearched) {
+        count += ending.count;
+    }
+    return count;
+}
+
 bool writeReport(ReportSink& sink, const Report& report, Format format)
 {
     switch (format) {

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "cli/commandline.h"
+#include "cli/foundfiles.h"
 #include "compare/audioinfomap.h"
 #include "compare/duplicatemap.h"
-#include "fingerprint/audiofilediscovery.h"
 #include "search/fingerprintcollection.h"
 
 #include <QByteArray>
@@ -29,6 +29,7 @@ struct Report
     AudioInfoMap audioInfo;
     QList<search::FailedFile> failures;
     QList<fingerprint::SkippedEntry> skipped;
+    QList<UnsearchedEnding> notSearched;
     /** In seconds; shorter files were left out. No value: files of any length were compared. */
     std::optional<int> leastDuration;
     qsizetype tooShortCount = 0;
@@ -37,6 +38,8 @@ struct Report
     qsizetype duplicateCount() const;
     /** The number of failures that are whole files, too short for a fingerprint. */
     qsizetype tooShortForFingerprint() const;
+    /** The number of files of all endings that were not searched. */
+    qsizetype notSearchedCount() const;
 };
 
 /** Writes a report piece by piece; refuses all pieces once a stop is requested. */

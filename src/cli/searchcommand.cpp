@@ -8,6 +8,7 @@
 #include "cli/progressline.h"
 #include "cli/report.h"
 #include "compare/similarity.h"
+#include "fingerprint/audioendings.h"
 #include "fingerprint/audiofilediscovery.h"
 #include "results/duplicatefilter.h"
 #include "search/duplicatesearch.h"
@@ -92,6 +93,25 @@ bool isSamePath(const QString& first, const QString& second)
                    : info.absoluteDir().canonicalPath() + QLatin1Char('/') + info.fileName();
     };
     return resolved(first) == resolved(second);
+}
+
+fingerprint::ListingOptions listingOptions(const Options& options)
+{
+    fingerprint::ListingOptions listing;
+    listing.notedEndings = fingerprint::audioEndings();
+    if (options.everyEnding) {
+        listing.moreEndings = listing.notedEndings;
+    }
+    for (const QString& ending : options.moreEndings) {
+        listing.moreEndings.insert(ending);
+    }
+    if (!options.excluded.isEmpty()) {
+        listing.isExcluded = [exclusion = Exclusion(options.excluded)](const QString& pathBelow,
+                                                                       bool isFolder) {
+            return exclusion.matches(pathBelow, isFolder);
+        };
+    }
+    return listing;
 }
 
 /** What an interrupted search has left in the store. */
@@ -195,17 +215,11 @@ private:
         const QStringList folders = usableFolders(m_options.folders);
         const QStringList against = usableFolders(m_options.against);
         m_progress.show(QStringLiteral("Listing files"));
-        const Exclusion exclusion(m_options.excluded);
-        fingerprint::ListingOptions listing;
-        if (!exclusion.isEmpty()) {
-            listing.isExcluded = [&exclusion](const QString& pathBelow, bool isFolder) {
-                return exclusion.matches(pathBelow, isFolder);
-            };
-        }
-        const FoundFiles found = findFiles(folders, against, listing, m_stop);
+        const FoundFiles found = findFiles(folders, against, listingOptions(m_options), m_stop);
         const fingerprint::FileLists& files = found.lists;
         m_report.fileCount = files.first.size() + files.second.size();
         m_report.skipped = found.skipped;
+        m_report.notSearched = found.notSearched;
         printSkipped();
         if (m_report.threshold <= 0 && m_report.fileCount > kMostFilesIfAllMatch) {
             throw SearchFailure{

@@ -48,6 +48,12 @@ bool writeTree(ReportSink& sink, const Report& report)
         end += QStringLiteral("Files and folders skipped, which --verbose names: %1\n")
                    .arg(report.skipped.size());
     }
+    for (const auto& [ending, count] : report.notSearched) {
+        end += QStringLiteral("%1 .%2 %3 not searched: --ext +%2\n")
+                   .arg(count)
+                   .arg(printable(ending),
+                        count == 1 ? QStringLiteral("file was") : QStringLiteral("files were"));
+    }
     return sink.write(end.toUtf8());
 }
 

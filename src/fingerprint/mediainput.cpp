@@ -59,28 +59,12 @@ constexpr std::array<std::string_view, 15> kFormatsNamingOtherFiles = {"hls",
  */
 constexpr std::size_t kLargestAllocation = std::size_t{128} << 20;
 
-/** True when one of the comma-separated \a names is that of a format that names other files. */
-bool namesOtherFiles(std::string_view names)
-{
-    while (true) {
-        const std::size_t comma = names.find(',');
-        if (std::find(kFormatsNamingOtherFiles.begin(), kFormatsNamingOtherFiles.end(),
-                      names.substr(0, comma)) != kFormatsNamingOtherFiles.end()) {
-            return true;
-        }
-        if (comma == std::string_view::npos) {
-            return false;
-        }
-        names.remove_prefix(comma + 1);
-    }
-}
-
 std::string listPermittedFormats()
 {
     std::string list;
     void* position = nullptr;
     while (const AVInputFormat* format = av_demuxer_iterate(&position)) {
-        if ((format->flags & AVFMT_NOFILE) != 0 || namesOtherFiles(format->name)) {
+        if (!isPermitted(*format)) {
             continue;
         }
         if (!list.empty()) {
@@ -134,6 +118,26 @@ int refusalOf(const std::string& fileName)
 }
 
 } // namespace
+
+bool namesOtherFiles(std::string_view names)
+{
+    while (true) {
+        const std::size_t comma = names.find(',');
+        if (std::find(kFormatsNamingOtherFiles.begin(), kFormatsNamingOtherFiles.end(),
+                      names.substr(0, comma)) != kFormatsNamingOtherFiles.end()) {
+            return true;
+        }
+        if (comma == std::string_view::npos) {
+            return false;
+        }
+        names.remove_prefix(comma + 1);
+    }
+}
+
+bool isPermitted(const AVInputFormat& format)
+{
+    return (format.flags & AVFMT_NOFILE) == 0 && !namesOtherFiles(format.name);
+}
 
 MediaInput inspectInput(const std::string& fileName)
 {

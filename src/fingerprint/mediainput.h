@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 struct AVFormatContext;
 struct AVInputFormat;
@@ -29,8 +30,20 @@ struct MediaInput
 MediaInput inspectInput(const std::string& fileName);
 
 /**
- * The comma-separated names of the container formats that may be opened: all that FFmpeg has but
- * those that open further files, and devices.
+ * Whether one of the comma-separated \a names is that of a format that opens further files.
+ * Thread: Any thread.
+ */
+bool namesOtherFiles(std::string_view names);
+
+/**
+ * Whether a container of \a format may be opened: one of any format that FFmpeg has but those that
+ * open further files, and devices.
+ * Thread: Any thread.
+ */
+bool isPermitted(const AVInputFormat& format);
+
+/**
+ * The comma-separated names of the container formats that may be opened.
  * Thread: Any thread.
  */
 const std::string& permittedFormats();

@@ -52,6 +52,8 @@ private Q_SLOTS:
     void endsOfEachRangeAreTaken();
     void againstMayBeRepeated();
     void patternsMayBeRepeated();
+    void endingsAreAddedWithAPlus_data();
+    void endingsAreAddedWithAPlus();
     void formatIsChosenByName();
     void wrongUsageIsToldWithTheUsageLine_data();
     void wrongUsageIsToldWithTheUsageLine();
@@ -128,6 +130,33 @@ void TestCommandLine::patternsMayBeRepeated()
              QStringList({QStringLiteral("*.bak"), QStringLiteral("a/b")}));
 }
 
+void TestCommandLine::endingsAreAddedWithAPlus_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("endings");
+    QTest::addColumn<bool>("everyEnding");
+    QTest::newRow("none") << QStringLiteral("one") << QString() << false;
+    QTest::newRow("one") << QStringLiteral("--ext +opus one") << QStringLiteral("opus") << false;
+    QTest::newRow("several") << QStringLiteral("--ext=+opus,+oga --ext +aiff one")
+                             << QStringLiteral("opus oga aiff") << false;
+    QTest::newRow("with a dot, in capitals")
+        << QStringLiteral("--ext +.OPUS one") << QStringLiteral("opus") << false;
+    QTest::newRow("all") << QStringLiteral("--ext +all one") << QString() << true;
+    QTest::newRow("all and another")
+        << QStringLiteral("--ext +All,+dat one") << QStringLiteral("dat") << true;
+}
+
+void TestCommandLine::endingsAreAddedWithAPlus()
+{
+    QFETCH(const QString, arguments);
+    QFETCH(const QString, endings);
+    QFETCH(const bool, everyEnding);
+    const CommandLine line = parse(arguments);
+    QCOMPARE(line.text, QString());
+    QCOMPARE(line.options.moreEndings.join(QLatin1Char(' ')), endings);
+    QCOMPARE(line.options.everyEnding, everyEnding);
+}
+
 void TestCommandLine::formatIsChosenByName()
 {
     QCOMPARE(parse(QStringLiteral("-f tree one")).options.format, Format::Tree);
@@ -158,6 +187,11 @@ void TestCommandLine::wrongUsageIsToldWithTheUsageLine_data()
     QTest::newRow("shorter than nothing") << QStringLiteral("--min-duration -1 one") << seconds;
     QTest::newRow("longer than anything")
         << QStringLiteral("--min-duration 2000001 one") << seconds;
+    for (const char* endings : {"opus", "+", "+.", "+opus,oga", "+opus,", "-wav", "+a/b", "+a.b"}) {
+        QTest::addRow("endings %s", endings)
+            << QStringLiteral("one --ext=") + QString::fromLatin1(endings)
+            << QStringLiteral("--ext takes endings with a plus, such as +opus,+oga, or +all.");
+    }
     QTest::newRow("empty pattern") << QStringLiteral("--exclude= one")
                                    << QStringLiteral("--exclude takes no pattern like ''.");
     QTest::newRow("pattern with a set that is none")
@@ -206,7 +240,7 @@ void TestCommandLine::manualPageAndCompletionNameEveryOption()
     const QString manual = contentOf("docs/quorvel-cli.1");
     const QString completion = contentOf("packaging/quorvel-cli.bash");
     const QStringList options = optionsOfTheHelp();
-    QCOMPARE(options.size(), 13);
+    QCOMPARE(options.size(), 14);
     for (const QString& option : options) {
         // The macro puts the first of the two dashes.
         QVERIFY2(manual.contains(QLatin1String("Fl ") + option.mid(1)), qPrintable(option));

@@ -82,6 +82,8 @@ private Q_SLOTS:
     void whatIsSkippedIsInTheResult();
     void whatIsExcludedIsNotLookedAt_data();
     void whatIsExcludedIsNotLookedAt();
+    void otherAudioEndingsAreCountedAndSearchedOnRequest_data();
+    void otherAudioEndingsAreCountedAndSearchedOnRequest();
     void thresholdIsTheStoredOneAsItStands_data();
     void thresholdIsTheStoredOneAsItStands();
     void nothingIsStoredInTheSettings();
@@ -347,6 +349,60 @@ void TestQuorvelCli::whatIsExcludedIsNotLookedAt()
     QCOMPARE(counts[QStringLiteral("skipped")].toInt(), skipped);
 }
 
+void TestQuorvelCli::otherAudioEndingsAreCountedAndSearchedOnRequest_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("pairs");
+    QTest::addColumn<QString>("notSearched");
+    QTest::newRow("not asked for") << QStringList() << QString() << QStringLiteral("opus 2, aiff 1");
+    QTest::newRow("one ending") << QStringList{QStringLiteral("--ext"), QStringLiteral("+opus")}
+                                << QStringLiteral("/1.flac = /2.opus, /1.flac = /old/3.Opus, "
+                                                  "/2.opus = /old/3.Opus")
+                                << QStringLiteral("aiff 1");
+    QTest::newRow("with an exclusion")
+        << QStringList{QStringLiteral("--ext=+opus"), QStringLiteral("--exclude=old")}
+        << QStringLiteral("/1.flac = /2.opus") << QStringLiteral("aiff 1");
+    QTest::newRow("excluded") << QStringList{QStringLiteral("--exclude=old")} << QString()
+                              << QStringLiteral("aiff 1, opus 1");
+    QTest::newRow("all, with an ending that is none of audio")
+        << QStringList{QStringLiteral("--ext=+all,+txt"), QStringLiteral("--exclude=[23]*")}
+        << QStringLiteral("/1.flac = /4.aiff, /1.flac = /5.txt, /4.aiff = /5.txt") << QString();
+}
+
+void TestQuorvelCli::otherAudioEndingsAreCountedAndSearchedOnRequest()
+{
+    QFETCH(const QStringList, arguments);
+    QFETCH(const QString, pairs);
+    QFETCH(const QString, notSearched);
+    const testmedia::MediaFolder tree;
+    const testmedia::Tune tune{.seed = 30, .seconds = 10.0};
+    tree.makeTune(QStringLiteral("1.flac"), tune);
+    tree.makeTune(QStringLiteral("2.opus"), tune);
+    tree.makeTune(QStringLiteral("old/3.Opus"), tune, {QStringLiteral("-f"), QStringLiteral("ogg"),
+                                                       QStringLiteral("-c:a"),
+                                                       QStringLiteral("libopus")});
+    tree.makeTune(QStringLiteral("4.aiff"), tune);
+    QVERIFY(QFile::copy(tree.filePath(QStringLiteral("4.aiff")),
+                        tree.filePath(QStringLiteral("5.txt"))));
+    // Given twice, which counts once.
+    const CliRun run = runCli(QStringList{tree.path(), tree.filePath(QStringLiteral("old/..")),
+                                          QStringLiteral("--pairs"), QStringLiteral("-fjson")} +
+                              arguments);
+    QCOMPARE(schemaObjection(run.output), QByteArray());
+    QCOMPARE(run.unorderedPairs(tree.path()).join(QStringLiteral(", ")), pairs);
+    QStringList counts;
+    int sum = 0;
+    for (const QJsonValue entry : run.json()[QStringLiteral("notSearched")].toArray()) {
+        const int count = entry[QStringLiteral("count")].toInt();
+        counts.append(QStringLiteral("%1 %2")
+                          .arg(entry[QStringLiteral("ending")].toString())
+                          .arg(count));
+        sum += count;
+    }
+    QCOMPARE(counts.join(QStringLiteral(", ")), notSearched);
+    QCOMPARE(run.json()[QStringLiteral("counts")][QStringLiteral("notSearched")].toInt(), sum);
+}
+
 void TestQuorvelCli::thresholdIsTheStoredOneAsItStands_data()
 {
     QTest::addColumn<QVariant>("stored");
@@ -405,6 +461,8 @@ void TestQuorvelCli::outputThatCannotBeWrittenIsToldBeforeTheSearch_data()
     QTest::newRow("missing folder") << first + QStringLiteral("/missing/result.csv");
     QTest::newRow("pipe") << path("pipe");
     QTest::newRow("audio file") << media->write(QStringLiteral("other/SONG.MP3"), "music");
+    QTest::newRow("audio file of another ending")
+        << media->write(QStringLiteral("other/SONG.Opus"), "music");
     const QString link = path("link to audio.txt");
     QFile::link(path("other/SONG.MP3"), link);
     QTest::newRow("link to an audio file") << link;
@@ -420,6 +478,7 @@ void TestQuorvelCli::outputThatCannotBeWrittenIsToldBeforeTheSearch()
     QVERIFY2(run.errors.contains("cannot be written"), run.errors.constData());
     QVERIFY(!QFile::exists(store));
     QCOMPARE(contentOf(path("other/SONG.MP3")), QByteArray("music"));
+    QCOMPARE(contentOf(path("other/SONG.Opus")), QByteArray("music"));
     QVERIFY(isPipe(path("pipe")));
 }
 

@@ -30,6 +30,7 @@ Report sampleReport()
     report.failures = {{QStringLiteral("/m/noise.mp3"),
                         QStringLiteral("Could not open the input file (Invalid \"argument\")")}};
     report.skipped = {{QStringLiteral("/m/old"), QStringLiteral("dangling link")}};
+    report.notSearched = {{QStringLiteral("opus"), 30}, {QStringLiteral("wv"), 1}};
     return report;
 }
 
@@ -115,7 +116,9 @@ void TestReport::treeListsDuplicatesBelowTheirReference()
                                "3 duplicate audio files found.\n"
                                "Files that could not be read as audio: 1\n"
                                "Files searched: 6\n"
-                               "Files and folders skipped, which --verbose names: 1\n"));
+                               "Files and folders skipped, which --verbose names: 1\n"
+                               "30 .opus files were not searched: --ext +opus\n"
+                               "1 .wv file was not searched: --ext +wv\n"));
 }
 
 void TestReport::treeOfNothingSaysSo()
@@ -238,10 +241,16 @@ void TestReport::jsonCarriesEverything()
         {QStringLiteral("skipped"),
          QJsonArray{QJsonObject{{QStringLiteral("path"), QStringLiteral("/m/old")},
                                 {QStringLiteral("reason"), QStringLiteral("dangling link")}}}},
+        {QStringLiteral("notSearched"),
+         QJsonArray{QJsonObject{{QStringLiteral("ending"), QStringLiteral("opus")},
+                                {QStringLiteral("count"), 30}},
+                    QJsonObject{{QStringLiteral("ending"), QStringLiteral("wv")},
+                                {QStringLiteral("count"), 1}}}},
         {QStringLiteral("counts"), QJsonObject{{QStringLiteral("files"), 6},
                                                {QStringLiteral("failures"), 1},
                                                {QStringLiteral("tooShortForFingerprint"), 0},
                                                {QStringLiteral("skipped"), 1},
+                                               {QStringLiteral("notSearched"), 31},
                                                {QStringLiteral("groups"), 2},
                                                {QStringLiteral("duplicates"), 3}}}};
     QJsonParseError error;
