@@ -33,7 +33,7 @@ _quorvel_cli() {
 
     if [[ $cur == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W '--against= --threshold= --min-duration= --exclude= --ext= --jobs= --format= --output=
-            --pairs --store= --quiet --verbose --help --version' -- "$cur")
+            --pairs --store= --forget --quiet --verbose --help --version' -- "$cur")
         [[ ${COMPREPLY[0]-} == *= ]] && compopt -o nospace
         return
     fi

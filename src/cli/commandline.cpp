@@ -50,7 +50,7 @@ public:
         m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsCompactedShortOptions);
         m_parser.setApplicationDescription(QStringLiteral(
             "Finds duplicate audio files by how they sound, and lists them. Changes no file."));
-        m_parser.addOptions({against, threshold, minDuration, exclude, ext, jobs, format, output, pairs, store,
+        m_parser.addOptions({against, threshold, minDuration, exclude, ext, jobs, format, output, pairs, store, forget,
                              quiet, verbose, help, version});
         m_parser.addPositionalArgument(QStringLiteral("FOLDER"),
                                        QStringLiteral("A folder to search, with its subfolders."),
@@ -101,6 +101,10 @@ private:
         options.outputFile = fileName(output);
         options.allPairs = m_parser.isSet(pairs);
         options.storeFile = fileName(store);
+        options.forget = m_parser.isSet(forget);
+        if (options.forget && options.storeFile.isEmpty()) {
+            throw WrongUsage{QStringLiteral("--forget takes files out of a store: give --store.")};
+        }
         options.quiet = m_parser.isSet(quiet);
         options.verbose = m_parser.isSet(verbose);
         return options;
@@ -238,6 +242,10 @@ private:
                QStringLiteral("Keep fingerprints in FILE, and reuse them for files whose size and "
                               "time have not changed."),
                "FILE");
+    const QCommandLineOption forget =
+        option({QStringLiteral("forget")},
+               QStringLiteral("Take the files below the FOLDERs that are gone out of the store. "
+                              "Those of disks that are not mounted stay."));
     const QCommandLineOption quiet =
         option({QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("Show no progress."));
     const QCommandLineOption verbose =

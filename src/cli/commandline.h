@@ -38,6 +38,8 @@ struct Options
     bool allPairs = false;
     /** Empty: none. */
     QString storeFile;
+    /** Whether files that are gone are taken out of the store. */
+    bool forget = false;
     bool quiet = false;
     bool verbose = false;
 };

@@ -14,6 +14,7 @@
 #include "search/duplicatesearch.h"
 #include "search/fingerprintcollection.h"
 #include "search/fingerprintstore.h"
+#include "search/forgetting.h"
 #include "settings/settingsstore.h"
 
 #include <QDir>
@@ -171,6 +172,9 @@ private:
         requireUsableOutput();
         const std::unique_ptr<search::FingerprintStore> store = openStore();
         const fingerprint::FileLists files = listFiles();
+        if (m_options.forget && !m_stop.stop_requested()) {
+            forgetGone(*store, files);
+        }
         if (!m_stop.stop_requested() && hasPairs(files)) {
             compareFiles(files, store.get());
         }
@@ -214,6 +218,7 @@ private:
     {
         const QStringList folders = usableFolders(m_options.folders);
         const QStringList against = usableFolders(m_options.against);
+        m_searchedFolders = folders + against;
         m_progress.show(QStringLiteral("Listing files"));
         const FoundFiles found = findFiles(folders, against, listingOptions(m_options), m_stop);
         const fingerprint::FileLists& files = found.lists;
@@ -241,6 +246,31 @@ private:
                 m_progress.clear();
                 printMessage(QStringLiteral("Skipped: %1: %2").arg(entry.path, entry.reason));
             }
+        }
+    }
+
+    void forgetGone(search::FingerprintStore& store, const fingerprint::FileLists& files)
+    {
+        QStringList unlistedFolders;
+        for (const fingerprint::SkippedEntry& entry : std::as_const(m_report.skipped)) {
+            if (entry.isUnlistedFolder) {
+                unlistedFolders.append(entry.path);
+            }
+        }
+        m_progress.clear();
+        try {
+            const qsizetype count = search::forgetGone(
+                store, {m_searchedFolders, files.first + files.second, unlistedFolders});
+            if (count > 0 && !m_options.quiet) {
+                printMessage(QStringLiteral("%1 %2 gone and taken out of %3")
+                                 .arg(count)
+                                 .arg(count == 1 ? QStringLiteral("file is")
+                                                 : QStringLiteral("files are"),
+                                      m_options.storeFile));
+            }
+        } catch (const search::StoreError& error) {
+            printMessage(error.message());
+            m_storeFailed = true;
         }
     }
 
@@ -376,6 +406,7 @@ private:
     const std::stop_token m_stop;
     ProgressLine m_progress;
     Report m_report;
+    QStringList m_searchedFolders;
     bool m_folderMissing = false;
     bool m_written = false;
     bool m_storeFailed = false;

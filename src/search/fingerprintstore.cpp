@@ -265,6 +265,46 @@ void FingerprintStore::save(const QList<StoredFile>& files)
     }
 }
 
+QStringList FingerprintStore::pathsBelow(const QString& folder)
+{
+    // Up to the first name behind all that begin with the folder and a slash.
+    constexpr char16_t kBehindSlash = u'/' + 1;
+    const QString stem = folder == QLatin1String("/") ? QString() : folder;
+    QSqlQuery query(m_database);
+    query.setForwardOnly(true);
+    query.prepare(QStringLiteral("SELECT path FROM files WHERE path > ? AND path < ?"));
+    query.addBindValue(QString(stem + QLatin1Char('/')));
+    query.addBindValue(QString(stem + QChar(kBehindSlash)));
+    execute(query);
+    QStringList paths;
+    while (query.next()) {
+        paths.append(query.value(0).toString());
+    }
+    return paths;
+}
+
+void FingerprintStore::forget(const QStringList& paths)
+{
+    if (paths.isEmpty()) {
+        return;
+    }
+    QSqlQuery removal(m_database);
+    removal.prepare(QStringLiteral("DELETE FROM files WHERE path = ?"));
+    execute(QStringLiteral("BEGIN IMMEDIATE"));
+    try {
+        for (const QString& path : paths) {
+            removal.bindValue(0, path);
+            execute(removal);
+        }
+        execute(QStringLiteral("COMMIT"));
+    } catch (const StoreError&) {
+        // Fails if the error has ended the transaction already.
+        // cppcheck-suppress ignoredReturnErrorCode
+        QSqlQuery(m_database).exec(QStringLiteral("ROLLBACK"));
+        throw;
+    }
+}
+
 /**
  * The name that a file is kept under. The folder is resolved, so that a search from elsewhere or
  * through a link finds the file again. The file's own name is not, even if it is a link, since some

@@ -6,6 +6,7 @@
 #include <QList>
 #include <QSqlDatabase>
 #include <QString>
+#include <QStringList>
 
 #include <chrono>
 #include <memory>
@@ -96,6 +97,18 @@ public:
      * Errors: throws StoreError.
      */
     void save(const QList<StoredFile>& files);
+
+    /**
+     * Returns the paths, without links, of all files kept from below \a folder, a path without
+     * links. Errors: throws StoreError.
+     */
+    QStringList pathsBelow(const QString& folder);
+
+    /**
+     * Takes out what is kept of the files at \a paths, as pathsBelow() returns them; all or none.
+     * Errors: throws StoreError.
+     */
+    void forget(const QStringList& paths);
 
 private:
     void open(const QString& fileName, std::chrono::milliseconds patience);

@@ -72,19 +72,22 @@ void TestCommandLine::foldersAloneTakeTheDefaults()
     QCOMPARE(line.options.threadCount, QThread::idealThreadCount());
     QCOMPARE(line.options.format, Format::Tree);
     QVERIFY(line.options.outputFile.isEmpty() && line.options.storeFile.isEmpty());
-    QVERIFY(!line.options.allPairs && !line.options.quiet && !line.options.verbose);
+    QVERIFY(!line.options.allPairs && !line.options.quiet && !line.options.verbose &&
+            !line.options.forget);
 }
 
 void TestCommandLine::everyOptionHasItsShortAndLongName_data()
 {
     QTest::addColumn<QString>("arguments");
     QTest::newRow("short") << QStringLiteral(
-        "-b other -t 55 --min-duration 8 -j 3 -f csv -o out --pairs --store db -q -v one");
+        "-b other -t 55 --min-duration 8 -j 3 -f csv -o out --pairs --store db --forget -q "
+        "-v one");
     QTest::newRow("long") << QStringLiteral("--against other --threshold 55 --min-duration 8 "
                                             "--jobs 3 --format csv --output out --pairs "
-                                            "--store db --quiet --verbose one");
+                                            "--store db --forget --quiet --verbose one");
     QTest::newRow("joined") << QStringLiteral(
-        "one -bother -t55 --min-duration=8 --jobs=3 -fcsv --output=out --pairs --store=db -qv");
+        "one -bother -t55 --min-duration=8 --jobs=3 -fcsv --output=out --pairs --store=db "
+        "--forget -qv");
 }
 
 void TestCommandLine::everyOptionHasItsShortAndLongName()
@@ -101,7 +104,7 @@ void TestCommandLine::everyOptionHasItsShortAndLongName()
     QCOMPARE(options.format, Format::Csv);
     QCOMPARE(options.outputFile, QStringLiteral("out"));
     QCOMPARE(options.storeFile, QStringLiteral("db"));
-    QVERIFY(options.allPairs && options.quiet && options.verbose);
+    QVERIFY(options.allPairs && options.forget && options.quiet && options.verbose);
 }
 
 void TestCommandLine::endsOfEachRangeAreTaken()
@@ -207,6 +210,9 @@ void TestCommandLine::wrongUsageIsToldWithTheUsageLine_data()
                             << QStringLiteral("--format takes tree, json or csv.");
     QTest::newRow("output") << QStringLiteral("one --output=")
                             << QStringLiteral("--output takes a file name.");
+    QTest::newRow("forget without a store")
+        << QStringLiteral("one --forget")
+        << QStringLiteral("--forget takes files out of a store: give --store.");
     QTest::newRow("store") << QStringLiteral("one --store=")
                            << QStringLiteral("--store takes a file name.");
 }
@@ -240,7 +246,7 @@ void TestCommandLine::manualPageAndCompletionNameEveryOption()
     const QString manual = contentOf("docs/quorvel-cli.1");
     const QString completion = contentOf("packaging/quorvel-cli.bash");
     const QStringList options = optionsOfTheHelp();
-    QCOMPARE(options.size(), 14);
+    QCOMPARE(options.size(), 15);
     for (const QString& option : options) {
         // The macro puts the first of the two dashes.
         QVERIFY2(manual.contains(QLatin1String("Fl ") + option.mid(1)), qPrintable(option));

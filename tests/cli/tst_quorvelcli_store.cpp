@@ -1,4 +1,5 @@
 #include "cliprocess.h"
+#include "search/fingerprintstore.h"
 #include "support/media.h"
 #include "tunefolders.h"
 
@@ -26,6 +27,7 @@ private Q_SLOTS:
     void resultMayReplaceAnotherNameOfTheStore();
     void storeAndResultMayBothBeNew();
     void storeServesTheNextRun();
+    void filesThatAreGoneAreForgottenOnRequest();
     void commitIsFlushedWithItsFolder();
     void fileThatMetADiskErrorIsTriedAgain_data();
     void fileThatMetADiskErrorIsTriedAgain();
@@ -148,6 +150,31 @@ void TestQuorvelCliStore::storeServesTheNextRun()
     file.close();
     QCOMPARE(runCli(arguments).output, once.output);
     media->write(QStringLiteral("first/1.flac"), content);
+}
+
+void TestQuorvelCliStore::filesThatAreGoneAreForgottenOnRequest()
+{
+    const QString folder = path("vanishing");
+    const QString store = path("vanishing.db");
+    for (const char* name : {"a.wav", "b.wav", "c.wav"}) {
+        media->makeTune(QStringLiteral("vanishing/") + QString::fromLatin1(name),
+                        {.seed = 5, .seconds = 5.0});
+    }
+    const QStringList arguments{folder, QStringLiteral("--store"), store};
+    QCOMPARE(runCli(arguments).exitStatus, 0);
+    const auto keptFiles = [&] {
+        return search::FingerprintStore(store).pathsBelow(QFileInfo(folder).canonicalFilePath());
+    };
+    QCOMPARE(keptFiles().size(), 3);
+    QVERIFY(QFile::remove(folder + QStringLiteral("/b.wav")));
+    QCOMPARE(runCli(arguments).errors, QByteArray());
+    QCOMPARE(keptFiles().size(), 3);
+    const CliRun run = runCli(arguments + QStringList{QStringLiteral("--forget")});
+    QCOMPARE(run.exitStatus, 0);
+    QCOMPARE(run.errors,
+             "quorvel-cli: 1 file is gone and taken out of " + store.toUtf8() + '\n');
+    QCOMPARE(run.output, runCli(arguments).output);
+    QCOMPARE(keptFiles().size(), 2);
 }
 
 void TestQuorvelCliStore::commitIsFlushedWithItsFolder()
