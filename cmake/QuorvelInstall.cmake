@@ -22,6 +22,13 @@ install(FILES "${docs}/quorvel.1" "${docs}/quorvel-cli.1"
 # bash-completion looks for a file named after the command.
 install(FILES "${packaging}/quorvel-cli.bash"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME quorvel-cli)
+# Zsh looks in this folder everywhere, but Debian keeps it for what is not packaged.
+set(QUORVEL_ZSH_COMPLETIONS "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" CACHE STRING
+    "Where the completion for zsh is installed")
+install(FILES "${packaging}/quorvel-cli.zsh"
+    DESTINATION "${QUORVEL_ZSH_COMPLETIONS}" RENAME _quorvel-cli)
+install(FILES "${packaging}/quorvel-cli.fish"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
 
 install(FILES
     "${PROJECT_SOURCE_DIR}/CHANGELOG.md"

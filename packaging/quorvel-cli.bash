@@ -8,12 +8,17 @@ _quorvel_cli() {
     local cur prev words cword split
     _init_completion -s || return
 
+    local command=search
+    if ((cword > 1)) && [[ ${words[1]} == @(search|apply|undo) ]]; then
+        command=${words[1]}
+    fi
+
     case $prev in
-    -b | --against)
+    -b | --against | --move-to)
         _filedir -d
         return
         ;;
-    -o | --output | --store)
+    -o | --output | --store | --journal)
         _filedir
         return
         ;;
@@ -21,21 +26,46 @@ _quorvel_cli() {
         mapfile -t COMPREPLY < <(compgen -W 'tree json csv' -- "$cur")
         return
         ;;
+    --keep)
+        mapfile -t COMPREPLY < <(compgen -W 'complete lossless sample-rate bit-rate size oldest
+            under=' -- "$cur")
+        return
+        ;;
     --ext)
         mapfile -t COMPREPLY < <(compgen -W '+all +opus +oga +aiff +wv' -- "$cur")
         return
         ;;
-    -t | --threshold | --min-duration | --exclude | -j | --jobs)
+    -t | --threshold | --min-duration | --exclude | -j | --jobs | --min-similarity)
         return
         ;;
     esac
     $split && return
 
+    local options
+    case $command in
+    search)
+        options='--against= --threshold= --min-duration= --ext= --exclude= --jobs= --format=
+            --output= --pairs --keep= --store= --forget --quiet --verbose --help --version'
+        ;;
+    apply)
+        options='--move-to= --yes --min-similarity= --even-short --even-featureless --even-partial
+            --journal= --quiet --help'
+        ;;
+    undo)
+        options='--quiet --help'
+        ;;
+    esac
     if [[ $cur == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W '--against= --threshold= --min-duration= --exclude= --ext= --jobs= --format= --output=
-            --pairs --store= --forget --quiet --verbose --help --version' -- "$cur")
+        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$cur")
         [[ ${COMPREPLY[0]-} == *= ]] && compopt -o nospace
         return
     fi
+    if [[ $command != search ]]; then
+        _filedir
+        return
+    fi
     _filedir -d
+    if ((cword == 1)); then
+        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W 'search apply undo' -- "$cur")
+    fi
 } && complete -F _quorvel_cli quorvel-cli

@@ -26,17 +26,59 @@ QString contentOf(const char* path)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-/** The long options that the help names. */
-QStringList optionsOfTheHelp()
+/** The options that the help of \a command names, long ones and short. */
+QStringList optionsOfTheHelp(const QString& command)
 {
-    static const QRegularExpression option(QStringLiteral("--[a-z-]+"));
+    static const QRegularExpression option(
+        QStringLiteral("(?<![A-Za-z0-9-])(--[a-z-]+|-[a-z])(?![a-z-])"));
     QStringList options;
-    auto matches = option.globalMatch(parse(QStringLiteral("--help")).text);
+    auto matches = option.globalMatch(parse(command + QStringLiteral(" --help")).text);
     while (matches.hasNext()) {
         options.append(matches.next().captured());
     }
     options.removeDuplicates();
     return options;
+}
+
+/** The part of the completion \a file that is about \a command. */
+QString completionOf(const QString& file, const QString& command)
+{
+    const QString content = contentOf(qPrintable(QLatin1String("packaging/") + file));
+    if (file.endsWith(QLatin1String(".bash"))) {
+        const QString title = QLatin1String("    ") + command + QLatin1String(")\n");
+        return content.section(title, 1).section(QStringLiteral(";;"), 0, 0);
+    }
+    if (file.endsWith(QLatin1String(".zsh"))) {
+        const QString title = QLatin1String("local -a ") + command + QLatin1String("_options=(");
+        return content.section(title, 1).section(QStringLiteral("\n)"), 0, 0);
+    }
+    QString part;
+    for (const QString& line : content.split(QLatin1Char('\n'))) {
+        const bool isOfAll = !line.contains(QLatin1String(" -n "));
+        if (isOfAll || line.contains(QLatin1String(" -n $") + command + QLatin1Char(' '))) {
+            part += line + QLatin1Char('\n');
+        }
+    }
+    return part;
+}
+
+/** How the completion \a file has \a option. */
+QString inCompletion(const QString& file, const QString& option)
+{
+    if (!file.endsWith(QLatin1String(".fish"))) {
+        return option;
+    }
+    return option.startsWith(QLatin1String("--")) ? QLatin1String("-l ") + option.mid(2)
+                                                  : QLatin1String("-s ") + option.mid(1);
+}
+
+/** Whether \a text has \a word, not as a part of a longer one. */
+bool hasWord(const QString& text, const QString& word)
+{
+    return QRegularExpression(
+               QStringLiteral("(?<![\\w-])%1(?![\\w-])").arg(QRegularExpression::escape(word)))
+        .match(text)
+        .hasMatch();
 }
 
 } // namespace
@@ -59,7 +101,9 @@ private Q_SLOTS:
     void wrongUsageIsToldWithTheUsageLine();
     void helpAndVersionNeedNoFolder();
     void whatFollowsTwoDashesIsAFolder();
-    void manualPageAndCompletionNameEveryOption();
+    void manualPageNamesEveryOption();
+    void completionNamesEveryOption_data();
+    void completionNamesEveryOption();
 };
 
 void TestCommandLine::foldersAloneTakeTheDefaults()
@@ -241,16 +285,36 @@ void TestCommandLine::whatFollowsTwoDashesIsAFolder()
     QCOMPARE(parse(QStringLiteral("-q -- -v")).options.folders, QStringList(QStringLiteral("-v")));
 }
 
-void TestCommandLine::manualPageAndCompletionNameEveryOption()
+void TestCommandLine::manualPageNamesEveryOption()
 {
     const QString manual = contentOf("docs/quorvel-cli.1");
-    const QString completion = contentOf("packaging/quorvel-cli.bash");
-    const QStringList options = optionsOfTheHelp();
-    QCOMPARE(options.size(), 15);
+    const QStringList options = optionsOfTheHelp(QString());
+    QCOMPARE(options.filter(QStringLiteral("--")).size(), 15);
     for (const QString& option : options) {
-        // The macro puts the first of the two dashes.
+        // The macro puts the first dash.
         QVERIFY2(manual.contains(QLatin1String("Fl ") + option.mid(1)), qPrintable(option));
-        QVERIFY2(completion.contains(option), qPrintable(option));
+    }
+}
+
+void TestCommandLine::completionNamesEveryOption_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("command");
+    for (const char* file : {"quorvel-cli.bash", "quorvel-cli.zsh", "quorvel-cli.fish"}) {
+        QTest::addRow("%s, search", file) << QString::fromLatin1(file) << QStringLiteral("search");
+    }
+}
+
+void TestCommandLine::completionNamesEveryOption()
+{
+    QFETCH(const QString, file);
+    QFETCH(const QString, command);
+    const QString completion = completionOf(file, command);
+    for (const QString& option : optionsOfTheHelp(command)) {
+        // A short option needs no completion in bash, whose list has the long ones.
+        if (option.startsWith(QLatin1String("--")) || !file.endsWith(QLatin1String(".bash"))) {
+            QVERIFY2(hasWord(completion, inCompletion(file, option)), qPrintable(option));
+        }
     }
 }
 
