@@ -108,6 +108,7 @@ bool FFmpegAudioReader::Open(const std::string& fileName)
     morePackets = true;
     moreFrames = true;
     decodeErrorCount = 0;
+    amountRead = {};
     formatChanged = false;
     return true;
 }
@@ -261,6 +262,7 @@ bool FFmpegAudioReader::ReadBlock(const std::int16_t** samples, std::size_t* fra
             return fail("Error decoding the audio source", received);
         }
         if (frame->nb_samples > 0) {
+            amountRead.addFrame(*frame);
             return deliverFrame(received, samples, frameCount);
         }
         if (!converting) {
@@ -309,6 +311,7 @@ bool FFmpegAudioReader::fetchPacket()
         return fail("Error reading from the audio source", AVERROR(ENOMEM));
     }
     ++packetCounter;
+    amountRead.addPacket(*packet);
     return true;
 }
 
@@ -426,6 +429,11 @@ int FFmpegAudioReader::DurationMs() const
         return -1;
     }
     return durationMsOf(*formatContext, streamIndex);
+}
+
+StreamFacts FFmpegAudioReader::Facts() const
+{
+    return streamFactsOf(*formatContext, streamIndex, amountRead);
 }
 
 const std::string& FFmpegAudioReader::ErrorMessage() const

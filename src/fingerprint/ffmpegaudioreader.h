@@ -1,5 +1,7 @@
 #pragma once
 
+#include "fingerprint/streamfacts.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -101,6 +103,12 @@ public:
      */
     int DurationMs() const;
 
+    /**
+     * The facts of the chosen stream, as far as it has been read since Open().
+     * Requires: Open() returned true; not closed since.
+     */
+    StreamFacts Facts() const;
+
     /** The last error's text, with FFmpeg's reason in parentheses where it has one. */
     const std::string& ErrorMessage() const;
 
@@ -167,6 +175,8 @@ private:
     bool formatChanged = false;
     /** Whether the decoded audio goes through the resampler. */
     bool converting = false;
+    /** Since Open(). */
+    ReadAmount amountRead;
 };
 
 } // namespace chromaprint

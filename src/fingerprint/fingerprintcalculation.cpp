@@ -1,5 +1,6 @@
 #include "fingerprint/fingerprintcalculation.h"
 
+#include "fingerprint/featureless.h"
 #include "fingerprint/ffmpegaudioreader.h"
 
 #include <chromaprint.h>
@@ -198,8 +199,29 @@ void noteInput(CalculationReport& report, const FFmpegAudioReader& reader)
         report.inputFailed || reader.HadReadError() || reader.ErrorCode() == AVERROR(EIO);
 }
 
-bool calculateInto(CalculationReport& report, const char* fileName, QList<quint32>& fingerprint,
-                   int& durationMs, int& sampleRateHz, int& channels, const std::stop_token& stop)
+/** What a calculation computes beside its report. */
+struct Results
+{
+    QList<quint32>& fingerprint;
+    int& durationMs;
+    int& sampleRateHz;
+    int& channels;
+    FileFacts& facts;
+};
+
+/** Requires: the calculation succeeded; \a reader is not closed yet. */
+FileFacts factsAfter(const CalculationReport& report, const FFmpegAudioReader& reader)
+{
+    QString readError = QString::fromUtf8(report.messages.value(0));
+    if (readError.isEmpty() && report.inputFailed) {
+        // Most formats take it for the end of the file, and no message remains.
+        readError = QStringLiteral("Input/output error");
+    }
+    return factsOf(reader.Facts(), readError);
+}
+
+bool calculateInto(CalculationReport& report, const char* fileName, const Results& results,
+                   const std::stop_token& stop)
 {
     const std::string name = requireName(fileName);
 
@@ -212,9 +234,9 @@ bool calculateInto(CalculationReport& report, const char* fileName, QList<quint3
     if (!opened) {
         return failToOpen(report, probe);
     }
-    durationMs = probe.DurationMs();
-    sampleRateHz = probe.OutputSampleRate();
-    channels = probe.OutputChannels();
+    results.durationMs = probe.DurationMs();
+    results.sampleRateHz = probe.OutputSampleRate();
+    results.channels = probe.OutputChannels();
     probe.Close();
 
     FFmpegAudioReader reader;
@@ -223,8 +245,12 @@ bool calculateInto(CalculationReport& report, const char* fileName, QList<quint3
     const ContextPointer context(chromaprint_new(kAlgorithm));
     reader.SetOutputChannels(chromaprint_get_num_channels(context.get()));
     reader.SetOutputSampleRate(chromaprint_get_sample_rate(context.get()));
-    const bool succeeded = processFile(context.get(), reader, name, stop, fingerprint, report);
+    const bool succeeded =
+        processFile(context.get(), reader, name, stop, results.fingerprint, report);
     noteInput(report, reader);
+    if (succeeded) {
+        results.facts = factsAfter(report, reader);
+    }
     reader.Close();
     if (report.cause == FailureCause::TooShort && isCutShort(report, durationMs)) {
         report.cause = FailureCause::CutShort;
@@ -236,12 +262,11 @@ bool calculateInto(CalculationReport& report, const char* fileName, QList<quint3
  * Computes the fingerprint of the file and its properties, as fpcalc_main() does, and reports what
  * went wrong.
  */
-CalculationReport calculate(const char* fileName, QList<quint32>& fingerprint, int& durationMs,
-                            int& sampleRateHz, int& channels, const std::stop_token& stop)
+CalculationReport calculate(const char* fileName, const Results& results,
+                            const std::stop_token& stop)
 {
     CalculationReport report;
-    const bool succeeded =
-        calculateInto(report, fileName, fingerprint, durationMs, sampleRateHz, channels, stop);
+    const bool succeeded = calculateInto(report, fileName, results, stop);
     ended(report, succeeded, stop);
     return report;
 }
@@ -269,12 +294,14 @@ FingerprintOutcome fingerprintFile(const QString& path, const std::stop_token& s
     int durationMs = 0;
     int sampleRateHz = 0;
     int channels = 0;
+    FileFacts facts;
     const CalculationReport report =
-        calculate(fileName.constData(), words, durationMs, sampleRateHz, channels, stop);
+        calculate(fileName.constData(), {words, durationMs, sampleRateHz, channels, facts}, stop);
     if (!report.succeeded) {
         return {failed, report};
     }
-    return {{path, words, durationMs, sampleRateHz, channels}, report};
+    facts.isFeatureless = isFeatureless(words);
+    return {{path, words, durationMs, sampleRateHz, channels}, report, facts};
 }
 
 void printMessages(const CalculationReport& report)
@@ -289,8 +316,9 @@ void printMessages(const CalculationReport& report)
 int fpcalc_main(const char* fileName, QList<quint32>& fingerprint, int& durationMs,
                 int& sampleRateHz, int& channels)
 {
-    fingerprint::printAndThrow(
-        fingerprint::calculate(fileName, fingerprint, durationMs, sampleRateHz, channels, {}));
+    fingerprint::FileFacts unused = {};
+    fingerprint::printAndThrow(fingerprint::calculate(
+        fileName, {fingerprint, durationMs, sampleRateHz, channels, unused}, {}));
     return 0;
 }
 

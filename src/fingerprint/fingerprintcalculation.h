@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fingerprint/filefacts.h"
 #include "fingerprint/fingerprintrecord.h"
 
 #include <QByteArrayList>
@@ -55,11 +56,13 @@ struct CalculationReport
     QByteArrayList messages;
 };
 
-/** A record and how its calculation ended. */
+/** A record, how its calculation ended, and what the file is. */
 struct FingerprintOutcome
 {
     FingerprintRecord record;
     CalculationReport report;
+    /** Without size and time. As they are by default if the calculation failed. */
+    FileFacts facts = {};
 };
 
 /**

@@ -47,7 +47,8 @@ void MainWindow::collectTmp(QList<QStringList>& result, const QStringList& files
 FingerprintRecord MainWindow::calcSingleFingerprint(const QString& path)
 {
     try {
-        const auto [record, report] = fingerprint::fingerprintFile(path, runStop.get_token());
+        const auto [record, report, facts] =
+            fingerprint::fingerprintFile(path, runStop.get_token());
         fingerprint::printMessages(report);
         if (!report.succeeded && !report.stopped) {
             qDebug("ERROR");

@@ -74,7 +74,7 @@ struct Fingerprinted
 
 inline Fingerprinted fingerprinted(const QString& path, const std::stop_token& stop = {})
 {
-    const auto [record, report] = fingerprint::fingerprintFile(path, stop);
+    const auto [record, report, facts] = fingerprint::fingerprintFile(path, stop);
     const auto& [recordPath, words, durationMs, sampleRateHz, channels] = record;
     return {words, durationMs, sampleRateHz, channels, report};
 }

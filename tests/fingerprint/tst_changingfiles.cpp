@@ -7,7 +7,9 @@
 #include <QFile>
 #include <QTest>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using reading::Fingerprinted;
 using reading::fingerprinted;
@@ -23,6 +25,8 @@ private Q_SLOTS:
     void init();
     void fileThatShrinksGivesTheFingerprintOfAPart_data();
     void fileThatShrinksGivesTheFingerprintOfAPart();
+    void fileThatMetADiskErrorIsPartial_data();
+    void fileThatMetADiskErrorIsPartial();
     void fileThatIsRemovedWhileItIsReadIsReadToTheEnd();
     void fileThatChangesBetweenItsTwoReadersFails_data();
     void fileThatChangesBetweenItsTwoReadersFails();
@@ -35,6 +39,21 @@ private:
 namespace {
 
 constexpr double kSeconds = 20.0;
+
+/** Lets every further read of the open file at \a path fail, as those of a folder do. */
+bool breakReadsOf(const QString& path)
+{
+    bool found = false;
+    const QDir descriptors(QStringLiteral("/proc/self/fd"));
+    for (const QString& name : descriptors.entryList(QDir::Files | QDir::System)) {
+        if (QFile::symLinkTarget(descriptors.filePath(name)) == path) {
+            const int folder = ::open("/", O_RDONLY | O_DIRECTORY);
+            found = ::dup2(folder, name.toInt()) >= 0;
+            ::close(folder);
+        }
+    }
+    return found;
+}
 
 } // namespace
 
@@ -83,6 +102,39 @@ void TestChangingFiles::fileThatShrinksGivesTheFingerprintOfAPart()
     QVERIFY(part.words.size() > whole.words.size() / 3);
     QVERIFY(part.words.size() < whole.words.size());
     QCOMPARE(part.words.first(part.words.size() / 2), whole.words.first(part.words.size() / 2));
+}
+
+void TestChangingFiles::fileThatMetADiskErrorIsPartial_data()
+{
+    QTest::addColumn<QString>("suffix");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("wav") << QStringLiteral("wav") << QStringList();
+    QTest::newRow("flac") << QStringLiteral("flac") << QStringList();
+    QTest::newRow("mp3 of no stated length")
+        << QStringLiteral("mp3") << QStringList{QStringLiteral("-write_xing"), QStringLiteral("0")};
+    QTest::newRow("aac of no stated length") << QStringLiteral("aac") << QStringList();
+}
+
+/** Most formats take the error for the end of the file. */
+void TestChangingFiles::fileThatMetADiskErrorIsPartial()
+{
+    QFETCH(const QString, suffix);
+    QFETCH(const QStringList, arguments);
+    const QString path = media.makeTune(QStringLiteral("unreadable.") + suffix,
+                                        {.seed = 1, .seconds = kSeconds}, arguments);
+    QCOMPARE(fingerprint::fingerprintFile(path).facts.completeness,
+             fingerprint::Completeness::Whole);
+    const int feeds = faults::calls("chromaprint_feed");
+    faults::reset();
+    bool isBroken = false;
+    faults::onCall("chromaprint_feed", feeds / 2, [&] { isBroken = breakReadsOf(path); });
+    const fingerprint::FingerprintOutcome outcome = fingerprint::fingerprintFile(path);
+    QVERIFY(isBroken);
+    QVERIFY(outcome.report.succeeded);
+    QVERIFY(outcome.report.inputFailed);
+    QVERIFY(outcome.facts.decodedMs < qRound64(kSeconds * 1000) - 1000);
+    QCOMPARE(outcome.facts.completeness, fingerprint::Completeness::Partial);
+    QVERIFY(!outcome.facts.breakReason.isEmpty());
 }
 
 void TestChangingFiles::fileThatIsRemovedWhileItIsReadIsReadToTheEnd()

@@ -399,7 +399,7 @@ void TestFingerprintFaults::stopWithinABlockEndsTheCalculation()
 {
     std::stop_source stop;
     faults::onCall("av_read_frame", 30, [&stop] { stop.request_stop(); });
-    const auto [record, report] = fingerprint::fingerprintFile(plain, stop.get_token());
+    const auto [record, report, facts] = fingerprint::fingerprintFile(plain, stop.get_token());
     QVERIFY(stop.stop_requested());
     QVERIFY(faults::calls("chromaprint_feed") > 0);
     QCOMPARE(faults::calls("chromaprint_finish"), 0);
@@ -416,7 +416,7 @@ void TestFingerprintFaults::stopBehindTheLastBlockChangesNothing()
     faults::reset();
     std::stop_source stop;
     faults::onCall("chromaprint_finish", 1, [&stop] { stop.request_stop(); });
-    const auto [record, report] = fingerprint::fingerprintFile(plain, stop.get_token());
+    const auto [record, report, facts] = fingerprint::fingerprintFile(plain, stop.get_token());
     QVERIFY(stop.stop_requested());
     QVERIFY(report.succeeded);
     QVERIFY(!report.stopped);

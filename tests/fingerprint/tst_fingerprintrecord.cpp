@@ -88,7 +88,7 @@ void TestFingerprintRecord::brokenFileKeepsItsPartAndReportsTheBreak()
     const QString whole =
         media.makeTune(QStringLiteral("whole.flac"), {.seed = 2, .seconds = 12.0});
     const QString cut = media.truncate(QStringLiteral("cut.flac"), whole, 0.7);
-    const auto [record, report] = fingerprint::fingerprintFile(cut);
+    const auto [record, report, facts] = fingerprint::fingerprintFile(cut);
     QVERIFY(report.succeeded);
     QCOMPARE(report.messages, QByteArrayList{"Error reading from the audio source "
                                              "(Invalid data found when processing input)"});
@@ -99,7 +99,7 @@ void TestFingerprintRecord::requestedStopGivesAnEmptyRecordSilently()
 {
     std::stop_source stop;
     stop.request_stop();
-    const auto [record, report] = fingerprint::fingerprintFile(tune, stop.get_token());
+    const auto [record, report, facts] = fingerprint::fingerprintFile(tune, stop.get_token());
     QVERIFY(report.stopped);
     QCOMPARE(report.messages, QByteArrayList());
     QVERIFY(isFailure(record, tune));
@@ -172,7 +172,7 @@ void TestFingerprintRecord::nameThatCannotBeEncodedNeverGivesAnotherFilesRecord(
     QFETCH(const QString, other);
     media.write(other, testmedia::contentOf(tune));
     const QString path = media.path() + u'/' + name;
-    const auto [record, report] = fingerprint::fingerprintFile(path);
+    const auto [record, report, facts] = fingerprint::fingerprintFile(path);
     QCOMPARE(report.messages, QByteArrayList{"Could not open the input file (Invalid argument)"});
     QVERIFY(isFailure(record, path));
 }

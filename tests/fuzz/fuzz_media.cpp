@@ -95,7 +95,7 @@ void readUnconverted(const std::string& path)
 
 void checkFingerprint(const QByteArray& path)
 {
-    const auto [record, report] = fingerprint::fingerprintFile(QString::fromUtf8(path));
+    const auto [record, report, facts] = fingerprint::fingerprintFile(QString::fromUtf8(path));
     const auto& [recordPath, words, durationMs, sampleRateHz, channels] = record;
     fuzz::require(!report.stopped, "stopped without a request");
     fuzz::require(report.succeeded == !words.isEmpty(), "success and fingerprint disagree");
