@@ -31,7 +31,7 @@ struct MadeFile
 /** Fingerprints the file at \a path; no value if stopped. */
 std::optional<MadeFile> make(qsizetype position, const QString& path, const std::stop_token& stop)
 {
-    MadeFile made{position, {path, {}, {path, {}, 0, 0, 0}, {}}, false};
+    MadeFile made{position, {path, {}, {path, {}, 0, 0, 0}, {}, {}}, false};
     const std::optional<FileState> before = FileState::of(path);
     try {
         const fingerprint::FingerprintOutcome outcome = fingerprint::fingerprintFile(path, stop);
@@ -39,11 +39,14 @@ std::optional<MadeFile> make(qsizetype position, const QString& path, const std:
             return std::nullopt;
         }
         made.file.record = outcome.record;
+        made.file.facts = outcome.facts;
         if (!outcome.report.succeeded) {
             made.file.failure = failureReason(outcome.report, before && before->sizeBytes == 0);
         }
         made.keep = before && before == FileState::of(path) && !outcome.report.inputFailed;
         made.file.state = before.value_or(FileState());
+        made.file.facts.sizeBytes = made.file.state.sizeBytes;
+        made.file.facts.modifiedMs = made.file.state.modifiedMs;
     } catch (const std::bad_alloc&) {
         made.file.failure = QStringLiteral("Not enough memory");
     } catch (const std::exception& error) {
@@ -64,6 +67,7 @@ public:
     {
         m_progress.allFiles = files.size();
         m_collection.records.resize(files.size());
+        m_collection.facts.resize(files.size());
     }
 
     Collection run()
@@ -176,6 +180,7 @@ private:
     void take(qsizetype position, const StoredFile& file)
     {
         m_collection.records[position] = file.record;
+        m_collection.facts[position] = file.facts;
         m_failures[position] = file.failure;
         ++m_progress.filesDone;
     }

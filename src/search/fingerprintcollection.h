@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fingerprint/filefacts.h"
 #include "fingerprint/fingerprintrecord.h"
 
 #include <QList>
@@ -52,6 +53,8 @@ struct Collection
 {
     /** One for each file, in the order of the files, failed ones included. */
     QList<FingerprintRecord> records;
+    /** One for each record, in the same order; those of failed files mean nothing. */
+    QList<fingerprint::FileFacts> facts;
     /** In the same order. */
     QList<FailedFile> failures;
     /** Why saving stopped; empty if everything was saved. */

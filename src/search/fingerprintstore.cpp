@@ -1,5 +1,7 @@
 #include "search/fingerprintstore.h"
 
+#include "fingerprint/featureless.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QFile>
@@ -16,7 +18,6 @@ namespace {
 
 /** "QrvF": distinguishes this program's stores from other SQLite databases. */
 constexpr quint32 kApplicationId = 0x51727646;
-constexpr quint32 kVersion = 1;
 
 /** The parts of SQLite's file header that are read, and their offsets. */
 constexpr auto kMagic = "SQLite format 3";
@@ -24,19 +25,32 @@ constexpr qsizetype kVersionOffset = 60;
 constexpr qsizetype kApplicationIdOffset = 68;
 constexpr qsizetype kHeaderBytes = 100;
 
-constexpr auto kSchema = R"(CREATE TABLE files (
-    path TEXT NOT NULL PRIMARY KEY,
-    size_bytes INTEGER NOT NULL,
-    modified_ms INTEGER NOT NULL,
-    changed_ms INTEGER NOT NULL,
-    duration_ms INTEGER NOT NULL,
-    sample_rate_hz INTEGER NOT NULL,
-    channels INTEGER NOT NULL,
-    fingerprint BLOB NOT NULL,
-    failure TEXT,
-    CHECK (length(fingerprint) % 4 = 0),
-    CHECK ((failure IS NULL) = (length(fingerprint) > 0))
-))";
+/** The columns that find() selects, in this order. */
+enum FoundColumn {
+    SizeBytes,
+    ModifiedMs,
+    ChangedMs,
+    DurationMs,
+    SampleRateHz,
+    Channels,
+    Fingerprint,
+    Failure,
+    Container,
+    Codec,
+    BitRate,
+    Lossless,
+    BitsPerSample,
+    StatedMs,
+    DecodedMs,
+    BreakReason,
+};
+
+constexpr auto kFind =
+    "SELECT size_bytes, modified_ms, changed_ms, duration_ms, sample_rate_hz, channels, "
+    "fingerprint, failure, container, codec, bit_rate, lossless, bits_per_sample, stated_ms, "
+    "decoded_ms, break_reason FROM files LEFT JOIN facts USING (path) WHERE files.path = ?";
+constexpr auto kSave = "INSERT OR REPLACE INTO files VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)";
+constexpr auto kSaveFacts = "INSERT OR REPLACE INTO facts VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)";
 
 QByteArray toBlob(const QList<quint32>& words)
 {
@@ -69,6 +83,34 @@ QString reasonOf(const QSqlError& error)
     return codeOf(error) == kCorrupt
                ? QStringLiteral("it is damaged (%1)").arg(error.databaseText())
                : error.databaseText();
+}
+
+/** The facts in the current row of \a query; unknown if the row has none. */
+fingerprint::FileFacts factsIn(const QSqlQuery& query)
+{
+    fingerprint::FileFacts facts;
+    facts.sizeBytes = query.value(SizeBytes).toLongLong();
+    facts.modifiedMs = query.value(ModifiedMs).toLongLong();
+    if (query.isNull(Container)) {
+        return facts;
+    }
+    facts.container = query.value(Container).toString();
+    facts.codec = query.value(Codec).toString();
+    facts.bitRate = query.value(BitRate).toLongLong();
+    facts.isLossless = query.value(Lossless).toBool();
+    facts.bitsPerSample = query.value(BitsPerSample).toInt();
+    facts.statedMs = query.value(StatedMs).toLongLong();
+    facts.decodedMs = query.value(DecodedMs).toLongLong();
+    facts.breakReason = query.value(BreakReason).toString();
+    facts.completeness = facts.breakReason.isEmpty() ? fingerprint::Completeness::Whole
+                                                     : fingerprint::Completeness::Partial;
+    return facts;
+}
+
+/** Qt binds a null string as NULL. */
+QString notNull(const QString& text)
+{
+    return text.isNull() ? QLatin1String("") : text;
 }
 
 QString messageOf(const QString& fileName, const QString& reason)
@@ -111,12 +153,11 @@ FingerprintStore::FingerprintStore(const QString& fileName, std::chrono::millise
         createOrCheck();
         m_find = std::make_unique<QSqlQuery>(m_database);
         m_find->setForwardOnly(true);
-        m_find->prepare(QStringLiteral(
-            "SELECT size_bytes, modified_ms, changed_ms, duration_ms, sample_rate_hz, channels, "
-            "fingerprint, failure FROM files WHERE path = ?"));
+        m_find->prepare(QString::fromLatin1(kFind));
         m_save = std::make_unique<QSqlQuery>(m_database);
-        m_save->prepare(
-            QStringLiteral("INSERT OR REPLACE INTO files VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+        m_save->prepare(QString::fromLatin1(kSave));
+        m_saveFacts = std::make_unique<QSqlQuery>(m_database);
+        m_saveFacts->prepare(QString::fromLatin1(kSaveFacts));
     } catch (...) {
         m_database = {};
         QSqlDatabase::removeDatabase(m_connectionName);
@@ -128,6 +169,7 @@ FingerprintStore::~FingerprintStore()
 {
     m_find.reset();
     m_save.reset();
+    m_saveFacts.reset();
     m_database = {};
     QSqlDatabase::removeDatabase(m_connectionName);
 }
@@ -153,7 +195,7 @@ void FingerprintStore::open(const QString& fileName, std::chrono::milliseconds p
             number(kApplicationIdOffset) != kApplicationId) {
             fail(QStringLiteral("it is not a store of fingerprints, or it is damaged"));
         }
-        if (number(kVersionOffset) > kVersion) {
+        if (number(kVersionOffset) > storeschema::kVersion) {
             failAsNewer();
         }
     }
@@ -174,19 +216,26 @@ void FingerprintStore::createOrCheck()
     // With a rollback journal, unlike a write-ahead log, a closed store is one file and works on
     // network file systems. "extra" makes a commit survive a power cut.
     execute(QStringLiteral("PRAGMA synchronous = EXTRA"));
-    // Another program may be about to create the same store.
+    // Another program may be about to create or upgrade the same store.
     execute(QStringLiteral("BEGIN IMMEDIATE"));
     if (value(QStringLiteral("SELECT count(*) FROM sqlite_master")).toInt() == 0) {
         create();
         execute(QStringLiteral("COMMIT"));
         return;
     }
-    execute(QStringLiteral("ROLLBACK"));
     // A write-ahead log may hold a newer version than the file's header.
-    if (value(QStringLiteral("PRAGMA user_version")).toLongLong() > kVersion) {
+    const qlonglong version = value(QStringLiteral("PRAGMA user_version")).toLongLong();
+    if (version > storeschema::kVersion) {
         failAsNewer();
     }
-    checkDamage();
+    if (version < storeschema::kVersion) {
+        checkDamage(storeschema::kPartsOfVersion1);
+        upgrade();
+        execute(QStringLiteral("COMMIT"));
+        return;
+    }
+    execute(QStringLiteral("ROLLBACK"));
+    checkDamage(storeschema::kParts);
 }
 
 void FingerprintStore::create()
@@ -195,42 +244,60 @@ void FingerprintStore::create()
         fail(QStringLiteral("it is damaged"));
     }
     execute(QStringLiteral("PRAGMA application_id = %1").arg(kApplicationId));
-    execute(QStringLiteral("PRAGMA user_version = %1").arg(kVersion));
-    execute(QString::fromLatin1(kSchema));
+    make(storeschema::kParts);
 }
 
-void FingerprintStore::checkDamage()
+void FingerprintStore::upgrade()
+{
+    make(storeschema::kPartsSinceVersion1);
+}
+
+/** Makes \a parts, which complete the store of this version. */
+void FingerprintStore::make(std::span<const storeschema::Part> parts)
+{
+    for (const storeschema::Part& part : parts) {
+        execute(QString::fromLatin1(part.statement));
+    }
+    execute(QStringLiteral("PRAGMA user_version = %1").arg(storeschema::kVersion));
+}
+
+void FingerprintStore::checkDamage(std::span<const storeschema::Part> parts)
 {
     const QString answer = value(QStringLiteral("PRAGMA quick_check(1)")).toString();
     if (answer != QLatin1String("ok")) {
         fail(QStringLiteral("it is damaged (%1)").arg(answer.simplified()));
     }
-    const QString schema =
-        value(QStringLiteral("SELECT sql FROM sqlite_master WHERE name = 'files'")).toString();
-    if (schema != QLatin1String(kSchema)) {
-        fail(QStringLiteral("it is damaged (its table has been changed)"));
+    for (const storeschema::Part& part : parts) {
+        const QString statement =
+            value(QStringLiteral("SELECT sql FROM sqlite_master WHERE name = '%1'")
+                      .arg(QLatin1String(part.name)))
+                .toString();
+        if (statement != QLatin1String(part.statement)) {
+            fail(QStringLiteral("it is damaged (its table has been changed)"));
+        }
     }
 }
 
 std::optional<StoredFile> FingerprintStore::find(const QString& path, const FileState& state)
 {
-    m_find->bindValue(0, keyOf(path));
-    execute(*m_find);
+    execute(*m_find, {keyOf(path)});
     std::optional<StoredFile> file;
     if (m_find->next()) {
         const auto number = [this](int column) { return m_find->value(column).toLongLong(); };
         const auto integer = [this](int column) { return m_find->value(column).toInt(); };
-        const FileState stored{number(0), number(1), number(2)};
-        const QVariant failure = m_find->value(7);
+        const FileState stored{number(SizeBytes), number(ModifiedMs), number(ChangedMs)};
+        const QVariant failure = m_find->value(Failure);
         const bool same = failure.isNull() ? stored.sizeBytes == state.sizeBytes &&
                                                  stored.modifiedMs == state.modifiedMs
                                            : stored == state;
         if (same) {
+            const QList<quint32> words = fromBlob(m_find->value(Fingerprint).toByteArray());
             file = {path,
                     stored,
-                    {path, fromBlob(m_find->value(6).toByteArray()), integer(3), integer(4),
-                     integer(5)},
-                    failure.toString()};
+                    {path, words, integer(DurationMs), integer(SampleRateHz), integer(Channels)},
+                    failure.toString(),
+                    factsIn(*m_find)};
+            file->facts.isFeatureless = fingerprint::isFeatureless(words);
         }
     }
     m_find->finish();
@@ -243,18 +310,7 @@ void FingerprintStore::save(const QList<StoredFile>& files)
     execute(QStringLiteral("BEGIN IMMEDIATE"));
     try {
         for (const StoredFile& file : files) {
-            const auto& [path, words, durationMs, sampleRateHz, channels] = file.record;
-            int column = 0;
-            for (const QVariant& bound :
-                 {QVariant(keyOf(file.path)), QVariant(file.state.sizeBytes),
-                  QVariant(file.state.modifiedMs), QVariant(file.state.changedMs),
-                  QVariant(durationMs), QVariant(sampleRateHz), QVariant(channels),
-                  QVariant(toBlob(words)),
-                  file.failure.isNull() ? QVariant(QMetaType::fromType<QString>())
-                                        : QVariant(file.failure)}) {
-                m_save->bindValue(column++, bound);
-            }
-            execute(*m_save);
+            saveFile(file);
         }
         execute(QStringLiteral("COMMIT"));
     } catch (const StoreError&) {
@@ -262,6 +318,23 @@ void FingerprintStore::save(const QList<StoredFile>& files)
         // cppcheck-suppress ignoredReturnErrorCode
         QSqlQuery(m_database).exec(QStringLiteral("ROLLBACK"));
         throw;
+    }
+}
+
+void FingerprintStore::saveFile(const StoredFile& file)
+{
+    const auto& [path, words, durationMs, sampleRateHz, channels] = file.record;
+    const QString key = keyOf(file.path);
+    execute(*m_save, {key, file.state.sizeBytes, file.state.modifiedMs, file.state.changedMs,
+                      durationMs, sampleRateHz, channels, toBlob(words),
+                      file.failure.isNull() ? QVariant(QMetaType::fromType<QString>())
+                                            : QVariant(file.failure)});
+    // Without a row they are unknown; a trigger has removed an older one.
+    if (file.facts.completeness != fingerprint::Completeness::Unknown) {
+        const fingerprint::FileFacts& facts = file.facts;
+        execute(*m_saveFacts, {key, notNull(facts.container), notNull(facts.codec), facts.bitRate,
+                               facts.isLossless ? 1 : 0, facts.bitsPerSample, facts.statedMs,
+                               facts.decodedMs, notNull(facts.breakReason)});
     }
 }
 
@@ -273,9 +346,7 @@ QStringList FingerprintStore::pathsBelow(const QString& folder)
     QSqlQuery query(m_database);
     query.setForwardOnly(true);
     query.prepare(QStringLiteral("SELECT path FROM files WHERE path > ? AND path < ?"));
-    query.addBindValue(QString(stem + QLatin1Char('/')));
-    query.addBindValue(QString(stem + QChar(kBehindSlash)));
-    execute(query);
+    execute(query, {stem + QLatin1Char('/'), stem + QChar(kBehindSlash)});
     QStringList paths;
     while (query.next()) {
         paths.append(query.value(0).toString());
@@ -293,8 +364,7 @@ void FingerprintStore::forget(const QStringList& paths)
     execute(QStringLiteral("BEGIN IMMEDIATE"));
     try {
         for (const QString& path : paths) {
-            removal.bindValue(0, path);
-            execute(removal);
+            execute(removal, {path});
         }
         execute(QStringLiteral("COMMIT"));
     } catch (const StoreError&) {
@@ -341,8 +411,11 @@ QVariant FingerprintStore::value(const QString& statement)
     return query.next() ? query.value(0) : QVariant();
 }
 
-void FingerprintStore::execute(QSqlQuery& query)
+void FingerprintStore::execute(QSqlQuery& query, const QVariantList& values)
 {
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        query.bindValue(static_cast<int>(i), values.at(i));
+    }
     if (!query.exec()) {
         fail(query.lastError());
     }

@@ -1,16 +1,20 @@
 #pragma once
 
+#include "fingerprint/filefacts.h"
 #include "fingerprint/fingerprintrecord.h"
+#include "search/storeschema.h"
 
 #include <QHash>
 #include <QList>
 #include <QSqlDatabase>
 #include <QString>
 #include <QStringList>
+#include <QVariant>
 
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <span>
 #include <stdexcept>
 
 class QSqlError;
@@ -60,6 +64,8 @@ struct StoredFile
     FingerprintRecord record;
     /** The reason why it failed; null if it did not. */
     QString failure;
+    /** Kept only if it is known whether the file is whole. Size and time are those of the state. */
+    fingerprint::FileFacts facts = {};
 };
 
 /**
@@ -74,8 +80,9 @@ class FingerprintStore
 {
 public:
     /**
-     * Opens the store at \a fileName. Creates it if the file is empty or does not exist. Each
-     * access waits up to \a patience for other programs. Errors: throws StoreError if the file
+     * Opens the store at \a fileName. Creates it if the file is empty or does not exist, and
+     * upgrades one of an older version in one transaction, without reading any file. Each access
+     * waits up to \a patience for other programs. Errors: throws StoreError if the file
      * cannot be opened or written, is damaged, is not a store, or was made by a newer version; the
      * file is then unchanged.
      */
@@ -114,11 +121,14 @@ private:
     void open(const QString& fileName, std::chrono::milliseconds patience);
     void createOrCheck();
     void create();
-    void checkDamage();
+    void upgrade();
+    void make(std::span<const storeschema::Part> parts);
+    void checkDamage(std::span<const storeschema::Part> parts);
+    void saveFile(const StoredFile& file);
     QString keyOf(const QString& path);
     void execute(const QString& statement);
     QVariant value(const QString& statement);
-    void execute(QSqlQuery& query);
+    void execute(QSqlQuery& query, const QVariantList& values);
     [[noreturn]] void failAsNewer() const;
     [[noreturn]] void fail(const QString& reason) const;
     [[noreturn]] void fail(const QSqlError& error) const;
@@ -128,6 +138,7 @@ private:
     QSqlDatabase m_database;
     std::unique_ptr<QSqlQuery> m_find;
     std::unique_ptr<QSqlQuery> m_save;
+    std::unique_ptr<QSqlQuery> m_saveFacts;
     /** Folders as they are called here -> without links and relative parts. */
     QHash<QString, QString> m_folders;
 };

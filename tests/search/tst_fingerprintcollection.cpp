@@ -91,6 +91,7 @@ private Q_SLOTS:
     void threeSecondsAreEnough();
     void nothingIsPrinted();
     void secondRunDecodesNothing();
+    void factsComeFromTheFileAndThenFromTheStore();
     void changedFileIsDecodedAgain();
     void missingFileIsNotKept();
     void filesInTheStoreAreReportedOneByOne();
@@ -250,6 +251,31 @@ void TestFingerprintCollection::secondRunDecodesNothing()
     QCOMPARE(second.records, expected);
     QCOMPARE(failuresOf(second), failuresOf(first));
     QVERIFY(second.storeFailure.isEmpty());
+}
+
+void TestFingerprintCollection::factsComeFromTheFileAndThenFromTheStore()
+{
+    const QTemporaryDir folder;
+    FingerprintStore store(folder.filePath(QStringLiteral("store.db")));
+    const QString cut = media->truncate(QStringLiteral("cut.wav"),
+                                        media->makeTune(QStringLiteral("whole.wav"), {}), 0.5);
+    const QStringList both = {files.at(0), cut};
+    const QList<fingerprint::FileFacts> facts = fingerprintFiles(both, {2, &store, {}, {}}).facts;
+    QCOMPARE(facts.size(), 2);
+    for (qsizetype i = 0; i < 2; ++i) {
+        const search::FileState state = *search::FileState::of(both.at(i));
+        fingerprint::FileFacts expectedFacts = fingerprint::fingerprintFile(both.at(i)).facts;
+        expectedFacts.sizeBytes = state.sizeBytes;
+        expectedFacts.modifiedMs = state.modifiedMs;
+        QCOMPARE(facts.at(i), expectedFacts);
+    }
+    QCOMPARE(facts.at(0).codec, QStringLiteral("vorbis"));
+    QCOMPARE(facts.at(0).completeness, fingerprint::Completeness::Whole);
+    QCOMPARE(facts.at(1).completeness, fingerprint::Completeness::Partial);
+    qsizetype decodedAgain = 0;
+    const auto progress = [&](const CollectionProgress& now) { decodedAgain = now.filesDecoded; };
+    QCOMPARE(fingerprintFiles(both, {2, &store, progress, {}}).facts, facts);
+    QCOMPARE(decodedAgain, 0);
 }
 
 void TestFingerprintCollection::changedFileIsDecodedAgain()

@@ -8,11 +8,17 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <atomic>
+#include <chrono>
 #include <memory>
 #include <random>
+#include <thread>
+#include <vector>
 
 #include <sys/stat.h>
 
+using fingerprint::Completeness;
+using fingerprint::FileFacts;
 using search::FileState;
 using search::FingerprintStore;
 using search::StoredFile;
@@ -55,6 +61,33 @@ StoredFile fileNamed(const QString& path, const QList<quint32>& words = {1U, 0xF
     return {path, kState, {path, words, 180000, 44100, 2}, {}};
 }
 
+/** A part of a file, of which everything is known. */
+FileFacts someFacts()
+{
+    FileFacts facts;
+    facts.container = QStringLiteral("mov,mp4,m4a,3gp,3g2,mj2");
+    facts.codec = QStringLiteral("alac");
+    facts.bitRate = 5'000'000'000;
+    facts.isLossless = true;
+    facts.bitsPerSample = 24;
+    facts.sizeBytes = kState.sizeBytes;
+    facts.modifiedMs = kState.modifiedMs;
+    facts.completeness = Completeness::Partial;
+    facts.breakReason = QStringLiteral("Only 1.0 s of 2.0 s could be read");
+    facts.statedMs = 6'000'000'000;
+    facts.decodedMs = 3'000'000'000;
+    return facts;
+}
+
+/** What is known of a file without its facts. */
+FileFacts unknownFacts()
+{
+    FileFacts facts;
+    facts.sizeBytes = kState.sizeBytes;
+    facts.modifiedMs = kState.modifiedMs;
+    return facts;
+}
+
 StoredFile failedFile(const QString& path)
 {
     return {path, kState, {path, {}, 0, 0, 0}, QStringLiteral("Could not open")};
@@ -78,6 +111,15 @@ private Q_SLOTS:
     void changedPermissionsKeepAFingerprint();
     void fileIsFoundThroughALinkAndARelativeName();
     void linkIsKeptUnderItsOwnName();
+    void factsAreFoundAgain();
+    void laterSaveReplacesTheFacts();
+    void removedRowTakesItsFactsAlong();
+    void featurelessFollowsFromTheWords();
+    void olderStoreIsUpgraded();
+    void olderStoreThatIsDamagedIsRefusedAndUntouched();
+    void failedUpgradeChangesNothing();
+    void upgradeWaitsForOtherPrograms();
+    void upgradesAtATimeMakeOne();
     void unusableFileIsRefusedAndUntouched_data();
     void unusableFileIsRefusedAndUntouched();
     void damagedPageIsRefusedAndUntouched();
@@ -100,6 +142,8 @@ private:
     }
     /** A store with many files, so that it has many pages. */
     void makeLargeStore() const;
+    /** Turns the store into one as version 1 made it, with the same files. */
+    void downgrade() const;
     /** Whether opening is refused with a message that holds \a text, and changes nothing. */
     bool isRefused(const char* text) const;
 
@@ -119,6 +163,13 @@ void TestFingerprintStore::makeLargeStore() const
         files.append(fileNamed(path(qPrintable(QString::number(i))), QList<quint32>(1900, 7U)));
     }
     FingerprintStore(path()).save(files);
+}
+
+void TestFingerprintStore::downgrade() const
+{
+    runSql(path(), {QStringLiteral("DROP TRIGGER files_added"),
+                    QStringLiteral("DROP TRIGGER files_removed"),
+                    QStringLiteral("DROP TABLE facts"), QStringLiteral("PRAGMA user_version = 1")});
 }
 
 bool TestFingerprintStore::isRefused(const char* text) const
@@ -228,6 +279,143 @@ void TestFingerprintStore::linkIsKeptUnderItsOwnName()
     QVERIFY(!store.find(path("a.al"), kState));
 }
 
+void TestFingerprintStore::factsAreFoundAgain()
+{
+    StoredFile partial = fileNamed(path("partial.m4a"));
+    partial.facts = someFacts();
+    StoredFile whole = fileNamed(path("whole.m4a"));
+    whole.facts = unknownFacts();
+    whole.facts.completeness = Completeness::Whole;
+    const StoredFile unknown = fileNamed(path("unknown.m4a"));
+    FingerprintStore(path()).save({partial, whole, unknown, failedFile(path("failed.m4a"))});
+    FingerprintStore store(path());
+    QCOMPARE(store.find(partial.path, kState)->facts, someFacts());
+    QCOMPARE(store.find(whole.path, kState)->facts, whole.facts);
+    QCOMPARE(store.find(unknown.path, kState)->facts, unknownFacts());
+    QCOMPARE(store.find(path("failed.m4a"), kState)->facts, unknownFacts());
+}
+
+void TestFingerprintStore::laterSaveReplacesTheFacts()
+{
+    FingerprintStore store(path());
+    StoredFile file = fileNamed(path("a.m4a"));
+    file.facts = someFacts();
+    store.save({file});
+    file.facts.bitsPerSample = 16;
+    store.save({file});
+    QCOMPARE(store.find(file.path, kState)->facts.bitsPerSample, 16);
+    store.save({fileNamed(file.path)});
+    QCOMPARE(store.find(file.path, kState)->facts, unknownFacts());
+}
+
+void TestFingerprintStore::removedRowTakesItsFactsAlong()
+{
+    StoredFile file = fileNamed(path("a.m4a"));
+    file.facts = someFacts();
+    FingerprintStore(path()).save({file});
+    runSql(path(), {QStringLiteral("DELETE FROM files"),
+                    // Fails if there is such a row.
+                    QStringLiteral("CREATE TABLE none (path CHECK (path IS NULL))"),
+                    QStringLiteral("INSERT INTO none SELECT path FROM facts")});
+}
+
+void TestFingerprintStore::featurelessFollowsFromTheWords()
+{
+    FingerprintStore store(path());
+    store.save({fileNamed(path("silence.wav"), QList<quint32>(100, 627964279U))});
+    QVERIFY(store.find(path("silence.wav"), kState)->facts.isFeatureless);
+}
+
+void TestFingerprintStore::olderStoreIsUpgraded()
+{
+    makeLargeStore();
+    StoredFile file = fileNamed(path("a.m4a"), {1U, 2U, 3U});
+    file.facts = someFacts();
+    FingerprintStore(path()).save({file, failedFile(path("failed.mp3"))});
+    downgrade();
+    for (int opened = 0; opened < 2; ++opened) {
+        FingerprintStore store(path());
+        QCOMPARE(store.find(path("49"), kState)->record,
+                 fileNamed(path("49"), QList<quint32>(1900, 7U)).record);
+        QVERIFY(store.find(path("49"), kState)->facts.isFeatureless);
+        QCOMPARE(store.find(file.path, kState)->record, file.record);
+        QCOMPARE(store.find(file.path, kState)->facts, unknownFacts());
+        QCOMPARE(store.find(path("failed.mp3"), kState)->failure, QStringLiteral("Could not open"));
+    }
+    FingerprintStore(path()).save({file});
+    QCOMPARE(FingerprintStore(path()).find(file.path, kState)->facts, someFacts());
+}
+
+void TestFingerprintStore::olderStoreThatIsDamagedIsRefusedAndUntouched()
+{
+    makeLargeStore();
+    downgrade();
+    const QByteArray sound = contentOf(path());
+    write(path(), QByteArray(sound).replace(sound.size() - 4096, 4096, QByteArray(4096, '\x5A')));
+    QVERIFY(isRefused("damaged"));
+    write(path(), sound);
+    runSql(path(), {QStringLiteral("ALTER TABLE files ADD COLUMN remark TEXT")});
+    QVERIFY(isRefused("damaged"));
+}
+
+void TestFingerprintStore::failedUpgradeChangesNothing()
+{
+    makeLargeStore();
+    downgrade();
+    // The last of what an upgrade adds is there already, as somebody's own.
+    runSql(path(), {QStringLiteral("CREATE TRIGGER files_removed AFTER DELETE ON files BEGIN "
+                                   "SELECT 1; END")});
+    QVERIFY(isRefused("already exists"));
+    runSql(path(), {QStringLiteral("DROP TRIGGER files_removed")});
+    QVERIFY(FingerprintStore(path()).find(path("49"), kState));
+}
+
+void TestFingerprintStore::upgradeWaitsForOtherPrograms()
+{
+    makeLargeStore();
+    downgrade();
+    const QByteArray before = contentOf(path());
+    {
+        QSqlDatabase other =
+            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("holding"));
+        other.setDatabaseName(path());
+        QVERIFY(other.open());
+        QVERIFY(QSqlQuery(other).exec(QStringLiteral("BEGIN IMMEDIATE")));
+        bool isBusy = false;
+        try {
+            const FingerprintStore store(path(), std::chrono::milliseconds(10));
+        } catch (const StoreError& error) {
+            isBusy = error.isBusy();
+        }
+        QVERIFY(isBusy);
+        QCOMPARE(contentOf(path()), before);
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("holding"));
+    QVERIFY(FingerprintStore(path()).find(path("49"), kState));
+}
+
+void TestFingerprintStore::upgradesAtATimeMakeOne()
+{
+    makeLargeStore();
+    downgrade();
+    constexpr int kPrograms = 8;
+    std::atomic<int> found = 0;
+    {
+        std::vector<std::jthread> programs;
+        for (int i = 0; i < kPrograms; ++i) {
+            programs.emplace_back([this, &found] {
+                try {
+                    FingerprintStore store(path());
+                    found += store.find(path("49"), kState) ? 1 : 0;
+                } catch (const StoreError& error) {
+                    qWarning("%s", error.what());
+                }
+            });
+        }
+    }
+    QCOMPARE(found.load(), kPrograms);
+}
+
 void TestFingerprintStore::unusableFileIsRefusedAndUntouched_data()
 {
     QTest::addColumn<QByteArray>("content");
@@ -268,7 +456,7 @@ void TestFingerprintStore::truncatedStoreIsRefusedAndUntouched()
 void TestFingerprintStore::newerVersionIsRefusedAndUntouched()
 {
     makeLargeStore();
-    runSql(path(), {QStringLiteral("PRAGMA user_version = 2")});
+    runSql(path(), {QStringLiteral("PRAGMA user_version = 3")});
     QVERIFY(isRefused("newer version"));
 }
 
@@ -282,7 +470,7 @@ void TestFingerprintStore::newerVersionInAWriteAheadLogIsRefused()
         QVERIFY(newer.open());
         QVERIFY(QSqlQuery(newer).exec(QStringLiteral("PRAGMA journal_mode = WAL")));
         const QByteArray before = contentOf(path());
-        QVERIFY(QSqlQuery(newer).exec(QStringLiteral("PRAGMA user_version = 2")));
+        QVERIFY(QSqlQuery(newer).exec(QStringLiteral("PRAGMA user_version = 3")));
         QCOMPARE(contentOf(path()), before);
         QVERIFY_EXCEPTION_THROWN(FingerprintStore{path()}, StoreError);
         QCOMPARE(contentOf(path()), before);
@@ -372,19 +560,21 @@ void TestFingerprintStore::schemaIsAsDocumented()
     QVERIFY(document.open(QIODevice::ReadOnly));
     const QString text = QString::fromUtf8(document.readAll());
     const FingerprintStore store(path());
-    QString schema;
+    QStringList statements;
     {
         QSqlDatabase database =
             QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("schema"));
         database.setDatabaseName(path());
         QVERIFY(database.open());
-        QSqlQuery query(QStringLiteral("SELECT sql FROM sqlite_master WHERE name = 'files'"),
+        QSqlQuery query(QStringLiteral("SELECT sql FROM sqlite_master WHERE sql NOT NULL"),
                         database);
-        QVERIFY(query.next());
-        schema = query.value(0).toString();
+        while (query.next()) {
+            statements.append(query.value(0).toString());
+        }
     }
     QSqlDatabase::removeDatabase(QStringLiteral("schema"));
-    for (const QString& line : schema.split(QLatin1Char('\n'))) {
+    QCOMPARE(statements.size(), 4);
+    for (const QString& line : statements.join(QLatin1Char('\n')).split(QLatin1Char('\n'))) {
         QVERIFY2(text.contains(line), qPrintable(line));
     }
 }
