@@ -50,8 +50,8 @@ public:
         m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsCompactedShortOptions);
         m_parser.setApplicationDescription(QStringLiteral(
             "Finds duplicate audio files by how they sound, and lists them. Changes no file."));
-        m_parser.addOptions({against, threshold, minDuration, exclude, ext, jobs, format, output, pairs, store, forget,
-                             quiet, verbose, help, version});
+        m_parser.addOptions({against, threshold, minDuration, exclude, ext, jobs, format, output,
+                             pairs, store, forget, quiet, verbose, help, version});
         m_parser.addPositionalArgument(QStringLiteral("FOLDER"),
                                        QStringLiteral("A folder to search, with its subfolders."),
                                        QStringLiteral("FOLDER..."));

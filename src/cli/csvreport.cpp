@@ -1,4 +1,7 @@
+#include "cli/factfields.h"
 #include "cli/report.h"
+
+#include <QVariant>
 
 #include <QStringList>
 
@@ -8,14 +11,27 @@ namespace cli {
 
 namespace {
 
+constexpr qsizetype kPathColumn = 1;
+constexpr qsizetype kFailureColumn = 9;
+
 /** The column names. A row is a duplicate with its reference, or what failed or was skipped. */
 QStringList header()
 {
-    return {QStringLiteral("reference"),           QStringLiteral("path"),
-            QStringLiteral("similarity"),          QStringLiteral("durationMs"),
-            QStringLiteral("sampleRateHz"),        QStringLiteral("channels"),
-            QStringLiteral("referenceDurationMs"), QStringLiteral("referenceSampleRateHz"),
-            QStringLiteral("referenceChannels"),   QStringLiteral("failure")};
+    QStringList names = {
+        QStringLiteral("reference"),           QStringLiteral("path"),
+        QStringLiteral("similarity"),          QStringLiteral("durationMs"),
+        QStringLiteral("sampleRateHz"),        QStringLiteral("channels"),
+        QStringLiteral("referenceDurationMs"), QStringLiteral("referenceSampleRateHz"),
+        QStringLiteral("referenceChannels"),   QStringLiteral("failure")};
+    // Behind the others: who reads the first columns by their number still finds them.
+    const QList<FactField> fields = factFields({});
+    for (const FactField& field : fields) {
+        names.append(field.name);
+    }
+    for (const FactField& field : fields) {
+        names.append(QLatin1String("reference") + field.name.left(1).toUpper() + field.name.mid(1));
+    }
+    return names;
 }
 
 /** Returns \a field as RFC 4180 writes it. */
@@ -40,6 +56,15 @@ bool writeRow(ReportSink& sink, QStringList fields)
     return sink.write(fields.join(QLatin1Char(',')).toUtf8() + "\r\n");
 }
 
+QStringList factTexts(const fingerprint::FileFacts& facts)
+{
+    QStringList texts;
+    for (const FactField& field : factFields(facts)) {
+        texts.append(field.value.toVariant().toString());
+    }
+    return texts;
+}
+
 QStringList properties(const QString& path, const AudioInfoMap& audioInfo)
 {
     const auto [durationMs, sampleRateHz, channels] = audioInfo.value(path);
@@ -49,8 +74,8 @@ QStringList properties(const QString& path, const AudioInfoMap& audioInfo)
 QStringList failureRow(const QString& path, const QString& reason)
 {
     QStringList row(header().size());
-    row[header().indexOf(QLatin1String("path"))] = path;
-    row[header().indexOf(QLatin1String("failure"))] = reason;
+    row[kPathColumn] = path;
+    row[kFailureColumn] = reason;
     return row;
 }
 
@@ -63,11 +88,14 @@ bool writeCsv(ReportSink& sink, const Report& report)
     }
     for (auto entry = report.duplicates.cbegin(); entry != report.duplicates.cend(); ++entry) {
         const QStringList referenceProperties = properties(entry.key(), report.audioInfo);
+        const QStringList referenceFacts = factTexts(report.facts.value(entry.key()));
         for (const auto& [path, similarity] : entry.value()) {
             QStringList row = {entry.key(), path, QString::number(similarity)};
             row += properties(path, report.audioInfo);
             row += referenceProperties;
             row += QString();
+            row += factTexts(report.facts.value(path));
+            row += referenceFacts;
             if (!writeRow(sink, row)) {
                 return false;
             }

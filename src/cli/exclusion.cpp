@@ -72,8 +72,8 @@ QString starExpression(QStringView glob, qsizetype& at)
     if (at - begin == 1) {
         return QStringLiteral("[^/]*");
     }
-    const bool isPart = (begin == 0 || glob[begin - 1] == kSlash) && at < glob.size() &&
-                        glob[at] == kSlash;
+    const bool isPart =
+        (begin == 0 || glob[begin - 1] == kSlash) && at < glob.size() && glob[at] == kSlash;
     if (!isPart) {
         return QStringLiteral(".*");
     }

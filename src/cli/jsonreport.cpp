@@ -1,3 +1,4 @@
+#include "cli/factfields.h"
 #include "cli/report.h"
 
 #include <QJsonArray>
@@ -11,25 +12,29 @@ namespace {
 /** The version of docs/quorvel-cli.schema.json that the document follows. */
 constexpr int kFormatVersion = 2;
 
-QJsonObject fileObject(const QString& path, const AudioInfoMap& audioInfo)
+QJsonObject fileObject(const QString& path, const Report& report)
 {
-    const auto [durationMs, sampleRateHz, channels] = audioInfo.value(path);
-    return {{QStringLiteral("path"), path},
-            {QStringLiteral("durationMs"), durationMs},
-            {QStringLiteral("sampleRateHz"), sampleRateHz},
-            {QStringLiteral("channels"), channels}};
+    const auto [durationMs, sampleRateHz, channels] = report.audioInfo.value(path);
+    QJsonObject file{{QStringLiteral("path"), path},
+                     {QStringLiteral("durationMs"), durationMs},
+                     {QStringLiteral("sampleRateHz"), sampleRateHz},
+                     {QStringLiteral("channels"), channels}};
+    for (const FactField& field : factFields(report.facts.value(path))) {
+        file.insert(field.name, field.value);
+    }
+    return file;
 }
 
 QJsonObject groupObject(const QString& reference, const DuplicateMap::mapped_type& matches,
-                        const AudioInfoMap& audioInfo)
+                        const Report& report)
 {
     QJsonArray duplicates;
     for (const auto& [path, similarity] : matches) {
-        QJsonObject duplicate = fileObject(path, audioInfo);
+        QJsonObject duplicate = fileObject(path, report);
         duplicate.insert(QStringLiteral("similarity"), similarity);
         duplicates.append(duplicate);
     }
-    return {{QStringLiteral("reference"), fileObject(reference, audioInfo)},
+    return {{QStringLiteral("reference"), fileObject(reference, report)},
             {QStringLiteral("duplicates"), duplicates}};
 }
 
@@ -40,13 +45,16 @@ QJsonObject headOf(const Report& report)
                                                   ? QStringLiteral("Between groups")
                                                   : QStringLiteral("Within group")},
                      {QStringLiteral("threshold"), report.threshold}};
-    QJsonObject counts{{QStringLiteral("files"), report.fileCount},
-                       {QStringLiteral("failures"), report.failures.size()},
-                       {QStringLiteral("tooShortForFingerprint"), report.tooShortForFingerprint()},
-                       {QStringLiteral("skipped"), report.skipped.size()},
-                       {QStringLiteral("notSearched"), report.notSearchedCount()},
-                       {QStringLiteral("groups"), report.duplicates.size()},
-                       {QStringLiteral("duplicates"), report.duplicateCount()}};
+    QJsonObject counts{
+        {QStringLiteral("files"), report.fileCount},
+        {QStringLiteral("failures"), report.failures.size()},
+        {QStringLiteral("tooShortForFingerprint"), report.tooShortForFingerprint()},
+        {QStringLiteral("skipped"), report.skipped.size()},
+        {QStringLiteral("notSearched"), report.notSearchedCount()},
+        {QStringLiteral("partial"), report.countOf(fingerprint::Completeness::Partial) +
+                                        report.countOf(fingerprint::Completeness::Unknown)},
+        {QStringLiteral("groups"), report.duplicates.size()},
+        {QStringLiteral("duplicates"), report.duplicateCount()}};
     if (report.leastDuration) {
         head.insert(QStringLiteral("minDurationSeconds"), *report.leastDuration);
         counts.insert(QStringLiteral("tooShort"), report.tooShortCount);
@@ -63,8 +71,7 @@ QByteArray text(const QJsonObject& object)
 /** What has no place in the groups, and why: a failed file, or what was skipped. */
 template <typename Entry> QByteArray reasonText(const Entry& entry)
 {
-    return text(
-        {{QStringLiteral("path"), entry.path}, {QStringLiteral("reason"), entry.reason}});
+    return text({{QStringLiteral("path"), entry.path}, {QStringLiteral("reason"), entry.reason}});
 }
 
 /** Writes a list, a line for each of \a entries, up to its closing bracket. */
@@ -97,8 +104,7 @@ bool writeJson(ReportSink& sink, const Report& report)
     }
     QByteArray separator = "\n";
     for (auto entry = report.duplicates.cbegin(); entry != report.duplicates.cend(); ++entry) {
-        if (!sink.write(separator +
-                        text(groupObject(entry.key(), entry.value(), report.audioInfo)))) {
+        if (!sink.write(separator + text(groupObject(entry.key(), entry.value(), report)))) {
             return false;
         }
         separator = ",\n";

@@ -49,9 +49,9 @@ qsizetype Report::duplicateCount() const
 
 qsizetype Report::tooShortForFingerprint() const
 {
-    return std::count_if(
-        failures.cbegin(), failures.cend(),
-        [](const search::FailedFile& failure) { return search::isTooShort(failure.reason); });
+    return std::count_if(failures.cbegin(), failures.cend(), [](const search::FailedFile& failure) {
+        return search::isTooShort(failure.reason);
+    });
 }
 
 qsizetype Report::notSearchedCount() const
@@ -61,6 +61,14 @@ qsizetype Report::notSearchedCount() const
         count += ending.count;
     }
     return count;
+}
+
+qsizetype Report::countOf(fingerprint::Completeness completeness) const
+{
+    return std::count_if(facts.cbegin(), facts.cend(),
+                         [completeness](const fingerprint::FileFacts& file) {
+                             return file.completeness == completeness;
+                         });
 }
 
 bool writeReport(ReportSink& sink, const Report& report, Format format)

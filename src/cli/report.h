@@ -4,9 +4,11 @@
 #include "cli/foundfiles.h"
 #include "compare/audioinfomap.h"
 #include "compare/duplicatemap.h"
+#include "fingerprint/filefacts.h"
 #include "search/fingerprintcollection.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QIODevice>
 #include <QList>
 #include <QString>
@@ -27,6 +29,8 @@ struct Report
     DuplicateMap duplicates;
     /** Of all files compared. */
     AudioInfoMap audioInfo;
+    /** Of the same files, by path. */
+    QHash<QString, fingerprint::FileFacts> facts;
     QList<search::FailedFile> failures;
     QList<fingerprint::SkippedEntry> skipped;
     QList<UnsearchedEnding> notSearched;
@@ -40,6 +44,8 @@ struct Report
     qsizetype tooShortForFingerprint() const;
     /** The number of files of all endings that were not searched. */
     qsizetype notSearchedCount() const;
+    /** The number of files compared of which \a completeness is known. */
+    qsizetype countOf(fingerprint::Completeness completeness) const;
 };
 
 /** Writes a report piece by piece; refuses all pieces once a stop is requested. */

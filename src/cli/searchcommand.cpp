@@ -262,11 +262,11 @@ private:
             const qsizetype count = search::forgetGone(
                 store, {m_searchedFolders, files.first + files.second, unlistedFolders});
             if (count > 0 && !m_options.quiet) {
-                printMessage(QStringLiteral("%1 %2 gone and taken out of %3")
-                                 .arg(count)
-                                 .arg(count == 1 ? QStringLiteral("file is")
-                                                 : QStringLiteral("files are"),
-                                      m_options.storeFile));
+                printMessage(
+                    QStringLiteral("%1 %2 gone and taken out of %3")
+                        .arg(count)
+                        .arg(count == 1 ? QStringLiteral("file is") : QStringLiteral("files are"),
+                             m_options.storeFile));
             }
         } catch (const search::StoreError& error) {
             printMessage(error.message());
@@ -314,6 +314,7 @@ private:
         const auto first = longEnough(collection.records.mid(0, files.first.size()));
         const auto second = longEnough(collection.records.mid(files.first.size()));
         m_report.audioInfo = compare::buildAudioInfoMap(first, second);
+        addFacts(collection);
 
         m_progress.show(QStringLiteral("Comparing: 0 of %1 files").arg(m_report.fileCount));
         const search::ComparisonOptions options{m_report.threshold, m_options.threadCount,
@@ -322,6 +323,18 @@ private:
                                        ? search::compareBetween(first, second, options).duplicates
                                        : search::compareWithin(first, options).duplicates;
         m_report.duplicates = m_options.allPairs ? found : results::filterForDisplay(found);
+    }
+
+    /** Reports the facts of the files that have a fingerprint and were not left out. */
+    void addFacts(const search::Collection& collection)
+    {
+        for (qsizetype i = 0; i < collection.records.size(); ++i) {
+            const auto& [path, words, durationMs, sampleRateHz, channels] =
+                collection.records.at(i);
+            if (!words.isEmpty() && m_report.audioInfo.contains(path)) {
+                m_report.facts.insert(path, collection.facts.at(i));
+            }
+        }
     }
 
     /** Drops the records that are too short. Keeps those without a known length. */

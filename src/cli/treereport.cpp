@@ -6,13 +6,40 @@ namespace cli {
 
 namespace {
 
-/** Joins the cells of a row, with the name last, since names differ most in length. */
-QByteArray line(const QStringList& cells, const QString& indentation)
+/** What speaks against a file, for the end of its line. */
+QString marks(const fingerprint::FileFacts& facts)
 {
-    return QStringLiteral("%1%2  %3  %4 Hz  %5 ch  %6\n")
+    QString text;
+    if (facts.completeness == fingerprint::Completeness::Partial) {
+        text += QStringLiteral("  [partial]");
+    }
+    if (facts.isFeatureless) {
+        text += QStringLiteral("  [featureless]");
+    }
+    return text;
+}
+
+/** Joins the cells of a row, with the name last, since names differ most in length. */
+QByteArray line(const QStringList& cells, const QString& indentation,
+                const fingerprint::FileFacts& facts)
+{
+    return QStringLiteral("%1%2  %3  %4 Hz  %5 ch  %6%7\n")
         .arg(indentation, cells.at(1).rightJustified(4), cells.at(2), cells.at(3).rightJustified(6),
-             cells.at(4).rightJustified(2), printable(cells.at(0)))
+             cells.at(4).rightJustified(2), printable(cells.at(0)), marks(facts))
         .toUtf8();
+}
+
+QString incompleteFilesText(const Report& report)
+{
+    QString text;
+    if (const qsizetype partial = report.countOf(fingerprint::Completeness::Partial)) {
+        text += QStringLiteral("Files of which only a part could be read: %1\n").arg(partial);
+    }
+    if (const qsizetype unknown = report.countOf(fingerprint::Completeness::Unknown)) {
+        text += QStringLiteral("Files read by an older version, which may be incomplete: %1\n")
+                    .arg(unknown);
+    }
+    return text;
 }
 
 } // namespace
@@ -20,10 +47,11 @@ QByteArray line(const QStringList& cells, const QString& indentation)
 bool writeTree(ReportSink& sink, const Report& report)
 {
     for (auto entry = report.duplicates.cbegin(); entry != report.duplicates.cend(); ++entry) {
-        QByteArray lines = line(results::referenceCells(entry.key(), report.audioInfo), {});
+        QByteArray lines = line(results::referenceCells(entry.key(), report.audioInfo), {},
+                                report.facts.value(entry.key()));
         for (const auto& [path, similarity] : entry.value()) {
             lines += line(results::duplicateCells(path, similarity, report.audioInfo),
-                          QStringLiteral("    "));
+                          QStringLiteral("    "), report.facts.value(path));
         }
         if (!sink.write(lines + '\n')) {
             return false;
@@ -43,6 +71,7 @@ bool writeTree(ReportSink& sink, const Report& report)
                    .arg(*report.leastDuration)
                    .arg(report.tooShortCount);
     }
+    end += incompleteFilesText(report);
     end += QStringLiteral("Files searched: %1\n").arg(report.fileCount);
     if (!report.skipped.isEmpty()) {
         end += QStringLiteral("Files and folders skipped, which --verbose names: %1\n")

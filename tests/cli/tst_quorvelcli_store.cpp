@@ -7,12 +7,55 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QSet>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTest>
 
 #include <filesystem>
 #include <memory>
 
 using testmedia::contentOf;
+
+namespace {
+
+/** Executes \a statements on the database at \a path; returns the first column of the last. */
+QVariantList executed(const QString& path, const QStringList& statements)
+{
+    QVariantList column;
+    {
+        QSqlDatabase database =
+            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
+        database.setDatabaseName(path);
+        if (!database.open()) {
+            qFatal("%s", qPrintable(path));
+        }
+        for (const QString& statement : statements) {
+            QSqlQuery query(database);
+            if (!query.exec(statement)) {
+                qFatal("%s", qPrintable(statement));
+            }
+            column.clear();
+            while (query.next()) {
+                column.append(query.value(0));
+            }
+        }
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("other"));
+    return column;
+}
+
+/** Turns the store at \a path into one as version 1 made it, with the same files. */
+void downgrade(const QString& path)
+{
+    executed(path,
+             {QStringLiteral("DROP TRIGGER files_added"),
+              QStringLiteral("DROP TRIGGER files_removed"), QStringLiteral("DROP TABLE facts"),
+              QStringLiteral("PRAGMA user_version = 1"), QStringLiteral("VACUUM")});
+}
+
+} // namespace
 
 /** A search with --store. */
 class TestQuorvelCliStore : public QObject
@@ -29,6 +72,8 @@ private Q_SLOTS:
     void storeServesTheNextRun();
     void filesThatAreGoneAreForgottenOnRequest();
     void commitIsFlushedWithItsFolder();
+    void filesOfAnOlderStoreCountAsPartialUntilTheyChange();
+    void killInTheMiddleOfAnUpgradeLeavesAStore();
     void fileThatMetADiskErrorIsTriedAgain_data();
     void fileThatMetADiskErrorIsTriedAgain();
     void twoRunsAtATimeShareAStore();
@@ -201,6 +246,72 @@ void TestQuorvelCliStore::commitIsFlushedWithItsFolder()
     }
     QVERIFY(isFlushed);
     QVERIFY(commits > 1);
+}
+
+void TestQuorvelCliStore::filesOfAnOlderStoreCountAsPartialUntilTheyChange()
+{
+    const QString store = path("older.db");
+    const QStringList arguments{first, second, QStringLiteral("--store"), store};
+    const auto partialCount = [&arguments] {
+        return runCli(arguments + QStringList{QStringLiteral("-fjson")})
+            .json()[QStringLiteral("counts")][QStringLiteral("partial")]
+            .toInt();
+    };
+    QCOMPARE(partialCount(), 0);
+    downgrade(store);
+    QCOMPARE(partialCount(), 6);
+    QVERIFY(runCli(arguments).output.endsWith(
+        "Files read by an older version, which may be incomplete: 6\n"));
+    QFile file(path("first/2.flac"));
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.setFileTime(file.fileTime(QFileDevice::FileModificationTime).addSecs(1),
+                             QFileDevice::FileModificationTime));
+    file.close();
+    QCOMPARE(partialCount(), 5);
+}
+
+/** A kill before each call by which an upgrade changes the disk, one after the other. */
+void TestQuorvelCliStore::killInTheMiddleOfAnUpgradeLeavesAStore()
+{
+    const QString store = path("killed.db");
+    QCOMPARE(runCli({first, QStringLiteral("--store"), store}).exitStatus, 0);
+    downgrade(store);
+    const QByteArray older = contentOf(store);
+    const QVariantList fingerprints =
+        executed(store, {QStringLiteral("SELECT fingerprint FROM files ORDER BY path")});
+    QCOMPARE(fingerprints.size(), 4);
+    QDir().mkpath(path("empty"));
+    int kills = 0;
+    QSet<int> versions;
+    for (const char* call : {"pwrite64", "fsync,fdatasync", "unlink"}) {
+        for (int at = 1;; ++at) {
+            media->write(QStringLiteral("killed.db"), older);
+            QFile::remove(store + QStringLiteral("-journal"));
+            const CliRun run = runTraced(
+                {QStringLiteral("-e"), QStringLiteral("trace=") + QString::fromLatin1(call),
+                 QStringLiteral("-e"),
+                 QStringLiteral("inject=%1:signal=KILL:when=%2").arg(QLatin1String(call)).arg(at)},
+                {path("empty"), QStringLiteral("--store"), store});
+            if (run.exitStatus == 0) {
+                break;
+            }
+            QVERIFY(++kills < 100);
+            versions.insert(
+                executed(store, {QStringLiteral("PRAGMA user_version")}).value(0).toInt());
+            QCOMPARE(executed(store, {QStringLiteral("SELECT fingerprint FROM files "
+                                                     "ORDER BY path")}),
+                     fingerprints);
+            const CliRun next = runCli({path("empty"), QStringLiteral("--store"), store});
+            QCOMPARE(next.errors, QByteArray());
+            QCOMPARE(next.exitStatus, 0);
+            QCOMPARE(executed(store, {QStringLiteral("PRAGMA user_version")}).value(0).toInt(), 2);
+            QCOMPARE(executed(store, {QStringLiteral("SELECT fingerprint FROM files "
+                                                     "ORDER BY path")}),
+                     fingerprints);
+        }
+    }
+    QVERIFY2(kills >= 6, qPrintable(QString::number(kills)));
+    QCOMPARE(versions, QSet<int>({1, 2}));
 }
 
 void TestQuorvelCliStore::fileThatMetADiskErrorIsTriedAgain_data()

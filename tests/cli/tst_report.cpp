@@ -9,6 +9,7 @@
 
 using cli::Format;
 using cli::Report;
+using fingerprint::Completeness;
 
 namespace {
 
@@ -32,6 +33,75 @@ Report sampleReport()
     report.skipped = {{QStringLiteral("/m/old"), QStringLiteral("dangling link")}};
     report.notSearched = {{QStringLiteral("opus"), 30}, {QStringLiteral("wv"), 1}};
     return report;
+}
+
+/** The sample report with facts: of a whole file, a partial one, a featureless one. */
+Report sampleWithFacts()
+{
+    Report report = sampleReport();
+    fingerprint::FileFacts whole;
+    whole.container = QStringLiteral("mov,mp4,m4a,3gp,3g2,mj2");
+    whole.codec = QStringLiteral("alac");
+    whole.bitRate = 5'000'000'000;
+    whole.isLossless = true;
+    whole.bitsPerSample = 24;
+    whole.sizeBytes = 9'007'199'254'740'991;
+    whole.modifiedMs = 1234567890123;
+    whole.completeness = Completeness::Whole;
+    whole.statedMs = 225900;
+    whole.decodedMs = 225899;
+    fingerprint::FileFacts partial = whole;
+    partial.completeness = Completeness::Partial;
+    partial.breakReason = QStringLiteral("Error decoding the audio source (Invalid, data)");
+    fingerprint::FileFacts featureless = whole;
+    featureless.isFeatureless = true;
+    fingerprint::FileFacts both = partial;
+    both.isFeatureless = true;
+    report.facts = {{QStringLiteral("/m/a.flac"), whole},
+                    {QStringLiteral("/m/b, \"live\".mp3"), partial},
+                    {QStringLiteral("/m/line\nbreak.ogg"), featureless},
+                    {QStringLiteral("/m/ünï \U0001F3B5.wav"), both},
+                    {QStringLiteral("/m/z.wav"), {}}};
+    return report;
+}
+
+/** The columns of facts behind those that stood alone in version 1. */
+constexpr auto kFactColumns =
+    ",container,codec,bitRate,lossless,bitsPerSample,sizeBytes,modifiedMs,partial,partialReason,"
+    "statedMs,decodedMs,featureless,referenceContainer,referenceCodec,referenceBitRate,"
+    "referenceLossless,referenceBitsPerSample,referenceSizeBytes,referenceModifiedMs,"
+    "referencePartial,referencePartialReason,referenceStatedMs,referenceDecodedMs,"
+    "referenceFeatureless\r\n";
+constexpr auto kUnknownFacts =
+    ",,,0,false,0,0,0,true,not known: read by an older version,-1,-1,false";
+
+/** Adds to the file objects of \a groups the fields of a file without known facts. */
+QJsonArray withUnknownFacts(const QJsonArray& groups)
+{
+    const auto completed = [](QJsonObject file) {
+        const QJsonObject unknown =
+            QJsonDocument::fromJson(
+                R"({"container": "", "codec": "", "bitRate": 0, "lossless": false,
+                    "bitsPerSample": 0, "sizeBytes": 0, "modifiedMs": 0, "partial": true,
+                    "partialReason": "not known: read by an older version", "statedMs": -1,
+                    "decodedMs": -1, "featureless": false})")
+                .object();
+        for (auto field = unknown.begin(); field != unknown.end(); ++field) {
+            file.insert(field.key(), field.value());
+        }
+        return file;
+    };
+    QJsonArray result;
+    for (const QJsonValue group : groups) {
+        QJsonArray duplicates;
+        for (const QJsonValue duplicate : group[QStringLiteral("duplicates")].toArray()) {
+            duplicates.append(completed(duplicate.toObject()));
+        }
+        result.append(QJsonObject{
+            {QStringLiteral("reference"), completed(group[QStringLiteral("reference")].toObject())},
+            {QStringLiteral("duplicates"), duplicates}});
+    }
+    return result;
 }
 
 QByteArray written(const Report& report, Format format)
@@ -85,6 +155,7 @@ class TestReport : public QObject
 
 private Q_SLOTS:
     void treeListsDuplicatesBelowTheirReference();
+    void treeMarksWhatSpeaksAgainstAFile();
     void treeOfNothingSaysSo();
     void tooShortIsCountedApart();
     void whatSteersATerminalIsShownAsAQuestionMark_data();
@@ -93,7 +164,9 @@ private Q_SLOTS:
     void csvHasARowForEachDuplicateFailureAndSkippedFile();
     void csvQuotesAFieldForEachCharacterThatNeedsIt_data();
     void csvQuotesAFieldForEachCharacterThatNeedsIt();
+    void csvHasTheFactsBehindItsOtherColumns();
     void jsonCarriesEverything();
+    void jsonCarriesTheFactsOfEachFile();
     void jsonFollowsItsSchema_data();
     void jsonFollowsItsSchema();
     void schemaRefusesOtherJson();
@@ -119,6 +192,24 @@ void TestReport::treeListsDuplicatesBelowTheirReference()
                                "Files and folders skipped, which --verbose names: 1\n"
                                "30 .opus files were not searched: --ext +opus\n"
                                "1 .wv file was not searched: --ext +wv\n"));
+}
+
+void TestReport::treeMarksWhatSpeaksAgainstAFile()
+{
+    QCOMPARE(
+        QString::fromUtf8(written(sampleWithFacts(), Format::Tree)),
+        QString::fromUtf8("      00:03:45   44100 Hz   2 ch  /m/a.flac\n"
+                          "     97%  00:03:46   48000 Hz   1 ch  /m/b, \"live\".mp3  [partial]\n"
+                          "    100%  00:00:00  192000 Hz  16 ch  /m/line?break.ogg  [featureless]\n"
+                          "\n"
+                          "      01:02:03    8000 Hz   2 ch  /m/ünï \U0001F3B5.wav  [partial]  "
+                          "[featureless]\n"
+                          "     70%  01:02:00    8000 Hz   2 ch  /m/z.wav\n"
+                          "\n"
+                          "3 duplicate audio files found.\n"
+                          "Files that could not be read as audio: 1\n"
+                          "Files of which only a part could be read: 2\n"
+                          "Files read by an older version, which may be incomplete: 1\n"));
 }
 
 void TestReport::treeOfNothingSaysSo()
@@ -180,16 +271,21 @@ void TestReport::whatIsMerelyUnseenStays()
 
 void TestReport::csvHasARowForEachDuplicateFailureAndSkippedFile()
 {
+    const QByteArray facts = QByteArray(kUnknownFacts) + kUnknownFacts + "\r\n";
     QCOMPARE(QString::fromUtf8(written(sampleReport(), Format::Csv)),
              QString::fromUtf8(
                  "reference,path,similarity,durationMs,sampleRateHz,channels,"
-                 "referenceDurationMs,referenceSampleRateHz,referenceChannels,failure\r\n"
-                 "/m/a.flac,\"/m/b, \"\"live\"\".mp3\",97,226000,48000,1,225900,44100,2,\r\n"
-                 "/m/a.flac,\"/m/line\nbreak.ogg\",100,-1,192000,16,225900,44100,2,\r\n"
-                 "/m/ünï \U0001F3B5.wav,/m/z.wav,70,3720000,8000,2,3723456,8000,2,\r\n"
+                 "referenceDurationMs,referenceSampleRateHz,referenceChannels,failure" +
+                 QByteArray(kFactColumns) +
+                 "/m/a.flac,\"/m/b, \"\"live\"\".mp3\",97,226000,48000,1,225900,44100,2," + facts +
+                 "/m/a.flac,\"/m/line\nbreak.ogg\",100,-1,192000,16,225900,44100,2," + facts +
+                 "/m/ünï \U0001F3B5.wav,/m/z.wav,70,3720000,8000,2,3723456,8000,2," + facts +
                  ",/m/noise.mp3,,,,,,,,\"Could not open the input file (Invalid "
-                 "\"\"argument\"\")\"\r\n"
-                 ",/m/old,,,,,,,,skipped: dangling link\r\n"));
+                 "\"\"argument\"\")\"" +
+                 QByteArray(24, ',') +
+                 "\r\n"
+                 ",/m/old,,,,,,,,skipped: dangling link" +
+                 QByteArray(24, ',') + "\r\n"));
 }
 
 void TestReport::csvQuotesAFieldForEachCharacterThatNeedsIt_data()
@@ -209,7 +305,23 @@ void TestReport::csvQuotesAFieldForEachCharacterThatNeedsIt()
     QFETCH(const QByteArray, field);
     Report report;
     report.failures = {{name, QStringLiteral("reason")}};
-    QVERIFY(written(report, Format::Csv).endsWith("\r\n," + field + ",,,,,,,,reason\r\n"));
+    QVERIFY(written(report, Format::Csv)
+                .endsWith("\r\n," + field + ",,,,,,,,reason" + QByteArray(24, ',') + "\r\n"));
+}
+
+void TestReport::csvHasTheFactsBehindItsOtherColumns()
+{
+    const QByteArray csv = written(sampleWithFacts(), Format::Csv);
+    const QByteArray known = "\"mov,mp4,m4a,3gp,3g2,mj2\",alac,5000000000,true,24,"
+                             "9007199254740991,1234567890123,";
+    const QByteArray partial =
+        known + "true,\"Error decoding the audio source (Invalid, data)\",225900,225899,";
+    QVERIFY2(csv.contains(",97,226000,48000,1,225900,44100,2,," + partial + "false," + known +
+                          "false,,225900,225899,false\r\n"),
+             csv.constData());
+    QVERIFY2(csv.contains(",70,3720000,8000,2,3723456,8000,2," + QByteArray(kUnknownFacts) + ',' +
+                          partial + "true\r\n"),
+             csv.constData());
 }
 
 void TestReport::jsonCarriesEverything()
@@ -221,8 +333,9 @@ void TestReport::jsonCarriesEverything()
         {QStringLiteral("mode"), QStringLiteral("Between groups")},
         {QStringLiteral("threshold"), 70},
         {QStringLiteral("groups"),
-         QJsonDocument::fromJson(
-             R"([{"reference": {"path": "/m/a.flac", "durationMs": 225900, "sampleRateHz": 44100,
+         withUnknownFacts(
+             QJsonDocument::fromJson(
+                 R"([{"reference": {"path": "/m/a.flac", "durationMs": 225900, "sampleRateHz": 44100,
                                 "channels": 2},
                   "duplicates": [{"path": "/m/b, \"live\".mp3", "similarity": 97,
                                   "durationMs": 226000, "sampleRateHz": 48000, "channels": 1},
@@ -232,7 +345,7 @@ void TestReport::jsonCarriesEverything()
                                 "sampleRateHz": 8000, "channels": 2},
                   "duplicates": [{"path": "/m/z.wav", "similarity": 70, "durationMs": 3720000,
                                   "sampleRateHz": 8000, "channels": 2}]}])")
-             .array()},
+                 .array())},
         {QStringLiteral("failures"),
          QJsonArray{QJsonObject{
              {QStringLiteral("path"), QStringLiteral("/m/noise.mp3")},
@@ -251,6 +364,7 @@ void TestReport::jsonCarriesEverything()
                                                {QStringLiteral("tooShortForFingerprint"), 0},
                                                {QStringLiteral("skipped"), 1},
                                                {QStringLiteral("notSearched"), 31},
+                                               {QStringLiteral("partial"), 0},
                                                {QStringLiteral("groups"), 2},
                                                {QStringLiteral("duplicates"), 3}}}};
     QJsonParseError error;
@@ -264,6 +378,30 @@ void TestReport::jsonCarriesEverything()
              QStringLiteral("Within group"));
 }
 
+void TestReport::jsonCarriesTheFactsOfEachFile()
+{
+    const QJsonObject json =
+        QJsonDocument::fromJson(written(sampleWithFacts(), Format::Json)).object();
+    const QJsonObject group = json[QStringLiteral("groups")][0].toObject();
+    const QJsonObject whole =
+        QJsonDocument::fromJson(
+            R"({"path": "/m/a.flac", "durationMs": 225900, "sampleRateHz": 44100, "channels": 2,
+                "container": "mov,mp4,m4a,3gp,3g2,mj2", "codec": "alac", "bitRate": 5000000000,
+                "lossless": true, "bitsPerSample": 24, "sizeBytes": 9007199254740991,
+                "modifiedMs": 1234567890123, "partial": false, "partialReason": "",
+                "statedMs": 225900, "decodedMs": 225899, "featureless": false})")
+            .object();
+    QCOMPARE(group[QStringLiteral("reference")].toObject(), whole);
+    const QJsonArray duplicates = group[QStringLiteral("duplicates")].toArray();
+    QCOMPARE(duplicates[0][QStringLiteral("partial")].toBool(), true);
+    QCOMPARE(duplicates[0][QStringLiteral("partialReason")].toString(),
+             QStringLiteral("Error decoding the audio source (Invalid, data)"));
+    QCOMPARE(duplicates[0][QStringLiteral("featureless")].toBool(), false);
+    QCOMPARE(duplicates[1][QStringLiteral("partial")].toBool(), false);
+    QCOMPARE(duplicates[1][QStringLiteral("featureless")].toBool(), true);
+    QCOMPARE(json[QStringLiteral("counts")][QStringLiteral("partial")].toInt(), 3);
+}
+
 void TestReport::jsonFollowsItsSchema_data()
 {
     QTest::addColumn<bool>("empty");
@@ -274,7 +412,7 @@ void TestReport::jsonFollowsItsSchema_data()
 void TestReport::jsonFollowsItsSchema()
 {
     QFETCH(const bool, empty);
-    const QByteArray json = written(empty ? Report() : sampleReport(), Format::Json);
+    const QByteArray json = written(empty ? Report() : sampleWithFacts(), Format::Json);
     QVERIFY(!json.isEmpty());
     QCOMPARE(schemaObjection(json), QByteArray());
 }
@@ -286,6 +424,8 @@ void TestReport::schemaRefusesOtherJson()
                 .contains("refused"));
     QVERIFY(
         schemaObjection(QByteArray(json).replace("\"counts\"", "\"numbers\"")).contains("refused"));
+    QVERIFY(
+        schemaObjection(QByteArray(json).replace("\"codec\"", "\"coder\"")).contains("refused"));
 }
 
 void TestReport::deviceThatTakesNoMoreIsNoticed_data()
