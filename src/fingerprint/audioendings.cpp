@@ -23,7 +23,7 @@ namespace {
  * may have sound, but nearly every file of its ending, "dat", is something else.
  */
 constexpr std::array<std::string_view, 13> kSoundless = {
-    "adf",  "aqtitle", "cdg", "ingenient", "mcc", "mjpeg_2000", "mods",
+    "adf",   "aqtitle", "cdg",  "ingenient", "mcc", "mjpeg_2000", "mods",
     "mpsub", "nc",      "sdr2", "ser",       "tty", "luodat"};
 
 void insertEndings(QSet<QString>& endings, const char* list)
@@ -48,7 +48,9 @@ const AVOutputFormat* writtenAs(const QByteArrayList& names)
     void* position = nullptr;
     while (const AVOutputFormat* format = av_muxer_iterate(&position)) {
         const QByteArrayList written = QByteArray(format->name).split(',');
-        const auto isWritten = [&written](const QByteArray& name) { return written.contains(name); };
+        const auto isWritten = [&written](const QByteArray& name) {
+            return written.contains(name);
+        };
         if (std::any_of(names.cbegin(), names.cend(), isWritten)) {
             return format;
         }

@@ -252,7 +252,7 @@ bool calculateInto(CalculationReport& report, const char* fileName, const Result
         results.facts = factsAfter(report, reader);
     }
     reader.Close();
-    if (report.cause == FailureCause::TooShort && isCutShort(report, durationMs)) {
+    if (report.cause == FailureCause::TooShort && isCutShort(report, results.durationMs)) {
         report.cause = FailureCause::CutShort;
     }
     return succeeded;

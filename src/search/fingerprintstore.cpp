@@ -386,7 +386,9 @@ QString FingerprintStore::keyOf(const QString& path)
     const QString folder = path.left(slash + 1);
     QString& resolved = m_folders[folder];
     if (resolved.isEmpty()) {
-        const QString canonical = QFileInfo(path).canonicalPath();
+        // Not that of the file: the folder of what a link points to is another one.
+        const QString canonical =
+            QFileInfo(folder.isEmpty() ? QStringLiteral(".") : folder).canonicalFilePath();
         // The folder may have gone in the meantime.
         resolved = canonical.isEmpty() ? QFileInfo(path).absolutePath() : canonical;
     }

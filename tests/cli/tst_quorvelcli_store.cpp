@@ -216,8 +216,7 @@ void TestQuorvelCliStore::filesThatAreGoneAreForgottenOnRequest()
     QCOMPARE(keptFiles().size(), 3);
     const CliRun run = runCli(arguments + QStringList{QStringLiteral("--forget")});
     QCOMPARE(run.exitStatus, 0);
-    QCOMPARE(run.errors,
-             "quorvel-cli: 1 file is gone and taken out of " + store.toUtf8() + '\n');
+    QCOMPARE(run.errors, "quorvel-cli: 1 file is gone and taken out of " + store.toUtf8() + '\n');
     QCOMPARE(run.output, runCli(arguments).output);
     QCOMPARE(keptFiles().size(), 2);
 }

@@ -209,7 +209,11 @@ void TestReport::treeMarksWhatSpeaksAgainstAFile()
                           "3 duplicate audio files found.\n"
                           "Files that could not be read as audio: 1\n"
                           "Files of which only a part could be read: 2\n"
-                          "Files read by an older version, which may be incomplete: 1\n"));
+                          "Files read by an older version, which may be incomplete: 1\n"
+                          "Files searched: 6\n"
+                          "Files and folders skipped, which --verbose names: 1\n"
+                          "30 .opus files were not searched: --ext +opus\n"
+                          "1 .wv file was not searched: --ext +wv\n"));
 }
 
 void TestReport::treeOfNothingSaysSo()

@@ -30,9 +30,10 @@ void TestAudioEndings::endingIsOneOfSoundOrNot_data()
     rows(true, "mp3 flac wav gsm opus oga spx aiff aif wv au caf amr ra w64 ape mpc vqf shn aax xm "
                "mpg ts vob ogv wmv");
     // Pictures, films without sound, subtitles, lists, texts and whatever else.
-    rows(false, "jpg png gif bmp webp tif svg ico h264 hevc y4m yuv obu srt ass vtt sub sup scc lrc "
-                "idx cdg m3u m3u8 pls cue mpd sdp txt nfo asc csv json tsv xml html md pdf log db "
-                "dat v cgi c cpp py sh exe zip");
+    rows(false,
+         "jpg png gif bmp webp tif svg ico h264 hevc y4m yuv obu srt ass vtt sub sup scc lrc "
+         "idx cdg m3u m3u8 pls cue mpd sdp txt nfo asc csv json tsv xml html md pdf log db "
+         "dat v cgi c cpp py sh exe zip");
 }
 
 void TestAudioEndings::endingIsOneOfSoundOrNot()

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <dirent.h>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -61,7 +62,7 @@ private Q_SLOTS:
     void missingRootIsNoted();
 
 private:
-    /** What was skipped as "path below the folder: reason", folders that were not listed first. */
+    /** What was skipped as "path below the folder: reason"; "FOLDER" before unlisted folders. */
     QStringList skipped(const Listing& listing) const;
     QByteArray native(const QByteArray& name) const
     {
@@ -150,8 +151,7 @@ void TestListingNotes::whatIsLeftOutIsNoted_data()
     row("name beside an accent", Kind::File, "\xC3\xA9\xE9\x80.MP3", {},
         "\xC3\xA9\\xE9\\x80.MP3: name not valid UTF-8");
     row("name in Latin-1, of another kind", Kind::File, "Caf\xE9.txt", {}, "");
-    row("folder in Latin-1", Kind::Folder, "Caf\xE9", {},
-        "FOLDER Caf\\xE9: name not valid UTF-8");
+    row("folder in Latin-1", Kind::Folder, "Caf\xE9", {}, "FOLDER Caf\\xE9: name not valid UTF-8");
     row("hidden dangling link", Kind::Link, ".a.mp3", "nowhere", "");
     row("hidden name in Latin-1", Kind::File, ".Caf\xE9.mp3", {}, "");
     row("hidden link to a folder", Kind::Link, ".more", ".", "");
@@ -194,8 +194,8 @@ void TestListingNotes::folderThatFailsInTheMiddleIsNotedAsUnlisted()
     failsAt = "bad.mp3";
     const Listing listing = fingerprint::listAudioFiles({media->path()}, {});
     QCOMPARE(listing.files, QStringList{media->filePath(QStringLiteral("other/good.mp3"))});
-    QCOMPARE(skipped(listing),
-             QStringList{QStringLiteral("FOLDER folder: folder not readable (Input/output error)")});
+    QCOMPARE(skipped(listing), QStringList{QStringLiteral(
+                                   "FOLDER folder: folder not readable (Input/output error)")});
 }
 
 void TestListingNotes::folderBelowTheLastDescriptorIsNotedAsUnlisted()
@@ -203,17 +203,17 @@ void TestListingNotes::folderBelowTheLastDescriptorIsNotedAsUnlisted()
     media->write(QStringLiteral("1/2/3/4/5/6/7/8/a.mp3"), {});
     rlimit limit = {};
     QVERIFY(getrlimit(RLIMIT_NOFILE, &limit) == 0);
-    // The next free number, and four more.
-    const int next = dup(0);
-    close(next);
-    const rlimit few = {static_cast<rlim_t>(next) + 5, limit.rlim_max};
+    // Five free numbers, which need not be neighbours.
+    rlimit few = {0, limit.rlim_max};
+    for (int free = 0; free < 5; ++few.rlim_cur) {
+        free += fcntl(static_cast<int>(few.rlim_cur), F_GETFD) == -1 ? 1 : 0;
+    }
     QVERIFY(setrlimit(RLIMIT_NOFILE, &few) == 0);
     const Listing listing = fingerprint::listAudioFiles({media->path()}, {});
     QVERIFY(setrlimit(RLIMIT_NOFILE, &limit) == 0);
     QCOMPARE(listing.files, QStringList());
-    QCOMPARE(
-        skipped(listing),
-        QStringList{QStringLiteral("FOLDER 1/2/3/4/5: folder not readable (Too many open files)")});
+    QCOMPARE(skipped(listing), QStringList{QStringLiteral(
+                                   "FOLDER 1/2/3/4/5: folder not readable (Too many open files)")});
 }
 
 void TestListingNotes::folderThatIsGoneIsNotNoted()

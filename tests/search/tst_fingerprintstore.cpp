@@ -111,6 +111,7 @@ private Q_SLOTS:
     void changedPermissionsKeepAFingerprint();
     void fileIsFoundThroughALinkAndARelativeName();
     void linkIsKeptUnderItsOwnName();
+    void linkIsKeptInItsOwnFolder();
     void factsAreFoundAgain();
     void laterSaveReplacesTheFacts();
     void removedRowTakesItsFactsAlong();
@@ -414,6 +415,21 @@ void TestFingerprintStore::upgradesAtATimeMakeOne()
         }
     }
     QCOMPARE(found.load(), kPrograms);
+}
+
+void TestFingerprintStore::linkIsKeptInItsOwnFolder()
+{
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("music")));
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("links")));
+    write(path("music/a.wav"), "content");
+    write(path("links/b.wav"), "other content");
+    QVERIFY(QFile::link(path("music/a.wav"), path("links/a.wav")));
+    FingerprintStore store(path());
+    // The link comes first: it must not decide where the others of its folder are kept.
+    store.save({fileNamed(path("links/a.wav")), fileNamed(path("links/b.wav"))});
+    QVERIFY(!store.find(path("music/a.wav"), kState));
+    QVERIFY(!store.find(path("music/b.wav"), kState));
+    QVERIFY(FingerprintStore(path()).find(path("links/b.wav"), kState));
 }
 
 void TestFingerprintStore::unusableFileIsRefusedAndUntouched_data()
