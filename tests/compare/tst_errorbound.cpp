@@ -104,6 +104,7 @@ private Q_SLOTS:
     void strangersAreRuledOutAtEveryShift();
     void differenceAtOneEndIsFound_data();
     void differenceAtOneEndIsFound();
+    void blockThatReachesBeyondTheEndIsNotCounted();
     void withoutAWholeBlockNothingIsRuledOut();
 };
 
@@ -155,7 +156,9 @@ void TestErrorBound::kernelSumsByDefinition()
         std::vector<BitCounts> least(blocks);
         std::vector<BitCounts> most(blocks);
         std::uint32_t expected = 0;
+        std::vector<std::uint32_t> sumsBefore; // each block
         for (std::size_t i = 0; i < blocks; ++i) {
+            sumsBefore.push_back(expected);
             for (unsigned bit = 0; bit < 32; ++bit) {
                 const int count = static_cast<int>(random() % 65);
                 const int low = static_cast<int>(random() % 65);
@@ -173,6 +176,10 @@ void TestErrorBound::kernelSumsByDefinition()
         QCOMPARE(sum(expected), expected);
         QVERIFY(expected == 0 || sum(expected - 1) > expected - 1);
         QVERIFY(sum(0) <= expected);
+        // As many errors as are allowed are no reason to leave out the other blocks.
+        for (const std::uint32_t before : sumsBefore) {
+            QVERIFY(sum(before) > before || before == expected);
+        }
     }
 }
 
@@ -252,6 +259,24 @@ void TestErrorBound::differenceAtOneEndIsFound()
     std::fill_n(other.begin() + 64 * block, 64, 0xFFFFFFFFU);
     QCOMPARE(boundOf(silence, other), 64U * 32U);
     QCOMPARE(fewestErrors(silence, other), 64U * 32U);
+}
+
+void TestErrorBound::blockThatReachesBeyondTheEndIsNotCounted()
+{
+    // One block of ones behind silence. The envelope held a longer silence before, which must not
+    // stand in for what the shorter one lacks.
+    Words second(96, 0U);
+    std::fill_n(second.begin() + 64, 32, 0xFFFFFFFFU);
+    const Counted counted(second);
+    const Words longer(400, 0U);
+    for (qsizetype count = 64; count < 180; ++count) {
+        const Words first(count, 0U);
+        compare::CountEnvelope envelope;
+        envelope.assign(spanOf(longer));
+        envelope.assign(spanOf(first));
+        QVERIFY2(!envelope.rulesOut(counted.blocks(), fewestErrors(first, second)),
+                 qPrintable(QString::number(count)));
+    }
 }
 
 void TestErrorBound::withoutAWholeBlockNothingIsRuledOut()
