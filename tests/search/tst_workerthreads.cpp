@@ -1,6 +1,7 @@
 #include "search/workerthreads.h"
 #include "support/addressspacelimit.h"
 
+#include <QDir>
 #include <QTest>
 
 #include <atomic>
@@ -9,6 +10,42 @@
 
 using namespace std::chrono_literals;
 using search::WorkerThreads;
+
+namespace {
+
+/** Counts the threads that made one and have ended, which is after their function has returned. */
+class EndOfThread
+{
+public:
+    explicit EndOfThread(std::atomic<int>& ended)
+        : m_ended(ended)
+    {
+    }
+    ~EndOfThread()
+    {
+        ++m_ended;
+        m_ended.notify_all();
+    }
+    EndOfThread(const EndOfThread&) = delete;
+    EndOfThread& operator=(const EndOfThread&) = delete;
+
+private:
+    std::atomic<int>& m_ended;
+};
+
+void waitUntil(const std::atomic<int>& ended, int count)
+{
+    for (int now = ended; now < count; now = ended) {
+        ended.wait(now);
+    }
+}
+
+qsizetype threadsOfThisProcess()
+{
+    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs).size();
+}
+
+} // namespace
 
 class TestWorkerThreads : public QObject
 {
@@ -51,16 +88,27 @@ void TestWorkerThreads::threadsThatCannotBeStartedAreDoneWithout()
     const support::AddressSpaceLimit limit(rlim_t{512} << 20);
     QVERIFY(limit.holds());
     std::atomic<int> calls = 0;
+    std::atomic<int> ended = 0;
     std::atomic<bool> release = false;
+    std::atomic<bool> releaseLast = false;
     const auto work = [&](WorkerThreads&) {
-        ++calls;
-        release.wait(false);
+        const thread_local EndOfThread end(ended);
+        std::atomic<bool>& released = ++calls == 1 ? releaseLast : release;
+        released.wait(false);
     };
+    const qsizetype before = threadsOfThisProcess();
     WorkerThreads threads(kThreads, work);
+    const auto started = static_cast<int>(threadsOfThisProcess() - before);
     release = true;
     release.notify_all();
+    waitUntil(ended, started - 1);
+    const bool allReturned = threads.waitFor(0ms);
+    releaseLast = true;
+    releaseLast.notify_all();
+    QVERIFY(!allReturned);
     QVERIFY(threads.waitFor(1h));
-    QVERIFY2(calls > 0 && calls < kThreads, qPrintable(QString::number(calls)));
+    QCOMPARE(calls.load(), started);
+    QVERIFY2(started > 1 && started < kThreads, qPrintable(QString::number(started)));
 #endif
 }
 
@@ -90,16 +138,21 @@ void TestWorkerThreads::waitingEndsAtItsTimeout()
 void TestWorkerThreads::firstExceptionIsThrownOnceAllHaveReturned()
 {
     std::atomic<bool> release = false;
-    std::atomic<int> returned = 0;
+    std::atomic<int> calls = 0;
+    std::atomic<int> ended = 0;
     WorkerThreads threads(2, [&](WorkerThreads&) {
-        if (returned++ == 0) {
+        if (calls++ == 0) {
+            const thread_local EndOfThread end(ended);
             throw std::runtime_error("broken");
         }
         release.wait(false);
+        throw std::logic_error("broken as well");
     });
-    QVERIFY(!threads.waitFor(20ms));
+    waitUntil(ended, 1);
+    const bool allReturned = threads.waitFor(0ms);
     release = true;
     release.notify_all();
+    QVERIFY(!allReturned);
     QVERIFY_EXCEPTION_THROWN(threads.waitFor(1h), std::runtime_error);
     QVERIFY(threads.waitFor(1h));
 }
