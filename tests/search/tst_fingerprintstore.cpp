@@ -15,7 +15,9 @@
 #include <thread>
 #include <vector>
 
+#include <dlfcn.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using fingerprint::Completeness;
 using fingerprint::FileFacts;
@@ -93,7 +95,20 @@ StoredFile failedFile(const QString& path)
     return {path, kState, {path, {}, 0, 0, 0}, QStringLiteral("Could not open")};
 }
 
+/** If set, released when this thread waits for a lock of the database. */
+thread_local std::atomic<bool>* waiting = nullptr;
+
 } // namespace
+
+// SQLite sleeps by it between two attempts to get a lock.
+extern "C" int usleep(useconds_t microseconds)
+{
+    if (waiting != nullptr) {
+        *waiting = true;
+        waiting->notify_all();
+    }
+    return reinterpret_cast<decltype(&usleep)>(::dlsym(RTLD_NEXT, "usleep"))(microseconds);
+}
 
 class TestFingerprintStore : public QObject
 {
@@ -101,6 +116,7 @@ class TestFingerprintStore : public QObject
 
 private Q_SLOTS:
     void init();
+    void cleanup();
 
     void whatIsSavedIsFoundAgain();
     void failureIsFoundWithItsReason();
@@ -132,6 +148,7 @@ private Q_SLOTS:
     void emptyFileBecomesAStore();
     void nameOfNoUsableFileIsRefusedWithTheReason_data();
     void nameOfNoUsableFileIsRefusedWithTheReason();
+    void storeThatAnotherProgramMakesIsWaitedFor();
     void twoStoresOnOneFileSeeEachOther();
     void failedSaveKeepsNothingOfIt();
     void schemaIsAsDocumented();
@@ -155,6 +172,12 @@ void TestFingerprintStore::init()
 {
     folder = std::make_unique<QTemporaryDir>();
     QVERIFY(folder->isValid());
+}
+
+/** A store that is refused must not stay open, either. */
+void TestFingerprintStore::cleanup()
+{
+    QCOMPARE(QSqlDatabase::connectionNames(), QStringList());
 }
 
 void TestFingerprintStore::makeLargeStore() const
@@ -547,6 +570,36 @@ void TestFingerprintStore::nameOfNoUsableFileIsRefusedWithTheReason()
     QCOMPARE(message, QStringLiteral("The store %1 cannot be used: %2").arg(fileName, reason));
     QCOMPARE(QDir(folder->path()).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot),
              QStringList({QStringLiteral("folder"), QStringLiteral("pipe")}));
+}
+
+void TestFingerprintStore::storeThatAnotherProgramMakesIsWaitedFor()
+{
+    std::atomic<bool> isLocked = false; // or has ended already, if it did not wait
+    QString failure;
+    {
+        QSqlDatabase other =
+            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
+        other.setDatabaseName(path());
+        QVERIFY(other.open());
+        QVERIFY(QSqlQuery(other).exec(QStringLiteral("BEGIN IMMEDIATE")));
+        std::thread opening([&] {
+            waiting = &isLocked;
+            try {
+                FingerprintStore(path()).save({fileNamed(path("a.mp3"))});
+            } catch (const StoreError& error) {
+                failure = error.message();
+            }
+            isLocked = true;
+            isLocked.notify_all();
+        });
+        isLocked.wait(false);
+        const bool released = QSqlQuery(other).exec(QStringLiteral("COMMIT"));
+        opening.join();
+        QVERIFY(released);
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("other"));
+    QCOMPARE(failure, QString());
+    QVERIFY(FingerprintStore(path()).find(path("a.mp3"), kState));
 }
 
 void TestFingerprintStore::twoStoresOnOneFileSeeEachOther()
