@@ -95,11 +95,13 @@ private Q_SLOTS:
     void changedFileIsDecodedAgain();
     void missingFileIsNotKept();
     void filesInTheStoreAreReportedOneByOne();
+    void storeThatFailsCostsNoResult_data();
     void storeThatFailsCostsNoResult();
     void storeThatHasFailedIsNotUsedAgain();
     void busyStoreIsTriedAgain();
     void storeThatStaysBusyIsToldAtTheEnd();
     void progressCountsFilesAndSeconds();
+    void fileOfUnknownLengthCountsNoSeconds();
     void stopEndsInTheMiddleOfAFile();
     void stoppedRunIsContinuedFromTheStore();
 
@@ -319,16 +321,31 @@ void TestFingerprintCollection::filesInTheStoreAreReportedOneByOne()
     QCOMPARE(reported, QList<qsizetype>({1, 2, 3, 4}));
 }
 
+void TestFingerprintCollection::storeThatFailsCostsNoResult_data()
+{
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("when it is searched")
+        << QStringLiteral("DROP TABLE files") << QStringLiteral("no such table: files");
+    QTest::newRow("when it is saved to")
+        << QStringLiteral("CREATE TRIGGER refusal BEFORE INSERT ON files "
+                          "BEGIN SELECT RAISE(ABORT, 'no room'); END")
+        << QStringLiteral("no room");
+}
+
 void TestFingerprintCollection::storeThatFailsCostsNoResult()
 {
+    QFETCH(const QString, fault);
+    QFETCH(const QString, reason);
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("store.db"));
     FingerprintStore store(path);
-    QVERIFY(OtherProgram(path).runs(QStringLiteral("DROP TABLE files")));
+    QVERIFY(OtherProgram(path).runs(fault));
     Collection collection;
     QCOMPARE(decoded(store, &collection), files.size());
     QCOMPARE(collection.records, expected);
-    QVERIFY(collection.storeFailure.contains(path));
+    QVERIFY2(collection.storeFailure.contains(path) && collection.storeFailure.contains(reason),
+             qPrintable(collection.storeFailure));
 }
 
 void TestFingerprintCollection::storeThatHasFailedIsNotUsedAgain()
@@ -395,6 +412,21 @@ void TestFingerprintCollection::progressCountsFilesAndSeconds()
     // 3 + 4 + 5 + 6 + 7 + 8 seconds, as the files tell.
     QVERIFY2(std::abs(last.secondsOfAudioDecoded - 33.0) < 0.5,
              qPrintable(QString::number(last.secondsOfAudioDecoded)));
+}
+
+void TestFingerprintCollection::fileOfUnknownLengthCountsNoSeconds()
+{
+    const QString live =
+        media->makeTune(QStringLiteral("live.mka"), {.seed = 1, .seconds = 3.0},
+                        {QStringLiteral("-c:a"), QStringLiteral("flac"), QStringLiteral("-live"),
+                         QStringLiteral("1"), QStringLiteral("-f"), QStringLiteral("matroska")});
+    double seconds = -1.0;
+    const auto progress = [&seconds](const CollectionProgress& now) {
+        seconds = now.secondsOfAudioDecoded;
+    };
+    const Collection collection = fingerprintFiles({live}, {1, nullptr, progress, {}});
+    QCOMPARE(std::get<2>(collection.records.at(0)), -1);
+    QCOMPARE(seconds, 0.0);
 }
 
 void TestFingerprintCollection::stopEndsInTheMiddleOfAFile()
