@@ -1,15 +1,15 @@
 #include "cli/commandline.h"
 
 #include "cli/exclusion.h"
+#include "cli/optionparser.h"
 #include "cli/report.h"
 #include "compare/similarity.h"
 #include "settings/settingsstore.h"
 
-#include <QCommandLineOption>
-#include <QCommandLineParser>
 #include <QThread>
 
 #include <algorithm>
+#include <array>
 
 namespace cli {
 
@@ -23,33 +23,27 @@ constexpr int kLongestSeconds = 2'000'000;
 
 constexpr auto kUsage = "Usage: quorvel-cli [options] FOLDER...";
 
-/** An invalid command line. */
-struct WrongUsage
-{
-    QString reason;
-};
+constexpr auto kEndOfHelp =
+    "\nCommands, as the first argument (a folder of such a name is given as ./search):\n"
+    "  search   This search; may be left out.\n"
+    "\nExamples:\n"
+    "  quorvel-cli ~/Music\n"
+    "  quorvel-cli -f json -o found.json --store ~/music.db ~/Music\n"
+    "  quorvel-cli --threshold 90 /mnt/backup --against ~/Music\n"
+    "\nExit status:\n"
+    "  0  The search is complete, with or without duplicates.\n"
+    "  1  A FOLDER does not exist or cannot be read; the others were searched.\n"
+    "  2  Wrong usage.\n"
+    "  3  There is no result, or some fingerprints could not be saved to the store.\n";
 
-/** \a name as that of a file: Qt reads a leading colon as the mark of built-in resources. */
-QString asFileName(const QString& name)
-{
-    return name.startsWith(QLatin1Char(':')) ? QLatin1String("./") + name : name;
-}
-
-QStringList asFileNames(QStringList names)
-{
-    std::transform(names.cbegin(), names.cend(), names.begin(), asFileName);
-    return names;
-}
-
-/** The options of the program, and what parses them. */
-class Parser
+/** The options of a search, and what parses them. */
+class Parser : OptionParser
 {
 public:
     Parser()
+        : OptionParser(QStringLiteral(
+              "Finds duplicate audio files by how they sound, and lists them. Changes no file."))
     {
-        m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsCompactedShortOptions);
-        m_parser.setApplicationDescription(QStringLiteral(
-            "Finds duplicate audio files by how they sound, and lists them. Changes no file."));
         m_parser.addOptions({against, threshold, minDuration, exclude, ext, jobs, format, output,
                              pairs, store, forget, quiet, verbose, help, version});
         m_parser.addPositionalArgument(QStringLiteral("FOLDER"),
@@ -59,18 +53,18 @@ public:
 
     CommandLine parse(const QStringList& arguments)
     {
-        if (!m_parser.parse(arguments)) {
-            throw WrongUsage{m_parser.errorText()};
-        }
+        parseOptions(arguments);
+        CommandLine line;
         if (m_parser.isSet(help)) {
-            return {CommandLine::Request::ShowText, {}, m_parser.helpText()};
+            line.request = CommandLine::Request::ShowText;
+            line.text = helpText(QString::fromLatin1(kUsage), QString::fromLatin1(kEndOfHelp));
+        } else if (m_parser.isSet(version)) {
+            line.request = CommandLine::Request::ShowText;
+            line.text = QStringLiteral("quorvel-cli " QUORVEL_VERSION "\n");
+        } else {
+            line.options = options();
         }
-        if (m_parser.isSet(version)) {
-            return {CommandLine::Request::ShowText,
-                    {},
-                    QStringLiteral("quorvel-cli " QUORVEL_VERSION "\n")};
-        }
-        return {CommandLine::Request::Search, options(), {}};
+        return line;
     }
 
 private:
@@ -80,11 +74,11 @@ private:
         options.folders = asFileNames(m_parser.positionalArguments());
         options.against = asFileNames(m_parser.values(against));
         if (options.folders.isEmpty()) {
-            throw WrongUsage{QStringLiteral("No FOLDER is given.")};
+            throw InvalidUsage{QStringLiteral("No FOLDER is given.")};
         }
         // An empty name would mean the current folder.
         if (options.folders.contains(QString()) || options.against.contains(QString())) {
-            throw WrongUsage{QStringLiteral("The name of a FOLDER is empty.")};
+            throw InvalidUsage{QStringLiteral("The name of a FOLDER is empty.")};
         }
         if (m_parser.isSet(threshold)) {
             options.threshold = number(threshold, 0, compare::kLargestSimilarity);
@@ -108,19 +102,6 @@ private:
         options.quiet = m_parser.isSet(quiet);
         options.verbose = m_parser.isSet(verbose);
         return options;
-    }
-
-    int number(const QCommandLineOption& option, int least, int most) const
-    {
-        bool isNumber = false;
-        const int value = m_parser.value(option).toInt(&isNumber);
-        if (!isNumber || value < least || value > most) {
-            throw WrongUsage{QStringLiteral("--%1 takes a whole number from %2 to %3.")
-                                 .arg(option.names().constLast())
-                                 .arg(least)
-                                 .arg(most)};
-        }
-        return value;
     }
 
     QStringList patterns(const QCommandLineOption& option) const
@@ -168,17 +149,7 @@ private:
         if (name == QLatin1String("csv")) {
             return Format::Csv;
         }
-        throw WrongUsage{QStringLiteral("--format takes tree, json or csv.")};
-    }
-
-    QString fileName(const QCommandLineOption& option) const
-    {
-        const QString name = m_parser.value(option);
-        if (m_parser.isSet(option) && name.isEmpty()) {
-            throw WrongUsage{
-                QStringLiteral("--%1 takes a file name.").arg(option.names().constLast())};
-        }
-        return asFileName(name);
+        throw InvalidUsage{QStringLiteral("--format takes tree, json or csv.")};
     }
 
     static QString tree()
@@ -186,14 +157,6 @@ private:
         return QStringLiteral("tree");
     }
 
-    // cppcheck-suppress unusedPrivateFunction ; the members below are initialised with it
-    static QCommandLineOption option(const QStringList& names, const QString& description,
-                                     const char* value = nullptr)
-    {
-        return {names, description, QString::fromLatin1(value)};
-    }
-
-    QCommandLineParser m_parser;
     const QCommandLineOption against =
         option({QStringLiteral("b"), QStringLiteral("against")},
                QStringLiteral("Compare the FOLDERs (Group A) with this one (Group B). Can be "
@@ -261,13 +224,28 @@ private:
 
 CommandLine parseCommandLine(const QStringList& arguments)
 {
+    using Parse = CommandLine (*)(const QStringList&);
+    struct Command
+    {
+        QString name;
+        Parse parse;
+        const char* usage;
+    };
+    const auto parseSearch = [](const QStringList& rest) { return Parser().parse(rest); };
+    const std::array<Command, 1> commands = {{{QStringLiteral("search"), parseSearch, kUsage}}};
+    const auto* const named =
+        std::find_if(commands.begin(), commands.end(),
+                     [&arguments](const Command& each) { return each.name == arguments.value(1); });
+    const bool isNamed = named != commands.end();
+    const Command& command = isNamed ? *named : commands.back();
     try {
-        return Parser().parse(arguments);
-    } catch (const WrongUsage& wrong) {
-        return {CommandLine::Request::WrongUsage,
-                {},
-                QStringLiteral("quorvel-cli: %1\n%2\n")
-                    .arg(printable(wrong.reason), QString::fromLatin1(kUsage))};
+        return command.parse(isNamed ? arguments.mid(0, 1) + arguments.mid(2) : arguments);
+    } catch (const InvalidUsage& wrong) {
+        CommandLine line;
+        line.request = CommandLine::Request::WrongUsage;
+        line.text = QStringLiteral("quorvel-cli: %1\n%2\n")
+                        .arg(printable(wrong.reason), QString::fromLatin1(command.usage));
+        return line;
     }
 }
 

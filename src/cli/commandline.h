@@ -55,13 +55,14 @@ struct CommandLine
 
     Request request = Request::Search;
     /** For a search. */
-    Options options;
-    /** For the other requests: the text to show, or the error with the usage line. */
-    QString text;
+    Options options = {};
+    /** The text to show, or the error with the usage line. */
+    QString text = {};
 };
 
 /**
- * Parses \a arguments, the program's name included.
+ * Parses \a arguments, the program's name included. The first one after that may be a command;
+ * without one, it is a search.
  * Requires: an application object. Errors: in the result. Thread: Any thread.
  */
 CommandLine parseCommandLine(const QStringList& arguments);

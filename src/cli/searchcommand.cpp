@@ -2,8 +2,10 @@
 
 #include "cli/commandline.h"
 #include "cli/exclusion.h"
+#include "cli/exitstatus.h"
 #include "cli/foundfiles.h"
 #include "cli/interruption.h"
+#include "cli/message.h"
 #include "cli/outputfile.h"
 #include "cli/progressline.h"
 #include "cli/report.h"
@@ -21,8 +23,6 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 
-#include <cstdio>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -39,11 +39,6 @@ struct SearchFailure
 {
     QString reason;
 };
-
-void printMessage(const QString& message)
-{
-    std::fprintf(stderr, "quorvel-cli: %s\n", qUtf8Printable(printable(message)));
-}
 
 int chosenThreshold(const Options& options)
 {
@@ -428,27 +423,9 @@ private:
 
 } // namespace
 
-int run(const QStringList& arguments)
+int runSearch(const Options& options)
 {
-    const CommandLine commandLine = parseCommandLine(arguments);
-    switch (commandLine.request) {
-    case CommandLine::Request::ShowText: {
-        const QByteArray text = commandLine.text.toUtf8();
-        const bool shown = std::fputs(text.constData(), stdout) >= 0 && std::fflush(stdout) == 0;
-        return shown ? Done : Failed;
-    }
-    case CommandLine::Request::WrongUsage:
-        std::fputs(commandLine.text.toUtf8().constData(), stderr);
-        return WrongUsage;
-    case CommandLine::Request::Search:
-        break;
-    }
-    try {
-        return Search(commandLine.options).run();
-    } catch (const std::exception& error) {
-        printMessage(QString::fromLocal8Bit(error.what()));
-        return Failed;
-    }
+    return Search(options).run();
 }
 
 } // namespace cli

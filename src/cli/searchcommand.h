@@ -1,24 +1,13 @@
 #pragma once
 
-#include <QStringList>
+#include "cli/commandline.h"
 
 namespace cli {
 
-/** Exit statuses. A program that a signal interrupts exits with 128 and the signal's number. */
-enum ExitStatus {
-    Done = 0,
-    /** A folder, or one below it, does not exist or was not read; the others were searched. */
-    FolderMissing = 1,
-    WrongUsage = 2,
-    /** There is no result, or some fingerprints could not be saved to the store. */
-    Failed = 3,
-};
-
 /**
- * Runs the program: searches as \a arguments ask (the program's name included), writes the result,
- * and returns the exit status.
+ * Searches as \a options ask, writes the result, and returns the exit status.
  * Requires: an application object, and no other threads. Thread: Any thread, blocking.
  */
-int run(const QStringList& arguments);
+int runSearch(const Options& options);
 
 } // namespace cli

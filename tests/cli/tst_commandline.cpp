@@ -88,6 +88,7 @@ class TestCommandLine : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void searchIsTheCommandWithoutOne();
     void foldersAloneTakeTheDefaults();
     void everyOptionHasItsShortAndLongName_data();
     void everyOptionHasItsShortAndLongName();
@@ -105,6 +106,19 @@ private Q_SLOTS:
     void completionNamesEveryOption_data();
     void completionNamesEveryOption();
 };
+
+void TestCommandLine::searchIsTheCommandWithoutOne()
+{
+    const QStringList one(QStringLiteral("one"));
+    const QStringList named(QStringLiteral("search"));
+    QCOMPARE(parse(QStringLiteral("search -q one")).options.folders, one);
+    QCOMPARE(parse(QStringLiteral("search search")).options.folders, named);
+    QCOMPARE(parse(QStringLiteral("-q search")).options.folders, named);
+    QCOMPARE(parse(QStringLiteral("./search")).options.folders,
+             QStringList(QStringLiteral("./search")));
+    QVERIFY(parse(QStringLiteral("search -q one")).options.quiet);
+    QCOMPARE(parse(QStringLiteral("search --help")).text, parse(QStringLiteral("--help")).text);
+}
 
 void TestCommandLine::foldersAloneTakeTheDefaults()
 {

@@ -1,4 +1,4 @@
-#include "cli/searchcommand.h"
+#include "cli/program.h"
 #include "support/media.h"
 
 #include <QFile>
