@@ -26,11 +26,6 @@ _quorvel_cli() {
         mapfile -t COMPREPLY < <(compgen -W 'tree json csv' -- "$cur")
         return
         ;;
-    --keep)
-        mapfile -t COMPREPLY < <(compgen -W 'complete lossless sample-rate bit-rate size oldest
-            under=' -- "$cur")
-        return
-        ;;
     --ext)
         mapfile -t COMPREPLY < <(compgen -W '+all +opus +oga +aiff +wv' -- "$cur")
         return
@@ -45,14 +40,14 @@ _quorvel_cli() {
     case $command in
     search)
         options='--against= --threshold= --min-duration= --ext= --exclude= --jobs= --format=
-            --output= --pairs --keep= --store= --forget --quiet --verbose --help --version'
+            --output= --pairs --store= --forget --quiet --verbose --help --version'
         ;;
     apply)
         options='--move-to= --yes --min-similarity= --even-short --even-featureless --even-partial
-            --journal= --quiet --help'
+            --journal= --quiet --verbose --help'
         ;;
     undo)
-        options='--quiet --help'
+        options='--quiet --verbose --help'
         ;;
     esac
     if [[ $cur == -* ]]; then

@@ -23,10 +23,8 @@ complete -c quorvel-cli -n $search -s j -l jobs -x -d 'The number of threads'
 complete -c quorvel-cli -n $search -s f -l format -x -a 'tree json csv' -d 'The output format'
 complete -c quorvel-cli -n $search -s o -l output -r -F -d 'Write to this file'
 complete -c quorvel-cli -n $search -l pairs -d 'List every pair, not each file once'
-complete -c quorvel-cli -n $search -l keep -x -a 'complete lossless sample-rate bit-rate size oldest under=' -d 'Which file of a group is kept'
 complete -c quorvel-cli -n $search -l store -r -F -d 'Keep fingerprints in this file'
 complete -c quorvel-cli -n $search -l forget -d 'Take files that are gone out of the store'
-complete -c quorvel-cli -n $search -s v -l verbose -d 'Print what failed or was skipped'
 complete -c quorvel-cli -n $search -l version -d 'Show the version'
 
 complete -c quorvel-cli -n $apply -l move-to -x -a '(__fish_complete_directories)' -d 'Move the duplicates below this folder'
@@ -38,4 +36,5 @@ complete -c quorvel-cli -n $apply -l even-partial -d 'Move duplicates of a parti
 complete -c quorvel-cli -n $apply -l journal -r -F -d 'Note each move in this file'
 
 complete -c quorvel-cli -s q -l quiet -d 'Show no progress'
+complete -c quorvel-cli -s v -l verbose -d 'Print what failed, was skipped or was moved'
 complete -c quorvel-cli -s h -l help -d 'Show the help'

@@ -12,7 +12,6 @@ local -a search_options=(
     '(-f --format)'{-f+,--format=}'[the output format]:format:(tree json csv)'
     '(-o --output)'{-o+,--output=}'[write to this file]:file:_files'
     '--pairs[list every pair, not each file once]'
-    '*--keep=[which file of a group is kept]:rules:_values -s , rule complete lossless sample-rate bit-rate size oldest under'
     '--store=[keep fingerprints in this file]:file:_files'
     '--forget[take files that are gone out of the store]'
     '(-q --quiet)'{-q,--quiet}'[show no progress]'
@@ -29,10 +28,12 @@ local -a apply_options=(
     '--even-partial[move duplicates of a partial file, too]'
     '--journal=[note each move in this file]:file:_files'
     '(-q --quiet)'{-q,--quiet}'[show no progress]'
+    '(-v --verbose)'{-v,--verbose}'[list the moved files as well]'
     '(-h --help)'{-h,--help}'[show the help]'
 )
 local -a undo_options=(
     '(-q --quiet)'{-q,--quiet}'[show no progress]'
+    '(-v --verbose)'{-v,--verbose}'[list the moved files as well]'
     '(-h --help)'{-h,--help}'[show the help]'
 )
 

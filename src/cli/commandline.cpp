@@ -1,5 +1,6 @@
 #include "cli/commandline.h"
 
+#include "cli/applyparser.h"
 #include "cli/exclusion.h"
 #include "cli/optionparser.h"
 #include "cli/report.h"
@@ -24,8 +25,10 @@ constexpr int kLongestSeconds = 2'000'000;
 constexpr auto kUsage = "Usage: quorvel-cli [options] FOLDER...";
 
 constexpr auto kEndOfHelp =
-    "\nCommands, as the first argument (a folder of such a name is given as ./search):\n"
+    "\nCommands, as the first argument (a folder of such a name is given as ./apply):\n"
     "  search   This search; may be left out.\n"
+    "  apply    Moves the duplicates of a result elsewhere: quorvel-cli apply --help\n"
+    "  undo     Moves them back: quorvel-cli undo --help\n"
     "\nExamples:\n"
     "  quorvel-cli ~/Music\n"
     "  quorvel-cli -f json -o found.json --store ~/music.db ~/Music\n"
@@ -232,7 +235,9 @@ CommandLine parseCommandLine(const QStringList& arguments)
         const char* usage;
     };
     const auto parseSearch = [](const QStringList& rest) { return Parser().parse(rest); };
-    const std::array<Command, 1> commands = {{{QStringLiteral("search"), parseSearch, kUsage}}};
+    const std::array<Command, 3> commands = {{{QStringLiteral("apply"), &parseApply, kApplyUsage},
+                                              {QStringLiteral("undo"), &parseUndo, kUndoUsage},
+                                              {QStringLiteral("search"), parseSearch, kUsage}}};
     const auto* const named =
         std::find_if(commands.begin(), commands.end(),
                      [&arguments](const Command& each) { return each.name == arguments.value(1); });

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "actions/applyrules.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -44,11 +46,35 @@ struct Options
     bool verbose = false;
 };
 
+/** The options of the command that moves duplicates. */
+struct ApplyOptions
+{
+    /** "-": standard input. */
+    QString resultFile;
+    QString folder;
+    QString journalFile;
+    actions::ApplyRules rules;
+    /** Without it, only what would be done is shown. */
+    bool reallyMove = false;
+    bool quiet = false;
+    bool verbose = false;
+};
+
+/** The options of the command that moves duplicates back. */
+struct UndoOptions
+{
+    QString journalFile;
+    bool quiet = false;
+    bool verbose = false;
+};
+
 /** A parsed command line. */
 struct CommandLine
 {
     enum class Request {
         Search,
+        Apply,
+        Undo,
         ShowText,
         WrongUsage,
     };
@@ -56,6 +82,8 @@ struct CommandLine
     Request request = Request::Search;
     /** For a search. */
     Options options = {};
+    ApplyOptions apply = {};
+    UndoOptions undo = {};
     /** The text to show, or the error with the usage line. */
     QString text = {};
 };

@@ -16,6 +16,7 @@ constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
 constexpr int kExitStatusOfSignals = 128;
 /** Less than the promised second. */
 constexpr int kPatienceMs = 900;
+constexpr int kAnyTime = -1;
 
 /** All that the signal handler reads. */
 volatile std::sig_atomic_t signalPipe = -1;
@@ -28,7 +29,7 @@ void handleSignal(int signal)
     errno = savedError;
 }
 
-/** The next byte of \a pipe, or -1 if none comes within \a timeoutMs (-1: any time). */
+/** The next byte of \a pipe, or -1 if none comes within \a timeoutMs. */
 int nextByte(int pipe, int timeoutMs)
 {
     pollfd descriptor = {pipe, POLLIN, 0};
@@ -42,7 +43,8 @@ int nextByte(int pipe, int timeoutMs)
 
 } // namespace
 
-Interruption::Interruption()
+Interruption::Interruption(Patience patience)
+    : m_patience(patience)
 {
     if (::pipe2(m_pipe.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category());
@@ -88,14 +90,15 @@ int Interruption::exitStatus() const
 
 void Interruption::watch()
 {
-    const int signal = nextByte(m_pipe[0], -1);
+    const int signal = nextByte(m_pipe[0], kAnyTime);
     if (signal <= 0) {
         return;
     }
     m_signal = signal;
     m_stop.request_stop();
+    const int patienceMs = m_patience == Patience::Unlimited ? kAnyTime : kPatienceMs;
     // Patience is over, or a second signal came, which is of another kind than the first.
-    if (nextByte(m_pipe[0], kPatienceMs) != 0) {
+    if (nextByte(m_pipe[0], patienceMs) != 0) {
         ::_exit(kExitStatusOfSignals + signal);
     }
 }

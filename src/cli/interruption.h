@@ -10,15 +10,20 @@ namespace cli {
 /**
  * Turns the signals that ask a program to end (SIGINT, which is Ctrl-C, SIGTERM, SIGHUP) into a
  * requested stop. If the program does not stop within a second, as in a read from a disk that no
- * longer answers, it is ended: half-written files are temporary or replaced by the next run.
- * A second signal ends the program at once.
+ * longer answers, it is ended, unless patience is unlimited: half-written files are temporary or
+ * replaced by the next run. A second signal ends the program at once.
  *
  * Requires: one object at a time, made before other threads are. Thread: Any thread.
  */
 class Interruption
 {
 public:
-    Interruption();
+    enum class Patience {
+        OneSecond,
+        Unlimited, ///< For work that is finished file by file, each of which may take minutes.
+    };
+
+    explicit Interruption(Patience patience = Patience::OneSecond);
     ~Interruption();
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
@@ -34,6 +39,7 @@ public:
 private:
     void watch();
 
+    const Patience m_patience;
     std::stop_source m_stop;
     std::atomic<int> m_signal = 0;
     /** The handler writes signals to the second end. 0 makes the watching thread return. */

@@ -1,5 +1,6 @@
 #include "cli/program.h"
 
+#include "cli/applycommand.h"
 #include "cli/commandline.h"
 #include "cli/exitstatus.h"
 #include "cli/message.h"
@@ -29,6 +30,10 @@ int runCommand(const CommandLine& line)
         return WrongUsage;
     case CommandLine::Request::Search:
         return runSearch(line.options);
+    case CommandLine::Request::Apply:
+        return runApply(line.apply);
+    case CommandLine::Request::Undo:
+        return runUndo(line.undo);
     }
     return Failed;
 }

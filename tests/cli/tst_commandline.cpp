@@ -105,6 +105,11 @@ private Q_SLOTS:
     void manualPageNamesEveryOption();
     void completionNamesEveryOption_data();
     void completionNamesEveryOption();
+    void applyTakesItsOptions();
+    void undoTakesItsOptions();
+    void wrongUsageOfACommandIsReportedWithItsLine_data();
+    void wrongUsageOfACommandIsReportedWithItsLine();
+    void everyHelpHasExamplesAndExitStatuses();
 };
 
 void TestCommandLine::searchIsTheCommandWithoutOne()
@@ -302,11 +307,18 @@ void TestCommandLine::whatFollowsTwoDashesIsAFolder()
 void TestCommandLine::manualPageNamesEveryOption()
 {
     const QString manual = contentOf("docs/quorvel-cli.1");
-    const QStringList options = optionsOfTheHelp(QString());
-    QCOMPARE(options.filter(QStringLiteral("--")).size(), 15);
-    for (const QString& option : options) {
-        // The macro puts the first dash.
-        QVERIFY2(manual.contains(QLatin1String("Fl ") + option.mid(1)), qPrintable(option));
+    const auto longOptions = [](const QStringList& options) {
+        return options.filter(QStringLiteral("--")).size();
+    };
+    QCOMPARE(longOptions(optionsOfTheHelp(QStringLiteral("search"))), 15);
+    QCOMPARE(longOptions(optionsOfTheHelp(QStringLiteral("apply"))), 10);
+    QCOMPARE(longOptions(optionsOfTheHelp(QStringLiteral("undo"))), 3);
+    for (const QString& command :
+         {QStringLiteral("search"), QStringLiteral("apply"), QStringLiteral("undo")}) {
+        for (const QString& option : optionsOfTheHelp(command)) {
+            // The macro puts the first dash.
+            QVERIFY2(manual.contains(QLatin1String("Fl ") + option.mid(1)), qPrintable(option));
+        }
     }
 }
 
@@ -315,7 +327,10 @@ void TestCommandLine::completionNamesEveryOption_data()
     QTest::addColumn<QString>("file");
     QTest::addColumn<QString>("command");
     for (const char* file : {"quorvel-cli.bash", "quorvel-cli.zsh", "quorvel-cli.fish"}) {
-        QTest::addRow("%s, search", file) << QString::fromLatin1(file) << QStringLiteral("search");
+        for (const char* command : {"search", "apply", "undo"}) {
+            QTest::addRow("%s, %s", file, command)
+                << QString::fromLatin1(file) << QString::fromLatin1(command);
+        }
     }
 }
 
@@ -329,6 +344,79 @@ void TestCommandLine::completionNamesEveryOption()
         if (option.startsWith(QLatin1String("--")) || !file.endsWith(QLatin1String(".bash"))) {
             QVERIFY2(hasWord(completion, inCompletion(file, option)), qPrintable(option));
         }
+    }
+}
+
+void TestCommandLine::applyTakesItsOptions()
+{
+    const cli::ApplyOptions few = parse(QStringLiteral("apply r.json --move-to f")).apply;
+    QCOMPARE(few.resultFile, QStringLiteral("r.json"));
+    QCOMPARE(few.folder, QStringLiteral("f"));
+    QCOMPARE(few.journalFile, QStringLiteral("r.json.journal"));
+    QCOMPARE(few.rules.minSimilarity, 90);
+    QVERIFY(!few.rules.evenShort && !few.rules.evenFeatureless && !few.rules.evenPartial);
+    QVERIFY(!few.reallyMove && !few.quiet && !few.verbose);
+
+    const CommandLine line =
+        parse(QStringLiteral("apply --yes --min-similarity 70 --even-short --even-featureless "
+                             "--even-partial --journal j -qv --move-to=:f -"));
+    QCOMPARE(line.text, QString());
+    QCOMPARE(line.request, CommandLine::Request::Apply);
+    const cli::ApplyOptions& all = line.apply;
+    QCOMPARE(all.resultFile, QStringLiteral("-"));
+    QCOMPARE(all.folder, QStringLiteral("./:f"));
+    QCOMPARE(all.journalFile, QStringLiteral("j"));
+    QCOMPARE(all.rules.minSimilarity, 70);
+    QVERIFY(all.rules.evenShort && all.rules.evenFeatureless && all.rules.evenPartial);
+    QVERIFY(all.reallyMove && all.quiet && all.verbose);
+}
+
+void TestCommandLine::undoTakesItsOptions()
+{
+    const CommandLine line = parse(QStringLiteral("undo -qv j"));
+    QCOMPARE(line.request, CommandLine::Request::Undo);
+    QCOMPARE(line.undo.journalFile, QStringLiteral("j"));
+    QVERIFY(line.undo.quiet && line.undo.verbose);
+    QCOMPARE(parse(QStringLiteral("./undo")).request, CommandLine::Request::Search);
+}
+
+void TestCommandLine::wrongUsageOfACommandIsReportedWithItsLine_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("usage");
+    const QString apply =
+        QStringLiteral("Usage: quorvel-cli apply [options] --move-to FOLDER RESULT\n");
+    const QString undo = QStringLiteral("Usage: quorvel-cli undo [options] JOURNAL\n");
+    QTest::newRow("apply nothing") << QStringLiteral("apply") << apply;
+    QTest::newRow("apply nowhere") << QStringLiteral("apply r.json") << apply;
+    QTest::newRow("apply two") << QStringLiteral("apply r.json s.json --move-to f") << apply;
+    QTest::newRow("apply from standard input") << QStringLiteral("apply - --move-to f") << apply;
+    QTest::newRow("apply above 100")
+        << QStringLiteral("apply r.json --move-to f --min-similarity 101") << apply;
+    QTest::newRow("option of the search")
+        << QStringLiteral("apply r.json --move-to f --pairs") << apply;
+    QTest::newRow("undo nothing") << QStringLiteral("undo") << undo;
+    QTest::newRow("undo two") << QStringLiteral("undo i j") << undo;
+}
+
+void TestCommandLine::wrongUsageOfACommandIsReportedWithItsLine()
+{
+    QFETCH(const QString, arguments);
+    QFETCH(const QString, usage);
+    const CommandLine line = parse(arguments);
+    QCOMPARE(line.request, CommandLine::Request::WrongUsage);
+    QVERIFY2(line.text.endsWith(usage), qPrintable(line.text));
+}
+
+void TestCommandLine::everyHelpHasExamplesAndExitStatuses()
+{
+    for (const QString& command :
+         {QStringLiteral("search"), QStringLiteral("apply"), QStringLiteral("undo")}) {
+        const CommandLine line = parse(command + QStringLiteral(" --help"));
+        QCOMPARE(line.request, CommandLine::Request::ShowText);
+        QVERIFY(line.text.startsWith(QLatin1String("Usage: quorvel-cli ")));
+        QVERIFY(line.text.contains(QLatin1String("\nExamples:\n  quorvel-cli ")));
+        QVERIFY(line.text.contains(QLatin1String("\nExit status:\n  0  ")));
     }
 }
 
