@@ -1,0 +1,274 @@
+#include "fileops/filefixture.h"
+#include "fileops/tracedrun.h"
+
+#include "resultfixture.h"
+#include "stage.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <random>
+
+namespace {
+
+constexpr unsigned kSeed = 20'260'101;
+
+/** What is interrupted, and how it goes on. */
+struct Scenario
+{
+    bool undo = false;
+    bool toOtherFileSystem = false;
+    bool applyAgain = false;
+
+    QString name() const
+    {
+        return QStringLiteral("%1 %2, then %3")
+            .arg(undo ? u"undo"_qs : u"apply"_qs,
+                 toOtherFileSystem ? u"between file systems"_qs : u"on one file system"_qs,
+                 applyAgain ? u"apply and undo"_qs : u"undo"_qs);
+    }
+};
+
+int numberFromEnvironment(const char* name, int standard)
+{
+    bool ok = false;
+    const int number = qEnvironmentVariableIntValue(name, &ok);
+    return ok ? number : standard;
+}
+
+/** A sample of \a count, all if that is 0, the same in each run. */
+template <typename T> QList<T> sampleOf(QList<T> all, int count)
+{
+    std::shuffle(all.begin(), all.end(), std::mt19937(kSeed));
+    return count == 0 ? all : all.mid(0, count);
+}
+
+/** The lines of a picture without the times of folders. */
+QStringList withoutFolderTimes(QStringList picture)
+{
+    static const QRegularExpression folderTime(u" (4\\d{4}) \\d+\\.\\d+$"_qs);
+    return picture.replaceInStrings(folderTime, u" \\1"_qs);
+}
+
+/** The lines of a picture without any times. */
+QStringList withoutTimes(QStringList picture)
+{
+    static const QRegularExpression time(u" \\d+\\.\\d{9}\\b"_qs);
+    return picture.replaceInStrings(time, QString());
+}
+
+/** A stage on which an operation is interrupted. */
+class InterruptedStage
+{
+public:
+    InterruptedStage(const Scenario& scenario, const QString& otherFolder)
+        : m_scenario(scenario)
+    {
+        if (scenario.toOtherFileSystem) {
+            m_stage.setTarget(otherFolder);
+        }
+        const QString result = m_stage.besides(u"found.json"_qs);
+        filefixture::write(result, m_stage.result());
+        before = m_stage.picture();
+        if (scenario.undo) {
+            m_stage.apply();
+            arguments = {u"undo"_qs, m_stage.journal()};
+        } else {
+            arguments = {u"apply"_qs, result, m_stage.target(), m_stage.journal()};
+        }
+    }
+    ~InterruptedStage()
+    {
+        QDir(m_stage.target()).removeRecursively();
+    }
+    Q_DISABLE_COPY_MOVE(InterruptedStage)
+
+    /** Whatever happened: what is lost, or nothing. */
+    QString loss() const
+    {
+        for (const QString& reference : {u"one.flac"_qs, u"two.flac"_qs}) {
+            if (filefixture::read(m_stage.music(reference)).isEmpty()) {
+                return u"no reference "_qs + reference;
+            }
+        }
+        const auto isIn = [this](const QString& name, const QByteArray& content) {
+            return filefixture::read(m_stage.music(name)) == content ||
+                   filefixture::read(m_stage.moved(name)) == content;
+        };
+        return isIn(u"a/one.mp3"_qs, "one, smaller") && isIn(u"a/two.mp3"_qs, "two, smaller") &&
+                       isIn(u"a/b/one.ogg"_qs, "one, small")
+                   ? QString()
+                   : u"a file is in neither place"_qs;
+    }
+
+    /** Goes on without faults, back to the beginning. Why that fails, or nothing. */
+    QString goOn() const
+    {
+        if (m_scenario.applyAgain) {
+            const Performance again = m_stage.apply();
+            if (again.counts.leftAlone > 0 || !again.failure.isEmpty()) {
+                return u"apply again: "_qs + again.text() +
+                       again.reasonOf(m_stage.music(u"a/one.mp3"_qs));
+            }
+        }
+        if (QFileInfo(m_stage.journal()).size() == 0) {
+            return {}; // interrupted before its first line
+        }
+        const Performance undone = m_stage.undo();
+        return undone.counts.leftAlone > 0 || !undone.failure.isEmpty()
+                   ? u"undo: "_qs + undone.text()
+                   : QString();
+    }
+
+    QStringList picture() const
+    {
+        return m_stage.picture();
+    }
+
+    QStringList before;
+    QStringList arguments;
+
+private:
+    const Scenario m_scenario;
+    Stage m_stage;
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(Scenario)
+
+/**
+ * Moving duplicates and moving them back, each of whose system calls is made to fail in many ways,
+ * and which are killed. By default a sample; the environment variables QUORVEL_FAULT_CASES and
+ * QUORVEL_FAULT_KILLS (for each scenario) give other numbers, 0 all there are.
+ */
+class ActionFaultsTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void failingSystemCallLosesNothing_data();
+    void failingSystemCallLosesNothing();
+    void killLosesNothing_data();
+    void killLosesNothing();
+
+private:
+    static void addScenarios();
+    QList<tracedrun::Call> callsOf(const Scenario& scenario) const
+    {
+        const InterruptedStage stage(scenario, otherFolder());
+        return tracedrun::run(stage.arguments, {}).operationCalls();
+    }
+    QString otherFolder() const
+    {
+        return m_other->filePath(u"target"_qs);
+    }
+
+    std::unique_ptr<filefixture::SecondFileSystem> m_other;
+};
+
+void ActionFaultsTest::initTestCase()
+{
+    QString reason;
+    if (!tracedrun::isPossible(&reason)) {
+        QSKIP(qPrintable(reason));
+    }
+    m_other = std::make_unique<filefixture::SecondFileSystem>();
+    if (!m_other->isAvailable()) {
+        QSKIP(filefixture::kNoSecondFileSystem);
+    }
+}
+
+void ActionFaultsTest::addScenarios()
+{
+    QTest::addColumn<Scenario>("scenario");
+    for (const bool undo : {false, true}) {
+        for (const bool other : {false, true}) {
+            for (const bool again : {false, true}) {
+                const Scenario scenario{undo, other, again};
+                QTest::newRow(qPrintable(scenario.name())) << scenario;
+            }
+        }
+    }
+}
+
+void ActionFaultsTest::failingSystemCallLosesNothing_data()
+{
+    addScenarios();
+}
+
+void ActionFaultsTest::failingSystemCallLosesNothing()
+{
+    QFETCH(const Scenario, scenario);
+    constexpr int kStandard = 40;
+    QStringList faults;
+    for (const tracedrun::Call& call : callsOf(scenario)) {
+        for (const char* error : {"EIO", "ENOSPC", "EACCES", "EROFS", "ENOENT"}) {
+            for (const char* often : {"", "+"}) {
+                faults.append(u"%1:error=%2:when=%3%4"_qs.arg(QString::fromLatin1(call.name))
+                                  .arg(QString::fromLatin1(error))
+                                  .arg(call.number)
+                                  .arg(QString::fromLatin1(often)));
+            }
+        }
+    }
+    QVERIFY(!faults.isEmpty());
+    qsizetype struck = 0;
+    const QStringList sample =
+        sampleOf(faults, numberFromEnvironment("QUORVEL_FAULT_CASES", kStandard));
+    for (const QString& fault : sample) {
+        const InterruptedStage stage(scenario, otherFolder());
+        const tracedrun::Result result = tracedrun::run(stage.arguments, {fault});
+        struck += result.injected > 0 ? 1 : 0;
+        QVERIFY2(stage.loss().isEmpty(), qPrintable(fault + u": "_qs + stage.loss()));
+        const QString problem = stage.goOn();
+        QVERIFY2(problem.isEmpty(), qPrintable(fault + u": "_qs + problem));
+        // A folder's time is not restored where a file of it had to be skipped.
+        const bool concernsTimes = fault.startsWith(u"utimensat"_qs);
+        const QStringList after = stage.picture();
+        const QString title = fault + u'\n' + after.join(u'\n');
+        QVERIFY2(concernsTimes ? withoutTimes(after) == withoutTimes(stage.before)
+                               : withoutFolderTimes(after) == withoutFolderTimes(stage.before),
+                 qPrintable(title));
+    }
+    QCOMPARE(struck, sample.size());
+    std::printf("%s: %lld faults\n", qPrintable(scenario.name()), qlonglong{sample.size()});
+}
+
+void ActionFaultsTest::killLosesNothing_data()
+{
+    addScenarios();
+}
+
+void ActionFaultsTest::killLosesNothing()
+{
+    QFETCH(const Scenario, scenario);
+    constexpr int kStandard = 25;
+    const QList<tracedrun::Call> sample =
+        sampleOf(callsOf(scenario), numberFromEnvironment("QUORVEL_FAULT_KILLS", kStandard));
+    QVERIFY(!sample.isEmpty());
+    for (const tracedrun::Call& call : sample) {
+        const InterruptedStage stage(scenario, otherFolder());
+        const QString kill =
+            u"%1:signal=KILL:when=%2"_qs.arg(QString::fromLatin1(call.name)).arg(call.number);
+        const tracedrun::Result result = tracedrun::run(stage.arguments, {kill});
+        const QString title = kill + u", "_qs + QString::fromUtf8(call.line) + u": "_qs;
+        QVERIFY2(result.killed, qPrintable(title));
+        QVERIFY2(stage.loss().isEmpty(), qPrintable(title + stage.loss()));
+        const QString problem = stage.goOn();
+        QVERIFY2(problem.isEmpty(), qPrintable(title + problem));
+        QVERIFY2(stage.picture() == stage.before,
+                 qPrintable(title + u'\n' + stage.picture().join(u'\n') + u"\nbefore:\n"_qs +
+                            stage.before.join(u'\n')));
+    }
+    std::printf("%s: %lld kills\n", qPrintable(scenario.name()), qlonglong{sample.size()});
+}
+
+QTEST_GUILESS_MAIN(ActionFaultsTest)
+#include "tst_actionfaults.moc"
