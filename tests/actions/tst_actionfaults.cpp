@@ -238,7 +238,8 @@ void ActionFaultsTest::failingSystemCallLosesNothing()
                  qPrintable(title));
     }
     QCOMPARE(struck, sample.size());
-    std::printf("%s: %lld faults\n", qPrintable(scenario.name()), qlonglong{sample.size()});
+    std::printf("%s: %s faults\n", qPrintable(scenario.name()),
+                qPrintable(QString::number(sample.size())));
 }
 
 void ActionFaultsTest::killLosesNothing_data()
@@ -267,7 +268,8 @@ void ActionFaultsTest::killLosesNothing()
                  qPrintable(title + u'\n' + stage.picture().join(u'\n') + u"\nbefore:\n"_qs +
                             stage.before.join(u'\n')));
     }
-    std::printf("%s: %lld kills\n", qPrintable(scenario.name()), qlonglong{sample.size()});
+    std::printf("%s: %s kills\n", qPrintable(scenario.name()),
+                qPrintable(QString::number(sample.size())));
 }
 
 QTEST_GUILESS_MAIN(ActionFaultsTest)

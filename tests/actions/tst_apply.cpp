@@ -147,55 +147,53 @@ void ApplyTest::fileIsLeftAlone_data()
         QTest::newRow(name) << prepare << reason;
     };
     row("gone", u"no longer there"_qs,
-        [](Stage& stage) { return QFile::remove(stage.music(one)); });
-    row("longer", u"changed since the search"_qs, [](Stage& stage) {
+        [](const Stage& stage) { return QFile::remove(stage.music(one)); });
+    row("longer", u"changed since the search"_qs, [](const Stage& stage) {
         QFile file(stage.music(one));
         return file.open(QFile::Append) && file.write("!") == 1;
     });
-    row("of another time", u"changed since the search"_qs,
-        [](Stage& stage) { return resultfixture::setTime(stage.music(one), 1'600'000'000, 0); });
-    row("a link to a copy", u"a link"_qs, [](Stage& stage) {
+    row("of another time", u"changed since the search"_qs, [](const Stage& stage) {
+        return resultfixture::setTime(stage.music(one), 1'600'000'000, 0);
+    });
+    row("a link to a copy", u"a link"_qs, [](const Stage& stage) {
         return QFile::rename(stage.music(one), stage.besides(u"copy"_qs)) &&
                link(stage.besides(u"copy"_qs), stage.music(one));
     });
-    row("a folder", u"not a file"_qs, [](Stage& stage) {
+    row("a folder", u"not a file"_qs, [](const Stage& stage) {
         return QFile::remove(stage.music(one)) && QDir().mkdir(stage.music(one));
     });
-    row("a pipe", u"not a file"_qs, [](Stage& stage) {
+    row("a pipe", u"not a file"_qs, [](const Stage& stage) {
         return QFile::remove(stage.music(one)) &&
                ::mkfifo(QFile::encodeName(stage.music(one)).constData(), 0600) == 0;
     });
     row("reference gone", u"its reference is missing"_qs,
-        [](Stage& stage) { return QFile::remove(stage.music(firstReference)); });
-    row("reference changed", u"its reference is missing, changed"_qs, [](Stage& stage) {
+        [](const Stage& stage) { return QFile::remove(stage.music(firstReference)); });
+    row("reference changed", u"its reference is missing, changed"_qs, [](const Stage& stage) {
         return resultfixture::setTime(stage.music(firstReference), 1'600'000'000, 0);
     });
-    row("reference is a pipe", u"its reference is missing"_qs, [](Stage& stage) {
+    row("reference is a pipe", u"its reference is missing"_qs, [](const Stage& stage) {
         return QFile::remove(stage.music(firstReference)) &&
                ::mkfifo(QFile::encodeName(stage.music(firstReference)).constData(), 0600) == 0;
     });
     row("hard link of its reference", u"another name of a reference"_qs, [](Stage& stage) {
-        return QFile::remove(stage.music(one)) &&
-               hardLink(stage.music(firstReference), stage.music(one)) &&
-               (stage.setGroups(
-                    {groupObject(stage.reference(firstReference), {stage.duplicate(one)})}),
-                true);
+        const bool made = QFile::remove(stage.music(one)) &&
+                          hardLink(stage.music(firstReference), stage.music(one));
+        stage.setGroups({groupObject(stage.reference(firstReference), {stage.duplicate(one)})});
+        return made;
     });
     row("reference is a link to it", u"another name of a reference"_qs, [](Stage& stage) {
-        return QFile::remove(stage.music(firstReference)) &&
-               link(stage.music(one), stage.music(firstReference)) &&
-               (stage.setGroups(
-                    {groupObject(stage.reference(firstReference), {stage.duplicate(one)})}),
-                true);
+        const bool made = QFile::remove(stage.music(firstReference)) &&
+                          link(stage.music(one), stage.music(firstReference));
+        stage.setGroups({groupObject(stage.reference(firstReference), {stage.duplicate(one)})});
+        return made;
     });
     row("hard link of another group's reference", u"another name of a reference"_qs,
         [](Stage& stage) {
-            return QFile::remove(stage.music(one)) &&
-                   hardLink(stage.music(secondReference), stage.music(one)) &&
-                   (stage.setGroups(
-                        {groupObject(stage.reference(firstReference), {stage.duplicate(one)}),
-                         groupObject(stage.reference(secondReference), {})}),
-                    true);
+            const bool made = QFile::remove(stage.music(one)) &&
+                              hardLink(stage.music(secondReference), stage.music(one));
+            stage.setGroups({groupObject(stage.reference(firstReference), {stage.duplicate(one)}),
+                             groupObject(stage.reference(secondReference), {})});
+            return made;
         });
     row("reference of another group", u"the reference of other files"_qs, [](Stage& stage) {
         stage.setGroups({groupObject(stage.reference(firstReference), {stage.duplicate(one)}),
@@ -210,15 +208,15 @@ void ApplyTest::fileIsLeftAlone_data()
         return made;
     });
     row("name taken", u"its name is taken"_qs,
-        [](Stage& stage) { return resultfixture::writeFile(stage.moved(one), "another"); });
-    row("name taken by a dead link", u"its name is taken"_qs, [](Stage& stage) {
+        [](const Stage& stage) { return resultfixture::writeFile(stage.moved(one), "another"); });
+    row("name taken by a dead link", u"its name is taken"_qs, [](const Stage& stage) {
         return QDir().mkpath(QFileInfo(stage.moved(one)).path()) &&
                link(u"nowhere"_qs, stage.moved(one));
     });
-    row("a file in the way", u"in the way"_qs, [](Stage& stage) {
+    row("a file in the way", u"in the way"_qs, [](const Stage& stage) {
         return resultfixture::writeFile(QFileInfo(stage.moved(one)).path(), "a file");
     });
-    row("a link in the way", u"in the way"_qs, [](Stage& stage) {
+    row("a link in the way", u"in the way"_qs, [](const Stage& stage) {
         const QString folder = QFileInfo(stage.moved(firstReference)).path();
         return QDir().mkpath(QFileInfo(folder).path()) && link(stage.music({}), folder);
     });
@@ -429,6 +427,7 @@ void ApplyTest::fileGoesBackWhenAReferenceVanishesWithIt()
     m_stage->setGroups(groups);
     const QStringList before = m_stage->picture();
     const QString hidden = m_stage->besides(u"hidden"_qs);
+    // cppcheck-suppress danglingLifetime ; cleanup() empties it
     afterRename = [&](const QByteArray& from) {
         if (from == QFile::encodeName(m_stage->music(one))) {
             // Not by a function that renames.
@@ -454,6 +453,7 @@ void ApplyTest::fileGoesBackWhenAReferenceVanishesWithIt()
 
 void ApplyTest::fileThatCannotGoBackEndsTheRun()
 {
+    // cppcheck-suppress danglingLifetime ; cleanup() empties it
     afterRename = [&](const QByteArray& from) {
         if (from == QFile::encodeName(m_stage->music(one))) {
             QVERIFY(QFile::remove(m_stage->music(firstReference)));

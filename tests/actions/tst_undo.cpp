@@ -117,18 +117,18 @@ void UndoTest::fileIsLeftAlone_data()
         QTest::newRow(name) << prepare << reason;
     };
     row("place taken", u"its place is taken"_qs,
-        [](Stage& stage) { return write(stage.music(one), "newcomer"); });
+        [](const Stage& stage) { return write(stage.music(one), "newcomer"); });
     row("place taken by an equal file", u"its place is taken"_qs,
-        [](Stage& stage) { return write(stage.music(one), "one, smaller"); });
+        [](const Stage& stage) { return write(stage.music(one), "one, smaller"); });
     row("place taken by a dead link", u"its place is taken"_qs,
-        [](Stage& stage) { return QFile::link(u"nowhere"_qs, stage.music(one)); });
+        [](const Stage& stage) { return QFile::link(u"nowhere"_qs, stage.music(one)); });
     row("gone from the folder", u"neither there nor in"_qs,
-        [](Stage& stage) { return QFile::remove(stage.moved(one)); });
-    row("a link in its stead", u"no longer a file"_qs, [](Stage& stage) {
+        [](const Stage& stage) { return QFile::remove(stage.moved(one)); });
+    row("a link in its stead", u"no longer a file"_qs, [](const Stage& stage) {
         return QFile::rename(stage.moved(one), stage.besides(u"copy"_qs)) &&
                QFile::link(stage.besides(u"copy"_qs), stage.moved(one));
     });
-    row("its folder gone", u"its folder is gone"_qs, [](Stage& stage) {
+    row("its folder gone", u"its folder is gone"_qs, [](const Stage& stage) {
         return QFile::rename(stage.music(u"a"_qs), stage.music(u"elsewhere"_qs));
     });
 }
@@ -335,8 +335,9 @@ void UndoTest::runThatWasCutOffContinues()
             static_cast<qsizetype>(static_cast<double>(journal.size() - lastLine) * part);
         QVERIFY(writeJournal(journal.first(lastLine + left)));
         const Performance performance = undo ? m_stage->undo() : m_stage->apply();
-        QCOMPARE(performance.text(), undo ? u"3 moved, 0 before, 0 left alone"_qs
-                                          : u"0 moved, 3 before, 0 left alone"_qs);
+        const QString undone = u"3 moved, 0 before, 0 left alone"_qs;
+        const QString applied = u"0 moved, 3 before, 0 left alone"_qs;
+        QCOMPARE(performance.text(), undo ? undone : applied);
         QCOMPARE(m_stage->picture(), undo ? before : after);
         m_stage->undo();
         QCOMPARE(m_stage->picture(), before);
