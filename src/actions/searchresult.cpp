@@ -196,8 +196,10 @@ SearchResult readSearchResult(const QByteArray& json)
     requireVersion(head);
     SearchResult result;
     result.hash = QCryptographicHash::hash(json, QCryptographicHash::Sha256).toHex();
-    result.searchedFolders =
-        head.paths(QStringLiteral("folders")) + head.paths(QStringLiteral("against"));
+    result.searchedFolders = head.paths(QStringLiteral("folders"));
+    if (!head.value(QStringLiteral("against")).isUndefined()) {
+        result.searchedFolders += head.paths(QStringLiteral("against"));
+    }
     if (result.searchedFolders.isEmpty()) {
         refuse(QStringLiteral("folders"), QStringLiteral("a list of the folders searched"));
     }

@@ -100,7 +100,8 @@ private:
         options.storeFile = fileName(store);
         options.forget = m_parser.isSet(forget);
         if (options.forget && options.storeFile.isEmpty()) {
-            throw WrongUsage{QStringLiteral("--forget takes files out of a store: give --store.")};
+            throw InvalidUsage{
+                QStringLiteral("--forget takes files out of a store: give --store.")};
         }
         options.quiet = m_parser.isSet(quiet);
         options.verbose = m_parser.isSet(verbose);
@@ -113,8 +114,8 @@ private:
         const auto unusable =
             std::find_if_not(patterns.cbegin(), patterns.cend(), Exclusion::isUsable);
         if (unusable != patterns.cend()) {
-            throw WrongUsage{QStringLiteral("--%1 takes no pattern like '%2'.")
-                                 .arg(option.names().constLast(), *unusable)};
+            throw InvalidUsage{QStringLiteral("--%1 takes no pattern like '%2'.")
+                                   .arg(option.names().constLast(), *unusable)};
         }
         return patterns;
     }
@@ -130,9 +131,9 @@ private:
                 ending.remove(0, ending.startsWith(QLatin1String("+.")) ? 2 : 1);
                 if (!isAdded || ending.isEmpty() || ending.contains(QLatin1Char('.')) ||
                     ending.contains(QLatin1Char('/'))) {
-                    throw WrongUsage{QStringLiteral("--%1 takes endings with a plus, such as "
-                                                    "+opus,+oga, or +all.")
-                                         .arg(option.names().constLast())};
+                    throw InvalidUsage{QStringLiteral("--%1 takes endings with a plus, such as "
+                                                      "+opus,+oga, or +all.")
+                                           .arg(option.names().constLast())};
                 }
                 endings.append(ending);
             }

@@ -44,6 +44,8 @@ QJsonObject headOf(const Report& report)
                      {QStringLiteral("mode"), report.betweenGroups
                                                   ? QStringLiteral("Between groups")
                                                   : QStringLiteral("Within group")},
+                     {QStringLiteral("folders"), QJsonArray::fromStringList(report.folders)},
+                     {QStringLiteral("against"), QJsonArray::fromStringList(report.against)},
                      {QStringLiteral("threshold"), report.threshold}};
     QJsonObject counts{
         {QStringLiteral("files"), report.fileCount},

@@ -12,6 +12,7 @@
 #include <QIODevice>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 #include <stop_token>
@@ -24,6 +25,9 @@ struct Report
 {
     /** Whether files were compared between two groups, not within one. */
     bool betweenGroups = false;
+    /** The searched folders of Group A and of Group B, absolute. */
+    QStringList folders;
+    QStringList against;
     int threshold = 0;
     qsizetype fileCount = 0;
     DuplicateMap duplicates;

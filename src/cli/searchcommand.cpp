@@ -23,6 +23,7 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -211,11 +212,11 @@ private:
 
     fingerprint::FileLists listFiles()
     {
-        const QStringList folders = usableFolders(m_options.folders);
-        const QStringList against = usableFolders(m_options.against);
-        m_searchedFolders = folders + against;
+        m_report.folders = usableFolders(m_options.folders);
+        m_report.against = usableFolders(m_options.against);
         m_progress.show(QStringLiteral("Listing files"));
-        const FoundFiles found = findFiles(folders, against, listingOptions(m_options), m_stop);
+        const FoundFiles found =
+            findFiles(m_report.folders, m_report.against, listingOptions(m_options), m_stop);
         const fingerprint::FileLists& files = found.lists;
         m_report.fileCount = files.first.size() + files.second.size();
         m_report.skipped = found.skipped;
@@ -254,8 +255,9 @@ private:
         }
         m_progress.clear();
         try {
-            const qsizetype count = search::forgetGone(
-                store, {m_searchedFolders, files.first + files.second, unlistedFolders});
+            const qsizetype count =
+                search::forgetGone(store, {m_report.folders + m_report.against,
+                                           files.first + files.second, unlistedFolders});
             if (count > 0 && !m_options.quiet) {
                 printMessage(
                     QStringLiteral("%1 %2 gone and taken out of %3")
@@ -414,7 +416,6 @@ private:
     const std::stop_token m_stop;
     ProgressLine m_progress;
     Report m_report;
-    QStringList m_searchedFolders;
     bool m_folderMissing = false;
     bool m_written = false;
     bool m_storeFailed = false;

@@ -157,6 +157,8 @@ void SearchResultTest::wrongHeadIsRefused_data()
         u"folders"_qs);
     row("relative folder", R"({"version": 2, "folders": ["m"], "against": [], "groups": []})",
         u"folders"_qs);
+    row("against is no list", R"({"version": 2, "folders": ["/m"], "against": 1, "groups": []})",
+        u"against"_qs);
     row("no groups", R"({"version": 2, "folders": ["/m"], "against": []})", u"groups"_qs);
     row("group is a number", R"({"version": 2, "folders": ["/m"], "against": [], "groups": [1]})",
         u"groups[0]"_qs);

@@ -17,6 +17,8 @@ namespace {
 Report sampleReport()
 {
     Report report;
+    report.folders = {QStringLiteral("/m")};
+    report.against = {QStringLiteral("/old"), QStringLiteral("/b")};
     report.threshold = 70;
     report.fileCount = 6;
     report.duplicates = {
@@ -335,6 +337,8 @@ void TestReport::jsonCarriesEverything()
     const QJsonObject expected{
         {QStringLiteral("version"), 2},
         {QStringLiteral("mode"), QStringLiteral("Between groups")},
+        {QStringLiteral("folders"), QJsonArray{QStringLiteral("/m")}},
+        {QStringLiteral("against"), QJsonArray{QStringLiteral("/old"), QStringLiteral("/b")}},
         {QStringLiteral("threshold"), 70},
         {QStringLiteral("groups"),
          withUnknownFacts(
