@@ -38,14 +38,22 @@ QJsonObject groupObject(const QString& reference, const DuplicateMap::mapped_typ
             {QStringLiteral("duplicates"), duplicates}};
 }
 
+/** \a folders once each and sorted, so that their order in the call changes nothing. */
+QJsonArray sorted(QStringList folders)
+{
+    folders.sort();
+    folders.removeDuplicates();
+    return QJsonArray::fromStringList(folders);
+}
+
 QJsonObject headOf(const Report& report)
 {
     QJsonObject head{{QStringLiteral("version"), kFormatVersion},
                      {QStringLiteral("mode"), report.betweenGroups
                                                   ? QStringLiteral("Between groups")
                                                   : QStringLiteral("Within group")},
-                     {QStringLiteral("folders"), QJsonArray::fromStringList(report.folders)},
-                     {QStringLiteral("against"), QJsonArray::fromStringList(report.against)},
+                     {QStringLiteral("folders"), sorted(report.folders)},
+                     {QStringLiteral("against"), sorted(report.against)},
                      {QStringLiteral("threshold"), report.threshold}};
     QJsonObject counts{
         {QStringLiteral("files"), report.fileCount},

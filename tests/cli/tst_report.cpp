@@ -338,7 +338,7 @@ void TestReport::jsonCarriesEverything()
         {QStringLiteral("version"), 2},
         {QStringLiteral("mode"), QStringLiteral("Between groups")},
         {QStringLiteral("folders"), QJsonArray{QStringLiteral("/m")}},
-        {QStringLiteral("against"), QJsonArray{QStringLiteral("/old"), QStringLiteral("/b")}},
+        {QStringLiteral("against"), QJsonArray{QStringLiteral("/b"), QStringLiteral("/old")}},
         {QStringLiteral("threshold"), 70},
         {QStringLiteral("groups"),
          withUnknownFacts(
