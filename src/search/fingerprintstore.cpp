@@ -345,7 +345,9 @@ QStringList FingerprintStore::pathsBelow(const QString& folder)
     const QString stem = folder == QLatin1String("/") ? QString() : folder;
     QSqlQuery query(m_database);
     query.setForwardOnly(true);
-    query.prepare(QStringLiteral("SELECT path FROM files WHERE path > ? AND path < ?"));
+    if (!query.prepare(QStringLiteral("SELECT path FROM files WHERE path > ? AND path < ?"))) {
+        fail(query.lastError());
+    }
     execute(query, {stem + QLatin1Char('/'), stem + QChar(kBehindSlash)});
     QStringList paths;
     while (query.next()) {
@@ -360,7 +362,9 @@ void FingerprintStore::forget(const QStringList& paths)
         return;
     }
     QSqlQuery removal(m_database);
-    removal.prepare(QStringLiteral("DELETE FROM files WHERE path = ?"));
+    if (!removal.prepare(QStringLiteral("DELETE FROM files WHERE path = ?"))) {
+        fail(removal.lastError());
+    }
     execute(QStringLiteral("BEGIN IMMEDIATE"));
     try {
         for (const QString& path : paths) {

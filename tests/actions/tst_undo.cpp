@@ -338,6 +338,7 @@ void UndoTest::runThatWasCutOffContinues()
         const QString undone = u"3 moved, 0 before, 0 left alone"_qs;
         const QString applied = u"0 moved, 3 before, 0 left alone"_qs;
         QCOMPARE(performance.text(), undo ? undone : applied);
+        // cppcheck-suppress duplicateExpressionTernary ; the picture is taken twice
         QCOMPARE(m_stage->picture(), undo ? before : after);
         m_stage->undo();
         QCOMPARE(m_stage->picture(), before);

@@ -408,7 +408,7 @@ void TestQuorvelCli::thresholdIsTheStoredOneAsItStands_data()
     QTest::addColumn<QVariant>("stored");
     QTest::addColumn<int>("threshold");
     QTest::addColumn<QByteArray>("warning");
-    const QByteArray noWarning;
+    const QByteArray noWarning("");
     const QByteArray everyPair = "is %1, which makes every pair of files a duplicate. ";
     const QByteArray noPair = "is %1, which no pair of files reaches. ";
     QTest::newRow("nothing stored") << QVariant() << 70 << noWarning;
