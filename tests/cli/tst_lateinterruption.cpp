@@ -1,3 +1,4 @@
+#include "cli/exitstatus.h"
 #include "cli/program.h"
 #include "support/media.h"
 
