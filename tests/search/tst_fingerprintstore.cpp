@@ -101,7 +101,7 @@ thread_local std::atomic<bool>* waiting = nullptr;
 } // namespace
 
 // SQLite sleeps by it between two attempts to get a lock.
-extern "C" int usleep(useconds_t microseconds)
+extern "C" int usleep(useconds_t microseconds) // unavoidable: it is what SQLite waits with
 {
     if (waiting != nullptr) {
         *waiting = true;
