@@ -3,16 +3,15 @@
 
 #include "resultfixture.h"
 #include "stage.h"
+#include "support/sampling.h"
 
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
 #include <QTest>
 
-#include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <random>
 
 namespace {
 
@@ -41,20 +40,6 @@ struct Scenario
                  applyAgain ? u"apply and undo"_qs : u"undo"_qs);
     }
 };
-
-int numberFromEnvironment(const char* name, int standard)
-{
-    bool ok = false;
-    const int number = qEnvironmentVariableIntValue(name, &ok);
-    return ok ? number : standard;
-}
-
-/** A sample of \a count, all if that is 0, the same in each run. */
-template <typename T> QList<T> sampleOf(QList<T> all, int count)
-{
-    std::shuffle(all.begin(), all.end(), std::mt19937(kSeed));
-    return count == 0 ? all : all.mid(0, count);
-}
 
 /** The lines of a picture without the times of folders. */
 QStringList withoutFolderTimes(QStringList picture)
@@ -227,8 +212,8 @@ void ActionFaultsTest::failingSystemCallLosesNothing()
     }
     QVERIFY(!faults.isEmpty());
     qsizetype struck = 0;
-    const QStringList sample =
-        sampleOf(faults, numberFromEnvironment("QUORVEL_FAULT_CASES", kStandardFaults));
+    const QStringList sample = support::sampleOf(
+        faults, support::numberFromEnvironment("QUORVEL_FAULT_CASES", kStandardFaults), kSeed);
     for (const QString& fault : sample) {
         const InterruptedStage stage(scenario, otherFolder());
         const tracedrun::Result result = tracedrun::run(stage.arguments, {fault});
@@ -258,8 +243,9 @@ void ActionFaultsTest::killLosesNothing_data()
 void ActionFaultsTest::killLosesNothing()
 {
     QFETCH(const Scenario, scenario);
-    const QList<tracedrun::Call> sample =
-        sampleOf(callsOf(scenario), numberFromEnvironment("QUORVEL_FAULT_KILLS", kStandardKills));
+    const QList<tracedrun::Call> sample = support::sampleOf(
+        callsOf(scenario), support::numberFromEnvironment("QUORVEL_FAULT_KILLS", kStandardKills),
+        kSeed);
     QVERIFY(!sample.isEmpty());
     for (const tracedrun::Call& call : sample) {
         const InterruptedStage stage(scenario, otherFolder());

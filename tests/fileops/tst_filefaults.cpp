@@ -1,6 +1,7 @@
 #include "faultmatrix.h"
 #include "filefixture.h"
 #include "fileops/fileoperations.h"
+#include "support/sampling.h"
 
 #include <QDir>
 #include <QFile>
@@ -29,21 +30,6 @@ constexpr int kPages = 24;
 constexpr qsizetype kComplaintsShown = 10;
 
 using Case = std::function<Tally(const Folders&)>;
-
-/** A number of cases from the environment; \a standard where it has none, 0 for all there are. */
-int numberFromEnvironment(const char* name, int standard)
-{
-    bool ok = false;
-    const int number = qEnvironmentVariableIntValue(name, &ok);
-    return ok ? number : standard;
-}
-
-/** A sample of \a count, all if that is 0, the same in each run. */
-template <typename T> QList<T> sampleOf(QList<T> all, int count)
-{
-    std::shuffle(all.begin(), all.end(), std::mt19937(kSeed));
-    return count == 0 ? all : all.mid(0, count);
-}
 
 } // namespace
 
@@ -152,8 +138,8 @@ void FileFaultsTest::failingSystemCallLosesNothing()
     const auto faults = faultmatrix::faultsOf(scenario, lacking, folders);
     QVERIFY(!faults.isEmpty());
     QList<Case> cases;
-    for (const faultmatrix::Fault& fault :
-         sampleOf(faults, numberFromEnvironment("QUORVEL_FAULT_CASES", kStandard))) {
+    for (const faultmatrix::Fault& fault : support::sampleOf(
+             faults, support::numberFromEnvironment("QUORVEL_FAULT_CASES", kStandard), kSeed)) {
         cases.append([&scenario, &lacking, fault](const Folders& ownFolders) {
             return faultmatrix::runCase(scenario, lacking, fault, ownFolders);
         });
@@ -215,7 +201,7 @@ void FileFaultsTest::killLosesNothing()
 {
     QFETCH(const Scenario, scenario);
     constexpr int kStandard = 20;
-    const int kills = numberFromEnvironment("QUORVEL_FAULT_KILLS", kStandard);
+    const int kills = support::numberFromEnvironment("QUORVEL_FAULT_KILLS", kStandard);
     const bool atTimes = qEnvironmentVariableIsSet("QUORVEL_FAULT_KILLS");
     const faultmatrix::Course course =
         faultmatrix::courseOf(scenario, {m_here->path(), m_other->path()});
