@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr unsigned kSeed = 20'260'101;
@@ -35,23 +37,23 @@ struct Scenario
     QString name() const
     {
         return QStringLiteral("%1 %2, then %3")
-            .arg(undo ? u"undo"_qs : u"apply"_qs,
-                 toOtherFileSystem ? u"between file systems"_qs : u"on one file system"_qs,
-                 applyAgain ? u"apply and undo"_qs : u"undo"_qs);
+            .arg(undo ? u"undo"_s : u"apply"_s,
+                 toOtherFileSystem ? u"between file systems"_s : u"on one file system"_s,
+                 applyAgain ? u"apply and undo"_s : u"undo"_s);
     }
 };
 
 /** The lines of a picture without the times of folders. */
 QStringList withoutFolderTimes(QStringList picture)
 {
-    static const QRegularExpression folderTime(u" (4\\d{4}) \\d+\\.\\d+$"_qs);
-    return picture.replaceInStrings(folderTime, u" \\1"_qs);
+    static const QRegularExpression folderTime(u" (4\\d{4}) \\d+\\.\\d+$"_s);
+    return picture.replaceInStrings(folderTime, u" \\1"_s);
 }
 
 /** The lines of a picture without any times. */
 QStringList withoutTimes(QStringList picture)
 {
-    static const QRegularExpression time(u" \\d+\\.\\d{9}\\b"_qs);
+    static const QRegularExpression time(u" \\d+\\.\\d{9}\\b"_s);
     return picture.replaceInStrings(time, QString());
 }
 
@@ -65,14 +67,14 @@ public:
         if (scenario.toOtherFileSystem) {
             m_stage.setTarget(otherFolder);
         }
-        const QString result = m_stage.besides(u"found.json"_qs);
+        const QString result = m_stage.besides(u"found.json"_s);
         filefixture::write(result, m_stage.result());
         before = m_stage.picture();
         if (scenario.undo) {
             m_stage.apply();
-            arguments = {u"undo"_qs, m_stage.journal()};
+            arguments = {u"undo"_s, m_stage.journal()};
         } else {
-            arguments = {u"apply"_qs, result, m_stage.target(), m_stage.journal()};
+            arguments = {u"apply"_s, result, m_stage.target(), m_stage.journal()};
         }
     }
     ~InterruptedStage()
@@ -84,19 +86,19 @@ public:
     /** Whatever happened: what is lost, or nothing. */
     QString loss() const
     {
-        for (const QString& reference : {u"one.flac"_qs, u"two.flac"_qs}) {
+        for (const QString& reference : {u"one.flac"_s, u"two.flac"_s}) {
             if (filefixture::read(m_stage.music(reference)).isEmpty()) {
-                return u"no reference "_qs + reference;
+                return u"no reference "_s + reference;
             }
         }
         const auto isIn = [this](const QString& name, const QByteArray& content) {
             return filefixture::read(m_stage.music(name)) == content ||
                    filefixture::read(m_stage.moved(name)) == content;
         };
-        return isIn(u"a/one.mp3"_qs, "one, smaller") && isIn(u"a/two.mp3"_qs, "two, smaller") &&
-                       isIn(u"a/b/one.ogg"_qs, "one, small")
+        return isIn(u"a/one.mp3"_s, "one, smaller") && isIn(u"a/two.mp3"_s, "two, smaller") &&
+                       isIn(u"a/b/one.ogg"_s, "one, small")
                    ? QString()
-                   : u"a file is in neither place"_qs;
+                   : u"a file is in neither place"_s;
     }
 
     /** Goes on without faults, back to the beginning. Why that fails, or nothing. */
@@ -105,8 +107,8 @@ public:
         if (m_scenario.applyAgain) {
             const Performance again = m_stage.apply();
             if (again.counts.leftAlone > 0 || !again.failure.isEmpty()) {
-                return u"apply again: "_qs + again.text() +
-                       again.reasonOf(m_stage.music(u"a/one.mp3"_qs));
+                return u"apply again: "_s + again.text() +
+                       again.reasonOf(m_stage.music(u"a/one.mp3"_s));
             }
         }
         if (QFileInfo(m_stage.journal()).size() == 0) {
@@ -114,7 +116,7 @@ public:
         }
         const Performance undone = m_stage.undo();
         return undone.counts.leftAlone > 0 || !undone.failure.isEmpty()
-                   ? u"undo: "_qs + undone.text()
+                   ? u"undo: "_s + undone.text()
                    : QString();
     }
 
@@ -160,7 +162,7 @@ private:
     }
     QString otherFolder() const
     {
-        return m_other->filePath(u"target"_qs);
+        return m_other->filePath(u"target"_s);
     }
 
     std::unique_ptr<filefixture::SecondFileSystem> m_other;
@@ -203,7 +205,7 @@ void ActionFaultsTest::failingSystemCallLosesNothing()
     for (const tracedrun::Call& call : callsOf(scenario)) {
         for (const char* error : {"EIO", "ENOSPC", "EACCES", "EROFS", "ENOENT"}) {
             for (const char* often : {"", "+"}) {
-                faults.append(u"%1:error=%2:when=%3%4"_qs.arg(QString::fromLatin1(call.name))
+                faults.append(u"%1:error=%2:when=%3%4"_s.arg(QString::fromLatin1(call.name))
                                   .arg(QString::fromLatin1(error))
                                   .arg(call.number)
                                   .arg(QString::fromLatin1(often)));
@@ -218,11 +220,11 @@ void ActionFaultsTest::failingSystemCallLosesNothing()
         const InterruptedStage stage(scenario, otherFolder());
         const tracedrun::Result result = tracedrun::run(stage.arguments, {fault});
         struck += result.injected > 0 ? 1 : 0;
-        QVERIFY2(stage.loss().isEmpty(), qPrintable(fault + u": "_qs + stage.loss()));
+        QVERIFY2(stage.loss().isEmpty(), qPrintable(fault + u": "_s + stage.loss()));
         const QString problem = stage.goOn();
-        QVERIFY2(problem.isEmpty(), qPrintable(fault + u": "_qs + problem));
+        QVERIFY2(problem.isEmpty(), qPrintable(fault + u": "_s + problem));
         // A folder's time is not restored where a file of it had to be skipped.
-        const bool concernsTimes = fault.startsWith(u"utimensat"_qs);
+        const bool concernsTimes = fault.startsWith(u"utimensat"_s);
         const QStringList after = stage.picture();
         const QString title = fault + u'\n' + after.join(u'\n');
         QVERIFY2(concernsTimes ? withoutTimes(after) == withoutTimes(stage.before)
@@ -250,15 +252,15 @@ void ActionFaultsTest::killLosesNothing()
     for (const tracedrun::Call& call : sample) {
         const InterruptedStage stage(scenario, otherFolder());
         const QString kill =
-            u"%1:signal=KILL:when=%2"_qs.arg(QString::fromLatin1(call.name)).arg(call.number);
+            u"%1:signal=KILL:when=%2"_s.arg(QString::fromLatin1(call.name)).arg(call.number);
         const tracedrun::Result result = tracedrun::run(stage.arguments, {kill});
-        const QString title = kill + u", "_qs + QString::fromUtf8(call.line) + u": "_qs;
+        const QString title = kill + u", "_s + QString::fromUtf8(call.line) + u": "_s;
         QVERIFY2(result.killed, qPrintable(title));
         QVERIFY2(stage.loss().isEmpty(), qPrintable(title + stage.loss()));
         const QString problem = stage.goOn();
         QVERIFY2(problem.isEmpty(), qPrintable(title + problem));
         QVERIFY2(stage.picture() == stage.before,
-                 qPrintable(title + u'\n' + stage.picture().join(u'\n') + u"\nbefore:\n"_qs +
+                 qPrintable(title + u'\n' + stage.picture().join(u'\n') + u"\nbefore:\n"_s +
                             stage.before.join(u'\n')));
     }
     std::printf("%s: %s kills\n", qPrintable(scenario.name()),

@@ -18,6 +18,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::read;
 using filefixture::write;
 using resultfixture::groupObject;
@@ -106,7 +108,7 @@ void ApplyTest::cleanup()
 void ApplyTest::eachFileGoesBelowTheFolderUnderItsOwnPath()
 {
     const Performance performance = m_stage->apply();
-    QCOMPARE(performance.text(), u"3 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(performance.text(), u"3 moved, 0 before, 0 left alone"_s);
     QCOMPARE(performance.counts.bytes, 12 + 10 + 12);
     QCOMPARE(read(m_stage->moved(one)), "one, smaller");
     QCOMPARE(read(m_stage->moved(oneSmall)), "one, small");
@@ -122,7 +124,7 @@ void ApplyTest::planChangesNothing()
 {
     const QStringList before = m_stage->wholePicture();
     const Performance performance = m_stage->plan();
-    QCOMPARE(performance.text(), u"3 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(performance.text(), u"3 moved, 0 before, 0 left alone"_s);
     QCOMPARE(performance.files.at(0).destination, m_stage->moved(one));
     QCOMPARE(performance.files.at(0).reference, m_stage->music(firstReference));
     QCOMPARE(m_stage->wholePicture(), before);
@@ -146,48 +148,48 @@ void ApplyTest::fileIsLeftAlone_data()
                         const std::function<bool(Stage&)>& prepare) {
         QTest::newRow(name) << prepare << reason;
     };
-    row("gone", u"no longer there"_qs,
+    row("gone", u"no longer there"_s,
         [](const Stage& stage) { return QFile::remove(stage.music(one)); });
-    row("longer", u"changed since the search"_qs, [](const Stage& stage) {
+    row("longer", u"changed since the search"_s, [](const Stage& stage) {
         QFile file(stage.music(one));
         return file.open(QFile::Append) && file.write("!") == 1;
     });
-    row("of another time", u"changed since the search"_qs, [](const Stage& stage) {
+    row("of another time", u"changed since the search"_s, [](const Stage& stage) {
         return resultfixture::setTime(stage.music(one), 1'600'000'000, 0);
     });
-    row("a link to a copy", u"a link"_qs, [](const Stage& stage) {
-        return QFile::rename(stage.music(one), stage.besides(u"copy"_qs)) &&
-               link(stage.besides(u"copy"_qs), stage.music(one));
+    row("a link to a copy", u"a link"_s, [](const Stage& stage) {
+        return QFile::rename(stage.music(one), stage.besides(u"copy"_s)) &&
+               link(stage.besides(u"copy"_s), stage.music(one));
     });
-    row("a folder", u"not a file"_qs, [](const Stage& stage) {
+    row("a folder", u"not a file"_s, [](const Stage& stage) {
         return QFile::remove(stage.music(one)) && QDir().mkdir(stage.music(one));
     });
-    row("a pipe", u"not a file"_qs, [](const Stage& stage) {
+    row("a pipe", u"not a file"_s, [](const Stage& stage) {
         return QFile::remove(stage.music(one)) &&
                ::mkfifo(QFile::encodeName(stage.music(one)).constData(), 0600) == 0;
     });
-    row("reference gone", u"its reference is missing"_qs,
+    row("reference gone", u"its reference is missing"_s,
         [](const Stage& stage) { return QFile::remove(stage.music(firstReference)); });
-    row("reference changed", u"its reference is missing, changed"_qs, [](const Stage& stage) {
+    row("reference changed", u"its reference is missing, changed"_s, [](const Stage& stage) {
         return resultfixture::setTime(stage.music(firstReference), 1'600'000'000, 0);
     });
-    row("reference is a pipe", u"its reference is missing"_qs, [](const Stage& stage) {
+    row("reference is a pipe", u"its reference is missing"_s, [](const Stage& stage) {
         return QFile::remove(stage.music(firstReference)) &&
                ::mkfifo(QFile::encodeName(stage.music(firstReference)).constData(), 0600) == 0;
     });
-    row("hard link of its reference", u"another name of a reference"_qs, [](Stage& stage) {
+    row("hard link of its reference", u"another name of a reference"_s, [](Stage& stage) {
         const bool made = QFile::remove(stage.music(one)) &&
                           hardLink(stage.music(firstReference), stage.music(one));
         stage.setGroups({groupObject(stage.reference(firstReference), {stage.duplicate(one)})});
         return made;
     });
-    row("reference is a link to it", u"another name of a reference"_qs, [](Stage& stage) {
+    row("reference is a link to it", u"another name of a reference"_s, [](Stage& stage) {
         const bool made = QFile::remove(stage.music(firstReference)) &&
                           link(stage.music(one), stage.music(firstReference));
         stage.setGroups({groupObject(stage.reference(firstReference), {stage.duplicate(one)})});
         return made;
     });
-    row("hard link of another group's reference", u"another name of a reference"_qs,
+    row("hard link of another group's reference", u"another name of a reference"_s,
         [](Stage& stage) {
             const bool made = QFile::remove(stage.music(one)) &&
                               hardLink(stage.music(secondReference), stage.music(one));
@@ -195,28 +197,28 @@ void ApplyTest::fileIsLeftAlone_data()
                              groupObject(stage.reference(secondReference), {})});
             return made;
         });
-    row("reference of another group", u"the reference of other files"_qs, [](Stage& stage) {
+    row("reference of another group", u"the reference of other files"_s, [](Stage& stage) {
         stage.setGroups({groupObject(stage.reference(firstReference), {stage.duplicate(one)}),
                          groupObject(stage.reference(one), {stage.duplicate(oneSmall)})});
         return true;
     });
-    row("reference leads into the folder", u"its reference is in the folder"_qs, [](Stage& stage) {
+    row("reference leads into the folder", u"its reference is in the folder"_s, [](Stage& stage) {
         const bool made = QDir().mkdir(stage.target()) &&
-                          QFile::rename(stage.music(firstReference), stage.target(u"kept"_qs)) &&
-                          link(stage.target(u"kept"_qs), stage.music(firstReference));
+                          QFile::rename(stage.music(firstReference), stage.target(u"kept"_s)) &&
+                          link(stage.target(u"kept"_s), stage.music(firstReference));
         stage.setGroups({groupObject(stage.reference(firstReference), {stage.duplicate(one)})});
         return made;
     });
-    row("name taken", u"its name is taken"_qs,
+    row("name taken", u"its name is taken"_s,
         [](const Stage& stage) { return resultfixture::writeFile(stage.moved(one), "another"); });
-    row("name taken by a dead link", u"its name is taken"_qs, [](const Stage& stage) {
+    row("name taken by a dead link", u"its name is taken"_s, [](const Stage& stage) {
         return QDir().mkpath(QFileInfo(stage.moved(one)).path()) &&
-               link(u"nowhere"_qs, stage.moved(one));
+               link(u"nowhere"_s, stage.moved(one));
     });
-    row("a file in the way", u"in the way"_qs, [](const Stage& stage) {
+    row("a file in the way", u"in the way"_s, [](const Stage& stage) {
         return resultfixture::writeFile(QFileInfo(stage.moved(one)).path(), "a file");
     });
-    row("a link in the way", u"in the way"_qs, [](const Stage& stage) {
+    row("a link in the way", u"in the way"_s, [](const Stage& stage) {
         const QString folder = QFileInfo(stage.moved(firstReference)).path();
         return QDir().mkpath(QFileInfo(folder).path()) && link(stage.music({}), folder);
     });
@@ -229,7 +231,7 @@ void ApplyTest::fileIsLeftAlone()
     QVERIFY(prepare(*m_stage));
     const auto stateOfAll = [this] {
         QStringList lines = m_stage->picture().filter(one);
-        return lines + m_stage->picture().filter(u".flac"_qs) +
+        return lines + m_stage->picture().filter(u".flac"_s) +
                (QFile::exists(m_stage->target())
                     ? resultfixture::picture(m_stage->target()).filter(one)
                     : QStringList());
@@ -247,9 +249,9 @@ void ApplyTest::ordinaryUserLeavesAloneWhatMayNotBeMoved_data()
     QTest::addColumn<QString>("forbidden");
     QTest::addColumn<int>("mode");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("folder read-only") << u"a"_qs << 0555 << u"could not be moved"_qs;
-    QTest::newRow("folder closed") << u"a"_qs << 0 << u"cannot be looked at"_qs;
-    QTest::newRow("reference closed") << firstReference << 0 << u"its reference is missing"_qs;
+    QTest::newRow("folder read-only") << u"a"_s << 0555 << u"could not be moved"_s;
+    QTest::newRow("folder closed") << u"a"_s << 0 << u"cannot be looked at"_s;
+    QTest::newRow("reference closed") << firstReference << 0 << u"its reference is missing"_s;
 }
 
 void ApplyTest::ordinaryUserLeavesAloneWhatMayNotBeMoved()
@@ -288,19 +290,19 @@ void ApplyTest::nameInTheFolderIsNeverTaken()
     QVERIFY(
         resultfixture::writeFile(m_stage->moved(one), sameContent ? "one, smaller" : "precious"));
     const QStringList before = m_stage->wholePicture().filter(m_stage->moved(one));
-    QCOMPARE(m_stage->apply().text(), u"2 moved, 0 before, 1 left alone"_qs);
+    QCOMPARE(m_stage->apply().text(), u"2 moved, 0 before, 1 left alone"_s);
     QCOMPARE(m_stage->wholePicture().filter(m_stage->moved(one)), before);
 }
 
 void ApplyTest::secondReferenceCountsWhereTheFirstDoesNot()
 {
     QJsonObject lessAlike = m_stage->duplicate(one);
-    lessAlike[u"similarity"_qs] = 70;
+    lessAlike[u"similarity"_s] = 70;
     m_stage->setGroups(
         {groupObject(m_stage->reference(firstReference), {lessAlike}),
          groupObject(m_stage->reference(secondReference), {m_stage->duplicate(one)})});
     const Performance performance = m_stage->apply();
-    QCOMPARE(performance.text(), u"1 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(performance.text(), u"1 moved, 0 before, 0 left alone"_s);
     QCOMPARE(performance.files.constFirst().reference, m_stage->music(secondReference));
 }
 
@@ -310,7 +312,7 @@ void ApplyTest::hardLinksStayOneFileWhereTheyAreMoved()
     QVERIFY(hardLink(m_stage->music(one), m_stage->music(two)));
     m_stage->setGroups({groupObject(m_stage->reference(firstReference),
                                     {m_stage->duplicate(one), m_stage->duplicate(two)})});
-    QCOMPARE(m_stage->apply().text(), u"2 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(m_stage->apply().text(), u"2 moved, 0 before, 0 left alone"_s);
     struct stat first = {};
     struct stat second = {};
     QCOMPARE(::stat(QFile::encodeName(m_stage->moved(one)).constData(), &first), 0);
@@ -324,46 +326,46 @@ void ApplyTest::hardLinkIsNotSeparatedByAnotherFileSystem()
     if (!other.isAvailable()) {
         QSKIP(filefixture::kNoSecondFileSystem);
     }
-    QVERIFY(hardLink(m_stage->music(one), m_stage->besides(u"another name"_qs)));
-    m_stage->setTarget(other.filePath(u"target"_qs));
+    QVERIFY(hardLink(m_stage->music(one), m_stage->besides(u"another name"_s)));
+    m_stage->setTarget(other.filePath(u"target"_s));
     const Performance performance = m_stage->apply();
-    QCOMPARE(performance.text(), u"2 moved, 0 before, 1 left alone"_qs);
+    QCOMPARE(performance.text(), u"2 moved, 0 before, 1 left alone"_s);
     const QString reason = performance.reasonOf(m_stage->music(one));
-    QVERIFY2(reason.contains(u"hard links"_qs), qPrintable(reason));
+    QVERIFY2(reason.contains(u"hard links"_s), qPrintable(reason));
     QCOMPARE(read(m_stage->moved(two)), "two, smaller");
-    QCOMPARE(m_stage->undo().text(), u"2 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(m_stage->undo().text(), u"2 moved, 0 before, 0 left alone"_s);
     QVERIFY(!QFile::exists(m_stage->target()));
 }
 
 void ApplyTest::folderThatHoldsOrIsHeldIsRefused_data()
 {
     QTest::addColumn<QString>("folder");
-    QTest::newRow("the folder that was searched") << u"music"_qs;
-    QTest::newRow("below it") << u"music/a"_qs;
-    QTest::newRow("below it, to be made") << u"music/new/folder"_qs;
-    QTest::newRow("around it") << u"."_qs;
-    QTest::newRow("root") << u"/"_qs;
-    QTest::newRow("link to it") << u"link"_qs;
-    QTest::newRow("below a link to it") << u"link/new"_qs;
-    QTest::newRow("up from beside it") << u"elsewhere/../music"_qs;
-    QTest::newRow("up from a link's target") << u"inner/../new"_qs;
-    QTest::newRow("a file") << u"file"_qs;
-    QTest::newRow("mounted") << u"mounted/new"_qs;
+    QTest::newRow("the folder that was searched") << u"music"_s;
+    QTest::newRow("below it") << u"music/a"_s;
+    QTest::newRow("below it, to be made") << u"music/new/folder"_s;
+    QTest::newRow("around it") << u"."_s;
+    QTest::newRow("root") << u"/"_s;
+    QTest::newRow("link to it") << u"link"_s;
+    QTest::newRow("below a link to it") << u"link/new"_s;
+    QTest::newRow("up from beside it") << u"elsewhere/../music"_s;
+    QTest::newRow("up from a link's target") << u"inner/../new"_s;
+    QTest::newRow("a file") << u"file"_s;
+    QTest::newRow("mounted") << u"mounted/new"_s;
 }
 
 void ApplyTest::folderThatHoldsOrIsHeldIsRefused()
 {
     QFETCH(const QString, folder);
-    QVERIFY(link(m_stage->besides(u"music"_qs), m_stage->besides(u"link"_qs)));
-    QVERIFY(link(m_stage->besides(u"music/a"_qs), m_stage->besides(u"inner"_qs)));
-    QVERIFY(QDir().mkdir(m_stage->besides(u"elsewhere"_qs)));
-    QVERIFY(write(m_stage->besides(u"file"_qs), "file"));
-    const QString mountPoint = m_stage->besides(u"mounted"_qs);
+    QVERIFY(link(m_stage->besides(u"music"_s), m_stage->besides(u"link"_s)));
+    QVERIFY(link(m_stage->besides(u"music/a"_s), m_stage->besides(u"inner"_s)));
+    QVERIFY(QDir().mkdir(m_stage->besides(u"elsewhere"_s)));
+    QVERIFY(write(m_stage->besides(u"file"_s), "file"));
+    const QString mountPoint = m_stage->besides(u"mounted"_s);
     const filefixture::SecondFileSystem mountsOfItsOwn;
-    if (folder.startsWith(u"mounted"_qs)) {
+    if (folder.startsWith(u"mounted"_s)) {
         QVERIFY(QDir().mkdir(mountPoint));
         if (::geteuid() != 0 ||
-            ::mount(QFile::encodeName(m_stage->besides(u"music"_qs)).constData(),
+            ::mount(QFile::encodeName(m_stage->besides(u"music"_s)).constData(),
                     QFile::encodeName(mountPoint).constData(), nullptr, MS_BIND, nullptr) != 0) {
             QSKIP("mounting is not allowed here");
         }
@@ -382,10 +384,10 @@ void ApplyTest::folderThatHoldsOrIsHeldIsRefused()
 void ApplyTest::searchedFolderThatIsMountedInTheFolderIsRecognised()
 {
     const filefixture::SecondFileSystem mountsOfItsOwn;
-    const QString mountPoint = m_stage->target(u"again"_qs);
+    const QString mountPoint = m_stage->target(u"again"_s);
     QVERIFY(QDir().mkpath(mountPoint));
     if (::geteuid() != 0 ||
-        ::mount(QFile::encodeName(m_stage->besides(u"music"_qs)).constData(),
+        ::mount(QFile::encodeName(m_stage->besides(u"music"_s)).constData(),
                 QFile::encodeName(mountPoint).constData(), nullptr, MS_BIND, nullptr) != 0) {
         QSKIP("mounting is not allowed here");
     }
@@ -400,14 +402,14 @@ void ApplyTest::searchedFolderThatIsMountedInTheFolderIsRecognised()
         failure = error.message;
     }
     ::umount2(QFile::encodeName(mountPoint).constData(), MNT_DETACH);
-    QVERIFY2(failure.contains(u"contains a folder"_qs), qPrintable(failure));
+    QVERIFY2(failure.contains(u"contains a folder"_s), qPrintable(failure));
 }
 
 void ApplyTest::fileGoesBackWhenAReferenceVanishesWithIt_data()
 {
     QTest::addColumn<QString>("vanishing");
     QTest::newRow("its own") << firstReference;
-    QTest::newRow("another one of its size") << u"same.flac"_qs;
+    QTest::newRow("another one of its size") << u"same.flac"_s;
 }
 
 /** As with a mount that shows the file under a name that no comparison recognises. */
@@ -426,7 +428,7 @@ void ApplyTest::fileGoesBackWhenAReferenceVanishesWithIt()
     }
     m_stage->setGroups(groups);
     const QStringList before = m_stage->picture();
-    const QString hidden = m_stage->besides(u"hidden"_qs);
+    const QString hidden = m_stage->besides(u"hidden"_s);
     // cppcheck-suppress danglingLifetime ; cleanup() empties it
     afterRename = [&](const QByteArray& from) {
         if (from == QFile::encodeName(m_stage->music(one))) {
@@ -438,7 +440,7 @@ void ApplyTest::fileGoesBackWhenAReferenceVanishesWithIt()
     };
     const Performance performance = m_stage->apply();
     const QString reason = performance.reasonOf(m_stage->music(one));
-    QVERIFY2(reason.contains(u"vanished with it"_qs), qPrintable(performance.text() + reason));
+    QVERIFY2(reason.contains(u"vanished with it"_s), qPrintable(performance.text() + reason));
     QCOMPARE(performance.counts.leftAlone, 1);
     QCOMPARE(read(m_stage->music(one)), "one, smaller");
     QVERIFY(!QFile::exists(m_stage->moved(one)));
@@ -461,13 +463,13 @@ void ApplyTest::fileThatCannotGoBackEndsTheRun()
         }
     };
     const Performance performance = m_stage->apply();
-    QVERIFY2(performance.failure.contains(u"could not be moved back"_qs),
+    QVERIFY2(performance.failure.contains(u"could not be moved back"_s),
              qPrintable(performance.text()));
     QVERIFY(performance.files.isEmpty());
     QCOMPARE(read(m_stage->moved(one)), "one, smaller");
     QCOMPARE(read(m_stage->music(two)), "two, smaller");
     QVERIFY(QFile::remove(m_stage->music(one)));
-    QCOMPARE(m_stage->undo().text(), u"1 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(m_stage->undo().text(), u"1 moved, 0 before, 0 left alone"_s);
     QCOMPARE(read(m_stage->music(one)), "one, smaller");
 }
 
@@ -476,29 +478,29 @@ void ApplyTest::onlyOneRunAtATime()
     const QStringList before = m_stage->wholePicture();
     {
         const actions::UserLock lock;
-        QVERIFY(m_stage->apply().failure.contains(u"is running"_qs));
-        QVERIFY(m_stage->undo().failure.contains(u"is running"_qs));
+        QVERIFY(m_stage->apply().failure.contains(u"is running"_s));
+        QVERIFY(m_stage->undo().failure.contains(u"is running"_s));
         QCOMPARE(m_stage->wholePicture(), before);
         QCOMPARE(m_stage->plan().failure, QString());
     }
-    QCOMPARE(m_stage->apply().text(), u"3 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(m_stage->apply().text(), u"3 moved, 0 before, 0 left alone"_s);
 }
 
 void ApplyTest::stopEndsBetweenFilesAndTheSameCallContinues()
 {
     const QStringList before = m_stage->picture();
     const Performance first = m_stage->applyAndStopAfter(1);
-    QCOMPARE(first.text(), u"1 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(first.text(), u"1 moved, 0 before, 0 left alone"_s);
     QVERIFY(first.counts.isInterrupted);
-    QCOMPARE(m_stage->plan().text(), u"2 moved, 1 before, 0 left alone"_qs);
+    QCOMPARE(m_stage->plan().text(), u"2 moved, 1 before, 0 left alone"_s);
     const Performance second = m_stage->apply();
-    QCOMPARE(second.text(), u"2 moved, 1 before, 0 left alone"_qs);
+    QCOMPARE(second.text(), u"2 moved, 1 before, 0 left alone"_s);
     QVERIFY(!second.counts.isInterrupted);
 
     const Performance back = m_stage->undoAndStopAfter(1);
-    QCOMPARE(back.text(), u"1 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(back.text(), u"1 moved, 0 before, 0 left alone"_s);
     QVERIFY(back.counts.isInterrupted);
-    QCOMPARE(m_stage->undo().text(), u"2 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(m_stage->undo().text(), u"2 moved, 0 before, 0 left alone"_s);
     QCOMPARE(m_stage->picture(), before);
     QVERIFY(!QFile::exists(m_stage->target()));
 }

@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using actions::ActionError;
 using actions::SearchResult;
 using resultfixture::duplicateObject;
@@ -63,30 +65,30 @@ private:
 
 void SearchResultTest::initTestCase()
 {
-    for (const QString& name : {u"a.flac"_qs, u"b.mp3"_qs, u"c.mp3"_qs}) {
+    for (const QString& name : {u"a.flac"_s, u"b.mp3"_s, u"c.mp3"_s}) {
         QVERIFY(resultfixture::writeFile(path(name), name.toUtf8()));
     }
-    m_reference = fileObject(path(u"a.flac"_qs));
-    m_duplicate = duplicateObject(path(u"b.mp3"_qs), 97);
+    m_reference = fileObject(path(u"a.flac"_s));
+    m_duplicate = duplicateObject(path(u"b.mp3"_s), 97);
 }
 
 void SearchResultTest::fileThatIsListedTwiceIsOneDuplicate()
 {
-    const QJsonObject third = fileObject(path(u"c.mp3"_qs));
+    const QJsonObject third = fileObject(path(u"c.mp3"_s));
     const SearchResult result = actions::readSearchResult(resultfixture::resultJson(
         {m_folder.path()}, {groupObject(m_reference, {m_duplicate}),
-                            groupObject(third, {with(m_duplicate, u"similarity"_qs, 91)})}));
+                            groupObject(third, {with(m_duplicate, u"similarity"_s, 91)})}));
     QCOMPARE(result.searchedFolders, QStringList(m_folder.path()));
     QCOMPARE(result.references.size(), 2);
     QCOMPARE(result.duplicates.size(), 1);
     const actions::Duplicate& duplicate = result.duplicates.constFirst();
-    QCOMPARE(duplicate.file.path, path(u"b.mp3"_qs));
+    QCOMPARE(duplicate.file.path, path(u"b.mp3"_s));
     QCOMPARE(duplicate.file.sizeBytes, 5);
-    QCOMPARE(duplicate.file.modifiedMs, m_duplicate[u"modifiedMs"_qs].toInteger());
+    QCOMPARE(duplicate.file.modifiedMs, m_duplicate[u"modifiedMs"_s].toInteger());
     QCOMPARE(duplicate.resemblances.size(), 2);
-    QCOMPARE(duplicate.resemblances.at(0).reference, path(u"a.flac"_qs));
+    QCOMPARE(duplicate.resemblances.at(0).reference, path(u"a.flac"_s));
     QCOMPARE(duplicate.resemblances.at(0).similarity, 97);
-    QCOMPARE(duplicate.resemblances.at(1).reference, path(u"c.mp3"_qs));
+    QCOMPARE(duplicate.resemblances.at(1).reference, path(u"c.mp3"_s));
     QCOMPARE(duplicate.resemblances.at(1).similarity, 91);
 }
 
@@ -98,27 +100,27 @@ void SearchResultTest::wrongValueIsRefusedWithItsPlace_data()
         QTest::newRow(name) << key << value;
     };
     const QJsonValue none = QJsonValue::Undefined;
-    row("no path", u"path"_qs, none);
-    row("empty path", u"path"_qs, QString());
-    row("path is a number", u"path"_qs, 7);
-    row("relative path", u"path"_qs, u"b.mp3"_qs);
-    row("path that goes up", u"path"_qs, u"/music/../etc/b.mp3"_qs);
-    row("path with an empty part", u"path"_qs, u"/music//b.mp3"_qs);
-    row("path with a null character", u"path"_qs, u"/music/b.mp3"_qs + QChar(u'\0'));
-    row("no size", u"sizeBytes"_qs, none);
-    row("negative size", u"sizeBytes"_qs, -1);
-    row("fraction of a size", u"sizeBytes"_qs, 1.5);
-    row("size as text", u"sizeBytes"_qs, u"5"_qs);
-    row("size beyond exact numbers", u"sizeBytes"_qs, 1e300);
-    row("no time", u"modifiedMs"_qs, none);
-    row("no duration", u"durationMs"_qs, none);
-    row("no decoded length", u"decodedMs"_qs, none);
-    row("no word on being partial", u"partial"_qs, none);
-    row("partial as a number", u"partial"_qs, 0);
-    row("no word on features", u"featureless"_qs, none);
-    row("no similarity", u"similarity"_qs, none);
-    row("similarity above 100", u"similarity"_qs, 101);
-    row("similarity below 0", u"similarity"_qs, -1);
+    row("no path", u"path"_s, none);
+    row("empty path", u"path"_s, QString());
+    row("path is a number", u"path"_s, 7);
+    row("relative path", u"path"_s, u"b.mp3"_s);
+    row("path that goes up", u"path"_s, u"/music/../etc/b.mp3"_s);
+    row("path with an empty part", u"path"_s, u"/music//b.mp3"_s);
+    row("path with a null character", u"path"_s, u"/music/b.mp3"_s + QChar(u'\0'));
+    row("no size", u"sizeBytes"_s, none);
+    row("negative size", u"sizeBytes"_s, -1);
+    row("fraction of a size", u"sizeBytes"_s, 1.5);
+    row("size as text", u"sizeBytes"_s, u"5"_s);
+    row("size beyond exact numbers", u"sizeBytes"_s, 1e300);
+    row("no time", u"modifiedMs"_s, none);
+    row("no duration", u"durationMs"_s, none);
+    row("no decoded length", u"decodedMs"_s, none);
+    row("no word on being partial", u"partial"_s, none);
+    row("partial as a number", u"partial"_s, 0);
+    row("no word on features", u"featureless"_s, none);
+    row("no similarity", u"similarity"_s, none);
+    row("similarity above 100", u"similarity"_s, 101);
+    row("similarity below 0", u"similarity"_s, -1);
 }
 
 void SearchResultTest::wrongValueIsRefusedWithItsPlace()
@@ -133,7 +135,7 @@ void SearchResultTest::wrongValueIsRefusedWithItsPlace()
         duplicate.insert(key, value);
     }
     const QString refusal = refusalOf(resultOf(m_reference, duplicate));
-    QVERIFY2(refusal.contains(u"groups[0].duplicates[0]."_qs + key), qPrintable(refusal));
+    QVERIFY2(refusal.contains(u"groups[0].duplicates[0]."_s + key), qPrintable(refusal));
 }
 
 void SearchResultTest::wrongHeadIsRefused_data()
@@ -143,8 +145,8 @@ void SearchResultTest::wrongHeadIsRefused_data()
     const auto row = [](const char* name, const QByteArray& json, const QString& reason) {
         QTest::newRow(name) << json << reason;
     };
-    const QString damaged = u"The result is not a JSON object"_qs;
-    const QString otherVersion = u"Search again."_qs;
+    const QString damaged = u"The result is not a JSON object"_s;
+    const QString otherVersion = u"Search again."_s;
     row("nothing", {}, damaged);
     row("no JSON", "path,similarity\n", damaged);
     row("cut off", R"({"version": 2, "folders": ["/m"], "groups": [)", damaged);
@@ -152,19 +154,19 @@ void SearchResultTest::wrongHeadIsRefused_data()
     row("no version", "{}", otherVersion);
     row("earlier version", R"({"version": 1, "groups": []})", otherVersion);
     row("later version", R"({"version": 3, "groups": []})", otherVersion);
-    row("no folders", R"({"version": 2, "against": [], "groups": []})", u"folders"_qs);
+    row("no folders", R"({"version": 2, "against": [], "groups": []})", u"folders"_s);
     row("empty folders", R"({"version": 2, "folders": [], "against": [], "groups": []})",
-        u"folders"_qs);
+        u"folders"_s);
     row("relative folder", R"({"version": 2, "folders": ["m"], "against": [], "groups": []})",
-        u"folders"_qs);
+        u"folders"_s);
     row("against is no list", R"({"version": 2, "folders": ["/m"], "against": 1, "groups": []})",
-        u"against"_qs);
-    row("no groups", R"({"version": 2, "folders": ["/m"], "against": []})", u"groups"_qs);
+        u"against"_s);
+    row("no groups", R"({"version": 2, "folders": ["/m"], "against": []})", u"groups"_s);
     row("group is a number", R"({"version": 2, "folders": ["/m"], "against": [], "groups": [1]})",
-        u"groups[0]"_qs);
+        u"groups[0]"_s);
     row("no reference",
         R"({"version": 2, "folders": ["/m"], "against": [], "groups": [{"duplicates": []}]})",
-        u"groups[0].reference"_qs);
+        u"groups[0].reference"_s);
 }
 
 void SearchResultTest::wrongHeadIsRefused()
@@ -185,19 +187,19 @@ void SearchResultTest::ruleLeavesAlone_data()
                         bool ofReference, const QString& reason) {
         QTest::newRow(name) << key << value << ofReference << reason;
     };
-    const QString similarity = u"similarity"_qs;
+    const QString similarity = u"similarity"_s;
     row("90 percent", similarity, 90, false, {});
-    row("89 percent", similarity, 89, false, u"only 89 %"_qs);
-    row("30 s", u"durationMs"_qs, 30'000, false, {});
-    row("less than 30 s", u"durationMs"_qs, 29'999, false, u"shorter than 30 s"_qs);
-    row("reference of less", u"durationMs"_qs, 29'999, true, u"shorter than 30 s"_qs);
-    row("less than 30 s decoded", u"decodedMs"_qs, 29'999, false, u"shorter than 30 s"_qs);
-    row("stated length not known", u"durationMs"_qs, -1, false, {});
-    row("decoded length not known", u"decodedMs"_qs, -1, false, {});
-    row("featureless", u"featureless"_qs, true, false, u"nothing to hear"_qs);
-    row("featureless reference", u"featureless"_qs, true, true, u"nothing to hear"_qs);
-    row("partial", u"partial"_qs, true, false, {});
-    row("partial reference", u"partial"_qs, true, true, u"could not be read whole"_qs);
+    row("89 percent", similarity, 89, false, u"only 89 %"_s);
+    row("30 s", u"durationMs"_s, 30'000, false, {});
+    row("less than 30 s", u"durationMs"_s, 29'999, false, u"shorter than 30 s"_s);
+    row("reference of less", u"durationMs"_s, 29'999, true, u"shorter than 30 s"_s);
+    row("less than 30 s decoded", u"decodedMs"_s, 29'999, false, u"shorter than 30 s"_s);
+    row("stated length not known", u"durationMs"_s, -1, false, {});
+    row("decoded length not known", u"decodedMs"_s, -1, false, {});
+    row("featureless", u"featureless"_s, true, false, u"nothing to hear"_s);
+    row("featureless reference", u"featureless"_s, true, true, u"nothing to hear"_s);
+    row("partial", u"partial"_s, true, false, {});
+    row("partial reference", u"partial"_s, true, true, u"could not be read whole"_s);
 }
 
 void SearchResultTest::ruleLeavesAlone()

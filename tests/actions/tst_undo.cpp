@@ -15,6 +15,8 @@
 #include <memory>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::read;
 using filefixture::write;
 
@@ -88,12 +90,12 @@ void UndoTest::everythingIsAsItWas()
         if (!other.isAvailable()) {
             QSKIP(filefixture::kNoSecondFileSystem);
         }
-        m_stage->setTarget(other.filePath(u"target"_qs));
+        m_stage->setTarget(other.filePath(u"target"_s));
     }
     const QStringList before = m_stage->picture();
-    QCOMPARE(m_stage->apply().text(), u"3 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(m_stage->apply().text(), u"3 moved, 0 before, 0 left alone"_s);
     QVERIFY(m_stage->picture() != before);
-    QCOMPARE(m_stage->undo().text(), u"3 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(m_stage->undo().text(), u"3 moved, 0 before, 0 left alone"_s);
     QCOMPARE(m_stage->picture(), before);
     QVERIFY(!QFile::exists(m_stage->target()));
 }
@@ -104,7 +106,7 @@ void UndoTest::secondUndoDoesNothing()
     m_stage->undo();
     QVERIFY(QDir().mkdir(m_stage->target()));
     const QStringList before = m_stage->wholePicture();
-    QCOMPARE(m_stage->undo().text(), u"0 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(m_stage->undo().text(), u"0 moved, 0 before, 0 left alone"_s);
     QCOMPARE(m_stage->wholePicture(), before);
 }
 
@@ -116,20 +118,20 @@ void UndoTest::fileIsLeftAlone_data()
                         const std::function<bool(Stage&)>& prepare) {
         QTest::newRow(name) << prepare << reason;
     };
-    row("place taken", u"its place is taken"_qs,
+    row("place taken", u"its place is taken"_s,
         [](const Stage& stage) { return write(stage.music(one), "newcomer"); });
-    row("place taken by an equal file", u"its place is taken"_qs,
+    row("place taken by an equal file", u"its place is taken"_s,
         [](const Stage& stage) { return write(stage.music(one), "one, smaller"); });
-    row("place taken by a dead link", u"its place is taken"_qs,
-        [](const Stage& stage) { return QFile::link(u"nowhere"_qs, stage.music(one)); });
-    row("gone from the folder", u"neither there nor in"_qs,
+    row("place taken by a dead link", u"its place is taken"_s,
+        [](const Stage& stage) { return QFile::link(u"nowhere"_s, stage.music(one)); });
+    row("gone from the folder", u"neither there nor in"_s,
         [](const Stage& stage) { return QFile::remove(stage.moved(one)); });
-    row("a link in its stead", u"no longer a file"_qs, [](const Stage& stage) {
-        return QFile::rename(stage.moved(one), stage.besides(u"copy"_qs)) &&
-               QFile::link(stage.besides(u"copy"_qs), stage.moved(one));
+    row("a link in its stead", u"no longer a file"_s, [](const Stage& stage) {
+        return QFile::rename(stage.moved(one), stage.besides(u"copy"_s)) &&
+               QFile::link(stage.besides(u"copy"_s), stage.moved(one));
     });
-    row("its folder gone", u"its folder is gone"_qs, [](const Stage& stage) {
-        return QFile::rename(stage.music(u"a"_qs), stage.music(u"elsewhere"_qs));
+    row("its folder gone", u"its folder is gone"_s, [](const Stage& stage) {
+        return QFile::rename(stage.music(u"a"_s), stage.music(u"elsewhere"_s));
     });
 }
 
@@ -137,16 +139,16 @@ void UndoTest::fileIsLeftAlone()
 {
     QFETCH(const std::function<bool(Stage&)>, prepare);
     QFETCH(const QString, reason);
-    m_stage->setGroups({resultfixture::groupObject(m_stage->reference(u"one.flac"_qs),
-                                                   {m_stage->duplicate(one)})});
+    m_stage->setGroups(
+        {resultfixture::groupObject(m_stage->reference(u"one.flac"_s), {m_stage->duplicate(one)})});
     QCOMPARE(m_stage->apply().counts.moved, 1);
     QVERIFY(prepare(*m_stage));
     const QStringList before = m_stage->picture() + resultfixture::picture(m_stage->target());
     const Performance performance = m_stage->undo();
-    QCOMPARE(performance.text(), u"0 moved, 0 before, 1 left alone"_qs);
+    QCOMPARE(performance.text(), u"0 moved, 0 before, 1 left alone"_s);
     const QString found = performance.reasonOf(m_stage->music(one));
     QVERIFY2(found.contains(reason), qPrintable(found));
-    if (found.contains(u"neither"_qs)) {
+    if (found.contains(u"neither"_s)) {
         return; // the folders are empty then, and go
     }
     QCOMPARE(m_stage->picture() + resultfixture::picture(m_stage->target()), before);
@@ -160,7 +162,7 @@ void UndoTest::changedFileComesBackAsItIs()
         QVERIFY(file.open(QFile::Append) && file.write(", tagged") == 8);
     }
     QVERIFY(resultfixture::setTime(m_stage->moved(one), 1'700'000'000, 5));
-    QCOMPARE(m_stage->undo().text(), u"3 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(m_stage->undo().text(), u"3 moved, 0 before, 0 left alone"_s);
     QCOMPARE(read(m_stage->music(one)), "one, smaller, tagged");
     QCOMPARE(QFileInfo(m_stage->music(one)).lastModified().toSecsSinceEpoch(), 1'700'000'000);
 }
@@ -168,23 +170,23 @@ void UndoTest::changedFileComesBackAsItIs()
 void UndoTest::folderThatOthersChangedKeepsItsTime()
 {
     m_stage->apply();
-    QVERIFY(write(m_stage->music(u"a/cover.jpg"_qs), "cover"));
-    QVERIFY(resultfixture::setTime(m_stage->music(u"a"_qs), 1'700'000'000, 5));
-    const QDateTime begin = QFileInfo(m_stage->music(u"a"_qs)).lastModified();
-    QCOMPARE(m_stage->undo().text(), u"3 moved, 0 before, 0 left alone"_qs);
-    QVERIFY(QFileInfo(m_stage->music(u"a"_qs)).lastModified() > begin);
+    QVERIFY(write(m_stage->music(u"a/cover.jpg"_s), "cover"));
+    QVERIFY(resultfixture::setTime(m_stage->music(u"a"_s), 1'700'000'000, 5));
+    const QDateTime begin = QFileInfo(m_stage->music(u"a"_s)).lastModified();
+    QCOMPARE(m_stage->undo().text(), u"3 moved, 0 before, 0 left alone"_s);
+    QVERIFY(QFileInfo(m_stage->music(u"a"_s)).lastModified() > begin);
 }
 
 void UndoTest::onlyEmptyFoldersThatWereMadeAreRemoved()
 {
     QVERIFY(QDir().mkdir(m_stage->target()));
     m_stage->apply();
-    const QString inner = QFileInfo(m_stage->moved(u"a/b/one.ogg"_qs)).path();
-    QVERIFY(write(inner + u"/note.txt"_qs, "mine"));
-    QCOMPARE(m_stage->undo().text(), u"3 moved, 0 before, 0 left alone"_qs);
-    QCOMPARE(read(inner + u"/note.txt"_qs), "mine");
-    QVERIFY(QFile::remove(inner + u"/note.txt"_qs));
-    QCOMPARE(m_stage->undo().text(), u"0 moved, 0 before, 0 left alone"_qs);
+    const QString inner = QFileInfo(m_stage->moved(u"a/b/one.ogg"_s)).path();
+    QVERIFY(write(inner + u"/note.txt"_s, "mine"));
+    QCOMPARE(m_stage->undo().text(), u"3 moved, 0 before, 0 left alone"_s);
+    QCOMPARE(read(inner + u"/note.txt"_s), "mine");
+    QVERIFY(QFile::remove(inner + u"/note.txt"_s));
+    QCOMPARE(m_stage->undo().text(), u"0 moved, 0 before, 0 left alone"_s);
     QVERIFY(QFile::exists(m_stage->target()));
     QCOMPARE(filefixture::entries(m_stage->target()), QStringList());
 }
@@ -194,16 +196,16 @@ void UndoTest::applyAfterUndoMovesAgain()
     const QStringList before = m_stage->picture();
     m_stage->apply();
     m_stage->undo();
-    QCOMPARE(m_stage->apply().text(), u"3 moved, 0 before, 0 left alone"_qs);
-    QCOMPARE(m_stage->undo().text(), u"3 moved, 0 before, 0 left alone"_qs);
+    QCOMPARE(m_stage->apply().text(), u"3 moved, 0 before, 0 left alone"_s);
+    QCOMPARE(m_stage->undo().text(), u"3 moved, 0 before, 0 left alone"_s);
     QCOMPARE(m_stage->picture(), before);
 }
 
 void UndoTest::journalThatCannotBeWrittenStopsEverything_data()
 {
     QTest::addColumn<QString>("kind");
-    for (const QString& kind : {u"folder in its place"_qs, u"pipe in its place"_qs,
-                                u"no folder for it"_qs, u"device that is full"_qs}) {
+    for (const QString& kind : {u"folder in its place"_s, u"pipe in its place"_s,
+                                u"no folder for it"_s, u"device that is full"_s}) {
         QTest::newRow(qPrintable(kind)) << kind;
     }
 }
@@ -213,20 +215,20 @@ void UndoTest::journalThatCannotBeWrittenStopsEverything()
     QFETCH(const QString, kind);
     actions::ApplyRequest request{m_stage->target(), m_stage->journal(), {}};
     const filefixture::SecondFileSystem small("4k");
-    if (kind.startsWith(u"folder"_qs)) {
+    if (kind.startsWith(u"folder"_s)) {
         QVERIFY(QDir().mkdir(m_stage->journal()));
-    } else if (kind.startsWith(u"pipe"_qs)) {
+    } else if (kind.startsWith(u"pipe"_s)) {
         QVERIFY(::mkfifo(QFile::encodeName(m_stage->journal()).constData(), 0600) == 0);
-    } else if (kind.startsWith(u"no"_qs)) {
-        request.journalFile = m_stage->besides(u"missing/journal"_qs);
+    } else if (kind.startsWith(u"no"_s)) {
+        request.journalFile = m_stage->besides(u"missing/journal"_s);
     } else {
         if (!small.isAvailable()) {
             QSKIP("a small file system cannot be mounted here");
         }
-        QFile filler(small.filePath(u"filler"_qs));
+        QFile filler(small.filePath(u"filler"_s));
         QVERIFY(filler.open(QFile::WriteOnly));
         QVERIFY(filler.write(QByteArray(4096, 'x')) == 4096 && filler.flush());
-        request.journalFile = small.filePath(u"journal"_qs);
+        request.journalFile = small.filePath(u"journal"_s);
     }
     const QStringList before = m_stage->wholePicture();
     QString failure;
@@ -236,7 +238,7 @@ void UndoTest::journalThatCannotBeWrittenStopsEverything()
     } catch (const actions::ActionError& error) {
         failure = error.message;
     }
-    QVERIFY2(failure.contains(u"The journal"_qs), qPrintable(failure));
+    QVERIFY2(failure.contains(u"The journal"_s), qPrintable(failure));
     QCOMPARE(m_stage->wholePicture(), before);
 }
 
@@ -260,7 +262,7 @@ void UndoTest::otherFileIsNoJournal()
     const QStringList before = m_stage->wholePicture();
     for (const QString& failure :
          {m_stage->apply().failure, m_stage->undo().failure, m_stage->plan().failure}) {
-        QVERIFY2(failure.contains(u"The journal"_qs), qPrintable(failure));
+        QVERIFY2(failure.contains(u"The journal"_s), qPrintable(failure));
     }
     QCOMPARE(m_stage->wholePicture(), before);
 }
@@ -270,11 +272,11 @@ void UndoTest::journalOfAnotherResultOrFolderIsRefused()
     m_stage->apply();
     const QStringList before = m_stage->wholePicture();
     const QString target = m_stage->target();
-    m_stage->setTarget(target + u"2"_qs);
-    QVERIFY(m_stage->apply().failure.contains(u"another result or folder"_qs));
+    m_stage->setTarget(target + u"2"_s);
+    QVERIFY(m_stage->apply().failure.contains(u"another result or folder"_s));
     m_stage->setTarget(target);
     m_stage->setGroups({});
-    QVERIFY(m_stage->apply().failure.contains(u"another result or folder"_qs));
+    QVERIFY(m_stage->apply().failure.contains(u"another result or folder"_s));
     QCOMPARE(m_stage->wholePicture(), before);
 }
 
@@ -310,7 +312,7 @@ void UndoTest::damagedJournalIsRefusedWithItsLine()
     QVERIFY(writeJournal(journal));
     const QStringList before = m_stage->wholePicture();
     const QString failure = m_stage->undo().failure;
-    QVERIFY2(failure.contains(u"line %1:"_qs.arg(line)), qPrintable(failure));
+    QVERIFY2(failure.contains(u"line %1:"_s.arg(line)), qPrintable(failure));
     QCOMPARE(m_stage->wholePicture(), before);
 }
 
@@ -335,8 +337,8 @@ void UndoTest::runThatWasCutOffContinues()
             static_cast<qsizetype>(static_cast<double>(journal.size() - lastLine) * part);
         QVERIFY(writeJournal(journal.first(lastLine + left)));
         const Performance performance = undo ? m_stage->undo() : m_stage->apply();
-        const QString undone = u"3 moved, 0 before, 0 left alone"_qs;
-        const QString applied = u"0 moved, 3 before, 0 left alone"_qs;
+        const QString undone = u"3 moved, 0 before, 0 left alone"_s;
+        const QString applied = u"0 moved, 3 before, 0 left alone"_s;
         QCOMPARE(performance.text(), undo ? undone : applied);
         // cppcheck-suppress duplicateExpressionTernary ; the picture is taken twice
         QCOMPARE(m_stage->picture(), undo ? before : after);

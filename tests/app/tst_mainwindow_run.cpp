@@ -12,6 +12,8 @@
 #include <QTest>
 #include <QTreeWidget>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr double kTuneSeconds = 12;
@@ -336,10 +338,10 @@ void TestMainWindowRun::strangeNamesSurvive()
     const QStringList names{
         QStringLiteral("with  spaces .wav"),
         QStringLiteral("it's \"quoted\".wav"),
-        u"emoji \U0001F3B5.wav"_qs,
-        u"\u05E9\u05DC\u05D5\u05DD.wav"_qs,
-        u"combining e\u0301.wav"_qs,
-        u"precomposed \u00E9.wav"_qs,
+        u"emoji \U0001F3B5.wav"_s,
+        u"\u05E9\u05DC\u05D5\u05DD.wav"_s,
+        u"combining e\u0301.wav"_s,
+        u"precomposed \u00E9.wav"_s,
         QStringLiteral("new\nline.wav"),
         QStringLiteral("-dash.wav"),
         QStringLiteral("%41 percent.wav"),

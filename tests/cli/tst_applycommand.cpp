@@ -8,6 +8,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString one = QStringLiteral("a/one.mp3");
@@ -34,11 +36,11 @@ private Q_SLOTS:
 private:
     QString result() const
     {
-        return m_stage->besides(u"found.json"_qs);
+        return m_stage->besides(u"found.json"_s);
     }
     CliRun apply(const QStringList& further) const
     {
-        return runCli(QStringList{u"apply"_qs, result(), u"--move-to"_qs, m_stage->target()} +
+        return runCli(QStringList{u"apply"_s, result(), u"--move-to"_s, m_stage->target()} +
                       further);
     }
     bool writeResult() const
@@ -63,18 +65,18 @@ void ApplyCommandTest::init()
 void ApplyCommandTest::withoutYesEverythingIsShownAndNothingDone()
 {
     QJsonObject lessAlike = m_stage->duplicate(one);
-    lessAlike[u"similarity"_qs] = 82;
-    m_stage->setGroups({resultfixture::groupObject(m_stage->reference(u"one.flac"_qs), {lessAlike}),
-                        resultfixture::groupObject(m_stage->reference(u"two.flac"_qs),
-                                                   {m_stage->duplicate(u"a/two.mp3"_qs)})});
+    lessAlike[u"similarity"_s] = 82;
+    m_stage->setGroups({resultfixture::groupObject(m_stage->reference(u"one.flac"_s), {lessAlike}),
+                        resultfixture::groupObject(m_stage->reference(u"two.flac"_s),
+                                                   {m_stage->duplicate(u"a/two.mp3"_s)})});
     QVERIFY(writeResult());
     const QStringList before = m_stage->wholePicture();
     const CliRun run = apply({});
     QCOMPARE(run.errors, "");
     QCOMPARE(run.output, "left alone: " + music(one) + "\n    only 82 % like " +
-                             music(u"one.flac"_qs) + "\nwould be moved: " + music(u"a/two.mp3"_qs) +
-                             "\n    to " + m_stage->moved(u"a/two.mp3"_qs).toUtf8() +
-                             "\n    100 % like " + music(u"two.flac"_qs) +
+                             music(u"one.flac"_s) + "\nwould be moved: " + music(u"a/two.mp3"_s) +
+                             "\n    to " + m_stage->moved(u"a/two.mp3"_s).toUtf8() +
+                             "\n    100 % like " + music(u"two.flac"_s) +
                              ", which stays\n"
                              "1 would be moved, 12 bytes; 1 left alone\n"
                              "Nothing was done. With --yes the files are moved.\n");
@@ -85,15 +87,15 @@ void ApplyCommandTest::withoutYesEverythingIsShownAndNothingDone()
 void ApplyCommandTest::moveAndUndoReportTheirSums()
 {
     const QStringList before = m_stage->picture();
-    const CliRun moved = apply({u"--yes"_qs});
+    const CliRun moved = apply({u"--yes"_s});
     QCOMPARE(moved.errors, "");
     QCOMPARE(moved.output, "3 moved, 34 bytes; 0 left alone\n");
     QCOMPARE(moved.exitStatus, 0);
     QCOMPARE(filefixture::read(m_stage->moved(one)), "one, smaller");
-    const CliRun again = apply({u"--yes"_qs});
+    const CliRun again = apply({u"--yes"_s});
     QCOMPARE(again.output, "0 moved, 0 bytes; 0 left alone; 3 moved before\n");
     QCOMPARE(again.exitStatus, 0);
-    const CliRun undone = runCli({u"undo"_qs, m_stage->journal(), u"--verbose"_qs});
+    const CliRun undone = runCli({u"undo"_s, m_stage->journal(), u"--verbose"_s});
     QCOMPARE(undone.errors, "");
     QVERIFY(undone.output.contains("moved back: " + music(one) + '\n'));
     QVERIFY(undone.output.endsWith("\n3 moved back, 34 bytes; 0 left alone\n"));
@@ -103,20 +105,20 @@ void ApplyCommandTest::moveAndUndoReportTheirSums()
 
 void ApplyCommandTest::journalIsBesideTheResult()
 {
-    QCOMPARE(apply({u"--yes"_qs}).exitStatus, 0);
-    QVERIFY(QFile::exists(result() + u".journal"_qs));
-    const QString other = m_stage->besides(u"other.journal"_qs);
-    QCOMPARE(runCli({u"undo"_qs, m_stage->journal()}).exitStatus, 0);
-    QCOMPARE(apply({u"--yes"_qs, u"--journal"_qs, other}).exitStatus, 0);
-    QCOMPARE(runCli({u"undo"_qs, other}).output, "3 moved back, 34 bytes; 0 left alone\n");
+    QCOMPARE(apply({u"--yes"_s}).exitStatus, 0);
+    QVERIFY(QFile::exists(result() + u".journal"_s));
+    const QString other = m_stage->besides(u"other.journal"_s);
+    QCOMPARE(runCli({u"undo"_s, m_stage->journal()}).exitStatus, 0);
+    QCOMPARE(apply({u"--yes"_s, u"--journal"_s, other}).exitStatus, 0);
+    QCOMPARE(runCli({u"undo"_s, other}).output, "3 moved back, 34 bytes; 0 left alone\n");
 }
 
 void ApplyCommandTest::resultComesFromStandardInput()
 {
     QProcess process;
     process.setStandardInputFile(result());
-    startCli(process, {u"apply"_qs, u"-"_qs, u"--move-to"_qs, m_stage->target(), u"--yes"_qs,
-                       u"--journal"_qs, m_stage->journal()});
+    startCli(process, {u"apply"_s, u"-"_s, u"--move-to"_s, m_stage->target(), u"--yes"_s,
+                       u"--journal"_s, m_stage->journal()});
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.readAllStandardOutput(), "3 moved, 34 bytes; 0 left alone\n");
     QCOMPARE(process.exitCode(), 0);
@@ -124,16 +126,16 @@ void ApplyCommandTest::resultComesFromStandardInput()
 
 void ApplyCommandTest::optionsLetMoreBeMoved()
 {
-    QJsonObject reference = m_stage->reference(u"one.flac"_qs);
-    reference[u"partial"_qs] = true;
+    QJsonObject reference = m_stage->reference(u"one.flac"_s);
+    reference[u"partial"_s] = true;
     QJsonObject duplicate = m_stage->duplicate(one);
-    duplicate[u"similarity"_qs] = 80;
-    duplicate[u"durationMs"_qs] = 5000;
-    duplicate[u"featureless"_qs] = true;
+    duplicate[u"similarity"_s] = 80;
+    duplicate[u"durationMs"_s] = 5000;
+    duplicate[u"featureless"_s] = true;
     m_stage->setGroups({resultfixture::groupObject(reference, {duplicate})});
     QVERIFY(writeResult());
-    const QStringList options{u"--min-similarity=80"_qs, u"--even-short"_qs,
-                              u"--even-featureless"_qs, u"--even-partial"_qs};
+    const QStringList options{u"--min-similarity=80"_s, u"--even-short"_s, u"--even-featureless"_s,
+                              u"--even-partial"_s};
     for (const QString& each : options) {
         QStringList fewer = options;
         fewer.removeOne(each);
@@ -154,30 +156,30 @@ void ApplyCommandTest::exitStatusIsThatOfTheWorstOutcome_data()
         QTest::newRow(name) << arguments << status << message;
     };
     // RESULT, TARGET and MUSIC are replaced by the names.
-    const QString moveTo = u"--move-to"_qs;
-    row("all moved", {u"apply"_qs, u"RESULT"_qs, moveTo, u"TARGET"_qs, u"--yes"_qs}, 0, "");
-    row("no folder", {u"apply"_qs, u"RESULT"_qs}, 2, "--move-to FOLDER is needed.");
-    row("empty folder", {u"apply"_qs, u"RESULT"_qs, u"--move-to="_qs}, 2,
+    const QString moveTo = u"--move-to"_s;
+    row("all moved", {u"apply"_s, u"RESULT"_s, moveTo, u"TARGET"_s, u"--yes"_s}, 0, "");
+    row("no folder", {u"apply"_s, u"RESULT"_s}, 2, "--move-to FOLDER is needed.");
+    row("empty folder", {u"apply"_s, u"RESULT"_s, u"--move-to="_s}, 2,
         "--move-to FOLDER is needed.");
-    row("no result", {u"apply"_qs, moveTo, u"TARGET"_qs}, 2, "One RESULT is needed.");
-    row("two results", {u"apply"_qs, u"RESULT"_qs, u"RESULT"_qs, moveTo, u"TARGET"_qs}, 2,
+    row("no result", {u"apply"_s, moveTo, u"TARGET"_s}, 2, "One RESULT is needed.");
+    row("two results", {u"apply"_s, u"RESULT"_s, u"RESULT"_s, moveTo, u"TARGET"_s}, 2,
         "One RESULT is needed.");
-    row("standard input without a journal", {u"apply"_qs, u"-"_qs, moveTo, u"TARGET"_qs}, 2,
+    row("standard input without a journal", {u"apply"_s, u"-"_s, moveTo, u"TARGET"_s}, 2,
         "needs --journal FILE");
-    row("no number", {u"apply"_qs, u"RESULT"_qs, moveTo, u"TARGET"_qs, u"--min-similarity=x"_qs}, 2,
+    row("no number", {u"apply"_s, u"RESULT"_s, moveTo, u"TARGET"_s, u"--min-similarity=x"_s}, 2,
         "takes a whole number");
-    row("result missing", {u"apply"_qs, u"/nothing.json"_qs, moveTo, u"TARGET"_qs}, 3,
+    row("result missing", {u"apply"_s, u"/nothing.json"_s, moveTo, u"TARGET"_s}, 3,
         "The result cannot be read");
-    row("result is a folder", {u"apply"_qs, u"MUSIC"_qs, moveTo, u"TARGET"_qs}, 3,
+    row("result is a folder", {u"apply"_s, u"MUSIC"_s, moveTo, u"TARGET"_s}, 3,
         "The result cannot be read");
-    row("result is no result", {u"apply"_qs, u"MUSIC/one.flac"_qs, moveTo, u"TARGET"_qs}, 3,
+    row("result is no result", {u"apply"_s, u"MUSIC/one.flac"_s, moveTo, u"TARGET"_s}, 3,
         "not a JSON object");
-    row("folder was searched", {u"apply"_qs, u"RESULT"_qs, moveTo, u"MUSIC/new"_qs}, 3,
+    row("folder was searched", {u"apply"_s, u"RESULT"_s, moveTo, u"MUSIC/new"_s}, 3,
         "Choose a folder outside.");
-    row("no journal", {u"undo"_qs}, 2, "One JOURNAL is needed.");
-    row("journal missing", {u"undo"_qs, u"/nothing.journal"_qs}, 3, "The journal /nothing");
-    row("journal is music", {u"undo"_qs, u"MUSIC/one.flac"_qs}, 3, "not a journal");
-    row("unknown option", {u"undo"_qs, u"--yes"_qs, u"j"_qs}, 2, "Unknown option 'yes'.");
+    row("no journal", {u"undo"_s}, 2, "One JOURNAL is needed.");
+    row("journal missing", {u"undo"_s, u"/nothing.journal"_s}, 3, "The journal /nothing");
+    row("journal is music", {u"undo"_s, u"MUSIC/one.flac"_s}, 3, "not a journal");
+    row("unknown option", {u"undo"_s, u"--yes"_s, u"j"_s}, 2, "Unknown option 'yes'.");
 }
 
 void ApplyCommandTest::exitStatusIsThatOfTheWorstOutcome()
@@ -187,9 +189,9 @@ void ApplyCommandTest::exitStatusIsThatOfTheWorstOutcome()
     QFETCH(const QByteArray, message);
     const QStringList before = m_stage->wholePicture();
     QStringList replaced = arguments;
-    replaced.replaceInStrings(u"RESULT"_qs, result())
-        .replaceInStrings(u"TARGET"_qs, m_stage->target())
-        .replaceInStrings(u"MUSIC"_qs, m_stage->besides(u"music"_qs));
+    replaced.replaceInStrings(u"RESULT"_s, result())
+        .replaceInStrings(u"TARGET"_s, m_stage->target())
+        .replaceInStrings(u"MUSIC"_s, m_stage->besides(u"music"_s));
     const CliRun run = runCli(replaced);
     QVERIFY2(run.errors.contains(message), run.errors.constData());
     QCOMPARE(run.exitStatus, status);
@@ -201,9 +203,9 @@ void ApplyCommandTest::exitStatusIsThatOfTheWorstOutcome()
 
 void ApplyCommandTest::namesCannotSteerTheTerminal()
 {
-    const QString name = u"a/\x1b[2Jone.mp3"_qs;
+    const QString name = u"a/\x1b[2Jone.mp3"_s;
     QVERIFY(QFile::rename(m_stage->music(one), m_stage->music(name)));
-    m_stage->setGroups({resultfixture::groupObject(m_stage->reference(u"one.flac"_qs),
+    m_stage->setGroups({resultfixture::groupObject(m_stage->reference(u"one.flac"_s),
                                                    {m_stage->duplicate(name)})});
     QVERIFY(writeResult());
     const CliRun run = apply({});

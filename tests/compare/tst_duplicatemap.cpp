@@ -3,6 +3,8 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 FingerprintRecord record(const char* path, QList<quint32> words, int durationMs,
@@ -66,13 +68,13 @@ void TestDuplicateMap::keysAreOrderedByUtf16CodeUnit()
 {
     DuplicateMap map;
     // U+FF5E sorts behind the surrogates of U+1F600 by code unit, before it by code point.
-    const QStringList paths{QStringLiteral("b"), QStringLiteral("B"), u"\uFF5E"_qs,
-                            u"\U0001F600"_qs, QStringLiteral("a")};
+    const QStringList paths{QStringLiteral("b"), QStringLiteral("B"), u"\uFF5E"_s, u"\U0001F600"_s,
+                            QStringLiteral("a")};
     for (const QString& path : paths) {
         compare::addIfDuplicate(map, path, QStringLiteral("x"), 100, 70);
     }
     const QStringList expected{QStringLiteral("B"), QStringLiteral("a"), QStringLiteral("b"),
-                               u"\U0001F600"_qs, u"\uFF5E"_qs};
+                               u"\U0001F600"_s, u"\uFF5E"_s};
     QCOMPARE(map.keys(), expected);
 }
 

@@ -14,6 +14,8 @@
 #include <sys/xattr.h>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace faultmatrix {
 
 namespace {
@@ -48,7 +50,7 @@ public:
     {
         empty();
         const QString target = scenario.toOtherFileSystem ? folders.other : folders.here;
-        bool ok = filefixture::write(target + u"/beside.mp3"_qs, "beside");
+        bool ok = filefixture::write(target + u"/beside.mp3"_s, "beside");
         for (int i = 0; i < count; ++i) {
             // Files of different sizes have different contents.
             const qsizetype size = count == 1 ? kSize : 1 + i * i * 3001;
@@ -116,14 +118,14 @@ Tally judge(const Scenario& scenario, const Stage& stage, const Contents& after,
                               file.key() == stage.files.first().first;
         if (!askedFor && !hashes.contains(file.value())) {
             ++tally.lost;
-            tally.complaints.append(u"lost: "_qs + file.key());
+            tally.complaints.append(u"lost: "_s + file.key());
         }
     }
     for (qsizetype i = 0; i < reports.size(); ++i) {
         if (reports.at(i) &&
             !isTrueSuccess(scenario.operation, stage.files.value(i), stage.before, after)) {
             ++tally.falseSuccesses;
-            tally.complaints.append(u"false success: "_qs + stage.files.value(i).first);
+            tally.complaints.append(u"false success: "_s + stage.files.value(i).first);
         }
     }
     return tally;
@@ -180,7 +182,7 @@ Tally judgeKilled(const Scenario& scenario, const Stage& stage, const Folders& f
     tally.fired = killed ? 1 : 0;
     tally.leftOver = countLeftOver(stage, after);
     for (QString& complaint : tally.complaints) {
-        complaint = scenario.name() + u", killed at "_qs + moment + u": "_qs + complaint;
+        complaint = scenario.name() + u", killed at "_s + moment + u": "_s + complaint;
     }
     return tally;
 }
@@ -191,37 +193,37 @@ QString Scenario::name() const
 {
     QString text = operation;
     if (operation != u"delete") {
-        text += toOtherFileSystem ? u" to another file system"_qs : u" on one file system"_qs;
+        text += toOtherFileSystem ? u" to another file system"_s : u" on one file system"_s;
     }
     if (destinationTaken) {
-        text += u", name taken"_qs;
+        text += u", name taken"_s;
     }
     for (const QString& call : lacking) {
-        text += u", no "_qs + call.section(u':', 0, 0);
+        text += u", no "_s + call.section(u':', 0, 0);
     }
     if (noUnnamedFiles) {
-        text += u", no O_TMPFILE"_qs;
+        text += u", no O_TMPFILE"_s;
     }
     return text;
 }
 
 QList<Scenario> scenarios()
 {
-    const QString noExclusiveRename = u"renameat2:error=EINVAL"_qs;
-    const QString noLink = u"linkat:error=EPERM"_qs;
-    QList<Scenario> all = {{u"delete"_qs, false, false, {}, false}};
+    const QString noExclusiveRename = u"renameat2:error=EINVAL"_s;
+    const QString noLink = u"linkat:error=EPERM"_s;
+    QList<Scenario> all = {{u"delete"_s, false, false, {}, false}};
     for (const bool toOther : {false, true}) {
         for (const bool taken : {false, true}) {
-            all.append({u"move"_qs, toOther, taken, {}, false});
-            all.append({u"move"_qs, toOther, taken, {noExclusiveRename}, false});
-            all.append({u"move"_qs, toOther, taken, {noExclusiveRename, noLink}, false});
+            all.append({u"move"_s, toOther, taken, {}, false});
+            all.append({u"move"_s, toOther, taken, {noExclusiveRename}, false});
+            all.append({u"move"_s, toOther, taken, {noExclusiveRename, noLink}, false});
             if (toOther) {
-                all.append({u"move"_qs, toOther, taken, {}, true});
+                all.append({u"move"_s, toOther, taken, {}, true});
             }
-            all.append({u"copy"_qs, toOther, taken, {}, false});
-            all.append({u"copy"_qs, toOther, taken, {}, true});
-            all.append({u"copy"_qs, toOther, taken, {noLink}, false});
-            all.append({u"copy"_qs, toOther, taken, {noLink, noExclusiveRename}, false});
+            all.append({u"copy"_s, toOther, taken, {}, false});
+            all.append({u"copy"_s, toOther, taken, {}, true});
+            all.append({u"copy"_s, toOther, taken, {noLink}, false});
+            all.append({u"copy"_s, toOther, taken, {noLink, noExclusiveRename}, false});
         }
     }
     return all;
@@ -229,8 +231,8 @@ QList<Scenario> scenarios()
 
 const QStringList& errors()
 {
-    static const QStringList names = {u"EACCES"_qs, u"ENOSPC"_qs, u"EIO"_qs,          u"EXDEV"_qs,
-                                      u"EROFS"_qs,  u"EBUSY"_qs,  u"ENAMETOOLONG"_qs, u"EMFILE"_qs};
+    static const QStringList names = {u"EACCES"_s, u"ENOSPC"_s, u"EIO"_s,          u"EXDEV"_s,
+                                      u"EROFS"_s,  u"EBUSY"_s,  u"ENAMETOOLONG"_s, u"EMFILE"_s};
     return names;
 }
 
@@ -239,7 +241,7 @@ QString Fault::inWords() const
     return QStringLiteral("%1:error=%2:when=%3%4")
         .arg(QString::fromLatin1(call.name), error)
         .arg(call.number)
-        .arg(forGood ? u"+"_qs : QString());
+        .arg(forGood ? u"+"_s : QString());
 }
 
 Tally& Tally::operator+=(const Tally& other)
@@ -275,7 +277,7 @@ QStringList lackingIn(const Scenario& scenario, const Folders& folders)
             tracedrun::run(stage.arguments, lacking).numberOfCall("openat", "O_TMPFILE");
         // Where the name is taken, it does not come to that.
         if (number > 0) {
-            lacking.append(u"openat:error=EOPNOTSUPP:when=%1"_qs.arg(number));
+            lacking.append(u"openat:error=EOPNOTSUPP:when=%1"_s.arg(number));
         }
     }
     return lacking;
@@ -314,19 +316,19 @@ Tally runCase(const Scenario& scenario, const QStringList& lacking, const Fault&
     tally.fired = struck(result, fault.call) && result.exitCode >= 0 ? 1 : 0;
     if (success && fault.concernsFlush) {
         ++tally.falseSuccesses;
-        tally.complaints.append(u"success, though not all could be flushed"_qs);
+        tally.complaints.append(u"success, though not all could be flushed"_s);
     }
     if (!success && fault.forGood) {
         tally.leftOver = countLeftOver(stage, after);
     } else if (!success && after != stage.before) {
         ++tally.notAsBefore;
-        tally.complaints.append(u"the failure left something behind"_qs);
+        tally.complaints.append(u"the failure left something behind"_s);
     }
     if (tally.fired == 0) {
-        tally.complaints.append(u"the fault did not strike"_qs);
+        tally.complaints.append(u"the fault did not strike"_s);
     }
     for (QString& complaint : tally.complaints) {
-        complaint = scenario.name() + u", "_qs + fault.inWords() + u": "_qs + complaint;
+        complaint = scenario.name() + u", "_s + fault.inWords() + u": "_s + complaint;
     }
     return tally;
 }
@@ -366,7 +368,7 @@ Tally killAtTime(const Scenario& scenario, qint64 microseconds, const Folders& f
         const Stage stage(scenario, folders, kKilledFiles);
         QProcess driver;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"QUORVEL_ANNOUNCE"_qs, u"1"_qs);
+        environment.insert(u"QUORVEL_ANNOUNCE"_s, u"1"_s);
         driver.setProcessEnvironment(environment);
         driver.setReadChannel(QProcess::StandardError);
         driver.start(QStringLiteral(QUORVEL_FILEOPS_DRIVER), stage.arguments);

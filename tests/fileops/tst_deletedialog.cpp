@@ -14,6 +14,8 @@
 
 #include <ctime>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QStringList nameList(int count)
@@ -99,13 +101,13 @@ void DeleteDialogTest::slotsAreInTheirFixedOrder()
         names.append(QString::fromLatin1(meta.method(i).methodSignature()));
     }
     const QStringList expected = {
-        u"on_filesList_itemChanged(QListWidgetItem*)"_qs,
-        u"on_deleteButton_clicked()"_qs,
-        u"on_okButton_clicked()"_qs,
-        u"on_cancelButton_clicked()"_qs,
-        u"on_chooseDirButton_clicked()"_qs,
-        u"on_moveButton_clicked()"_qs,
-        u"on_copyButton_clicked()"_qs,
+        u"on_filesList_itemChanged(QListWidgetItem*)"_s,
+        u"on_deleteButton_clicked()"_s,
+        u"on_okButton_clicked()"_s,
+        u"on_cancelButton_clicked()"_s,
+        u"on_chooseDirButton_clicked()"_s,
+        u"on_moveButton_clicked()"_s,
+        u"on_copyButton_clicked()"_s,
     };
     QCOMPARE(names, expected);
 }
@@ -113,24 +115,24 @@ void DeleteDialogTest::slotsAreInTheirFixedOrder()
 void DeleteDialogTest::formHoldsItsWidgetsInOrder()
 {
     const deleteDialog dialog;
-    QCOMPARE(dialog.objectName(), u"deleteDialog"_qs);
+    QCOMPARE(dialog.objectName(), u"deleteDialog"_s);
     QCOMPARE(dialog.size(), QSize(718, 428));
     QCOMPARE(dialog.windowFlags() & ~Qt::WindowFlags(Qt::WindowType_Mask),
              QDialog().windowFlags() & ~Qt::WindowFlags(Qt::WindowType_Mask));
 
     const auto* outer = qobject_cast<QVBoxLayout*>(dialog.layout());
     QVERIFY(outer != nullptr);
-    QCOMPARE(outer->objectName(), u"verticalLayout"_qs);
+    QCOMPARE(outer->objectName(), u"verticalLayout"_s);
     QCOMPARE(contents(outer),
-             QStringList({u"deleteLabel"_qs, u"filesList"_qs, u"dirSelector"_qs, u"frame"_qs}));
-    const auto* directory = dialog.findChild<QHBoxLayout*>(u"horizontalLayout_2"_qs);
-    QCOMPARE(directory->parentWidget()->objectName(), u"dirSelector"_qs);
-    QCOMPARE(contents(directory), QStringList({u"chooseDirButton"_qs, u"dirLabel"_qs}));
-    const auto* bottom = dialog.findChild<QHBoxLayout*>(u"horizontalLayout"_qs);
-    QCOMPARE(bottom->parentWidget()->objectName(), u"frame"_qs);
+             QStringList({u"deleteLabel"_s, u"filesList"_s, u"dirSelector"_s, u"frame"_s}));
+    const auto* directory = dialog.findChild<QHBoxLayout*>(u"horizontalLayout_2"_s);
+    QCOMPARE(directory->parentWidget()->objectName(), u"dirSelector"_s);
+    QCOMPARE(contents(directory), QStringList({u"chooseDirButton"_s, u"dirLabel"_s}));
+    const auto* bottom = dialog.findChild<QHBoxLayout*>(u"horizontalLayout"_s);
+    QCOMPARE(bottom->parentWidget()->objectName(), u"frame"_s);
     QCOMPARE(contents(bottom),
-             QStringList({u"deleteProgress"_qs, u"-"_qs, u"deleteCountLabel"_qs, u"deleteButton"_qs,
-                          u"moveButton"_qs, u"copyButton"_qs, u"okButton"_qs, u"cancelButton"_qs}));
+             QStringList({u"deleteProgress"_s, u"-"_s, u"deleteCountLabel"_s, u"deleteButton"_s,
+                          u"moveButton"_s, u"copyButton"_s, u"okButton"_s, u"cancelButton"_s}));
     const QSpacerItem* spacer = bottom->itemAt(1)->spacerItem();
     QCOMPARE(spacer->sizeHint(), QSize(40, 20));
     QCOMPARE(spacer->sizePolicy(), QSizePolicy(QSizePolicy::Expanding, QSizePolicy::Minimum));
@@ -139,17 +141,17 @@ void DeleteDialogTest::formHoldsItsWidgetsInOrder()
 void DeleteDialogTest::formHasItsMarginsAndFrames()
 {
     const deleteDialog dialog;
-    const auto* directory = dialog.findChild<QHBoxLayout*>(u"horizontalLayout_2"_qs);
+    const auto* directory = dialog.findChild<QHBoxLayout*>(u"horizontalLayout_2"_s);
     const int styleBottom = dialog.style()->pixelMetric(QStyle::PM_LayoutBottomMargin, nullptr,
                                                         directory->parentWidget());
     QCOMPARE(directory->contentsMargins(), QMargins(0, 9, 0, styleBottom));
-    QCOMPARE(dialog.findChild<QHBoxLayout*>(u"horizontalLayout"_qs)->contentsMargins(), QMargins());
-    for (const QString& name : {u"dirSelector"_qs, u"frame"_qs}) {
+    QCOMPARE(dialog.findChild<QHBoxLayout*>(u"horizontalLayout"_s)->contentsMargins(), QMargins());
+    for (const QString& name : {u"dirSelector"_s, u"frame"_s}) {
         const auto* frame = dialog.findChild<QFrame*>(name);
         QCOMPARE(frame->frameShape(), QFrame::StyledPanel);
         QCOMPARE(frame->frameShadow(), QFrame::Raised);
     }
-    QCOMPARE(dialog.findChild<QPushButton*>(u"deleteButton"_qs)->minimumSize(), QSize(0, 0));
+    QCOMPARE(dialog.findChild<QPushButton*>(u"deleteButton"_s)->minimumSize(), QSize(0, 0));
 }
 
 void DeleteDialogTest::formHasItsTexts()
@@ -159,29 +161,29 @@ void DeleteDialogTest::formHasItsTexts()
         return dialog.findChild<QWidget*>(name)->property("text").toString();
     };
     QCOMPARE(dialog.windowTitle(), QString());
-    QCOMPARE(text(u"deleteLabel"_qs), QString());
-    QCOMPARE(text(u"deleteCountLabel"_qs), QString());
-    QCOMPARE(text(u"dirLabel"_qs), QString());
-    QCOMPARE(text(u"chooseDirButton"_qs), u"Choose Directory"_qs);
-    QCOMPARE(text(u"deleteButton"_qs), u"Delete"_qs);
-    QCOMPARE(text(u"moveButton"_qs), u"Move"_qs);
-    QCOMPARE(text(u"copyButton"_qs), u"Copy"_qs);
-    QCOMPARE(text(u"okButton"_qs), u"Ok"_qs);
-    QCOMPARE(text(u"cancelButton"_qs), u"Cancel"_qs);
-    QVERIFY(!dialog.findChild<QLineEdit*>(u"dirLabel"_qs)->isReadOnly());
+    QCOMPARE(text(u"deleteLabel"_s), QString());
+    QCOMPARE(text(u"deleteCountLabel"_s), QString());
+    QCOMPARE(text(u"dirLabel"_s), QString());
+    QCOMPARE(text(u"chooseDirButton"_s), u"Choose Directory"_s);
+    QCOMPARE(text(u"deleteButton"_s), u"Delete"_s);
+    QCOMPARE(text(u"moveButton"_s), u"Move"_s);
+    QCOMPARE(text(u"copyButton"_s), u"Copy"_s);
+    QCOMPARE(text(u"okButton"_s), u"Ok"_s);
+    QCOMPARE(text(u"cancelButton"_s), u"Cancel"_s);
+    QVERIFY(!dialog.findChild<QLineEdit*>(u"dirLabel"_s)->isReadOnly());
     QCOMPARE(dialog.operation, QString());
 }
 
 void DeleteDialogTest::progressIsHiddenAtFirst()
 {
-    const DialogFixture fixture(u"delete"_qs);
+    const DialogFixture fixture(u"delete"_s);
     QVERIFY(fixture.progress()->isHidden());
     QCOMPARE(fixture.progress()->value(), 0);
 }
 
 void DeleteDialogTest::filesAreHandledOneAtATime()
 {
-    const DialogFixture fixture(u"delete"_qs);
+    const DialogFixture fixture(u"delete"_s);
     QCOMPARE(fixture.pool()->maxThreadCount(), 1);
 }
 
@@ -189,9 +191,9 @@ void DeleteDialogTest::allTicksAndUnticksEveryFile_data()
 {
     QTest::addColumn<QString>("operation");
     QTest::addColumn<QString>("ending");
-    QTest::newRow("delete") << u"delete"_qs << u" files marked for deletion"_qs;
-    QTest::newRow("move") << u"move"_qs << u" files marked for move"_qs;
-    QTest::newRow("copy") << u"copy"_qs << u" files marked for copy"_qs;
+    QTest::newRow("delete") << u"delete"_s << u" files marked for deletion"_s;
+    QTest::newRow("move") << u"move"_s << u" files marked for move"_s;
+    QTest::newRow("copy") << u"copy"_s << u" files marked for copy"_s;
 }
 
 void DeleteDialogTest::allTicksAndUnticksEveryFile()
@@ -202,34 +204,34 @@ void DeleteDialogTest::allTicksAndUnticksEveryFile()
     fixture.addFiles(nameList(3));
     fixture.setTicked(0, false);
     QCOMPARE(fixture.rows(),
-             QStringList({u"[ ] /music/1.mp3"_qs, u"[ ] /music/2.mp3"_qs, u"[ ] /music/3.mp3"_qs}));
-    QCOMPARE(fixture.countLabel(), u"0"_qs + ending);
+             QStringList({u"[ ] /music/1.mp3"_s, u"[ ] /music/2.mp3"_s, u"[ ] /music/3.mp3"_s}));
+    QCOMPARE(fixture.countLabel(), u"0"_s + ending);
 
     fixture.setTicked(2, true);
-    QCOMPARE(fixture.countLabel(), u"1"_qs + ending);
+    QCOMPARE(fixture.countLabel(), u"1"_s + ending);
     fixture.setTicked(0, true);
     QCOMPARE(fixture.rows(),
-             QStringList({u"[x] /music/1.mp3"_qs, u"[x] /music/2.mp3"_qs, u"[x] /music/3.mp3"_qs}));
-    QCOMPARE(fixture.countLabel(), u"3"_qs + ending);
+             QStringList({u"[x] /music/1.mp3"_s, u"[x] /music/2.mp3"_s, u"[x] /music/3.mp3"_s}));
+    QCOMPARE(fixture.countLabel(), u"3"_s + ending);
 }
 
 void DeleteDialogTest::partlyTickedAllUnticksEveryFile()
 {
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(nameList(2));
     fixture.list()->item(0)->setCheckState(Qt::PartiallyChecked);
-    QCOMPARE(fixture.rows(), QStringList({u"[ ] /music/1.mp3"_qs, u"[ ] /music/2.mp3"_qs}));
-    QCOMPARE(fixture.countLabel(), u"0 files marked for deletion"_qs);
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /music/1.mp3"_s, u"[ ] /music/2.mp3"_s}));
+    QCOMPARE(fixture.countLabel(), u"0 files marked for deletion"_s);
     QCOMPARE(fixture.list()->item(0)->checkState(), Qt::PartiallyChecked);
 }
 
 void DeleteDialogTest::untickingOneFileLeavesAllTicked()
 {
-    DialogFixture fixture(u"move"_qs);
+    DialogFixture fixture(u"move"_s);
     fixture.addFiles(nameList(3));
     fixture.setTicked(2, false);
     QCOMPARE(fixture.list()->item(0)->checkState(), Qt::Checked);
-    QCOMPARE(fixture.countLabel(), u"2 files marked for move"_qs);
+    QCOMPARE(fixture.countLabel(), u"2 files marked for move"_s);
     fixture.setTicked(1, false);
     fixture.setTicked(3, false);
     QCOMPARE(fixture.list()->item(0)->checkState(), Qt::Checked);
@@ -243,152 +245,151 @@ void DeleteDialogTest::untickingOneFileLeavesAllTicked()
 
 void DeleteDialogTest::partlyTickedRowIsNotCounted()
 {
-    DialogFixture fixture(u"copy"_qs);
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(nameList(3));
     fixture.list()->item(2)->setCheckState(Qt::PartiallyChecked);
-    QCOMPARE(fixture.countLabel(), u"2 files marked for copy"_qs);
+    QCOMPARE(fixture.countLabel(), u"2 files marked for copy"_s);
 }
 
 void DeleteDialogTest::labelStaysPluralForOneFile()
 {
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(nameList(2));
     fixture.setTicked(1, false);
-    QCOMPARE(fixture.countLabel(), u"1 files marked for deletion"_qs);
+    QCOMPARE(fixture.countLabel(), u"1 files marked for deletion"_s);
 }
 
 void DeleteDialogTest::unknownOperationNeverChangesTheLabel_data()
 {
     QTest::addColumn<QString>("operation");
     QTest::newRow("empty") << QString();
-    QTest::newRow("unknown") << u"shred"_qs;
-    QTest::newRow("other letter case") << u"Delete"_qs;
+    QTest::newRow("unknown") << u"shred"_s;
+    QTest::newRow("other letter case") << u"Delete"_s;
 }
 
 void DeleteDialogTest::unknownOperationNeverChangesTheLabel()
 {
     QFETCH(const QString, operation);
     DialogFixture fixture(operation);
-    fixture.dialog()->findChild<QLabel*>(u"deleteCountLabel"_qs)->setText(u"as it was"_qs);
+    fixture.dialog()->findChild<QLabel*>(u"deleteCountLabel"_s)->setText(u"as it was"_s);
     fixture.addFiles(nameList(2));
     fixture.setTicked(1, false);
     fixture.setTicked(0, false);
-    QCOMPARE(fixture.countLabel(), u"as it was"_qs);
-    QCOMPARE(fixture.rows(), QStringList({u"[ ] /music/1.mp3"_qs, u"[ ] /music/2.mp3"_qs}));
+    QCOMPARE(fixture.countLabel(), u"as it was"_s);
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /music/1.mp3"_s, u"[ ] /music/2.mp3"_s}));
 }
 
 void DeleteDialogTest::rowsArriveTickedBelowAll()
 {
-    const DialogFixture fixture(u"delete"_qs);
-    QCOMPARE(fixture.dialog()->addRows({{u"/b.mp3"_qs}, {u"/a.mp3"_qs}, {u"/b.mp3"_qs}}), 3);
-    QCOMPARE(fixture.list()->item(0)->text(), u"All"_qs);
+    const DialogFixture fixture(u"delete"_s);
+    QCOMPARE(fixture.dialog()->addRows({{u"/b.mp3"_s}, {u"/a.mp3"_s}, {u"/b.mp3"_s}}), 3);
+    QCOMPARE(fixture.list()->item(0)->text(), u"All"_s);
     QCOMPARE(fixture.list()->item(0)->checkState(), Qt::Checked);
-    QCOMPARE(fixture.rows(), QStringList({u"[x] /b.mp3"_qs, u"[x] /a.mp3"_qs, u"[x] /b.mp3"_qs}));
-    QCOMPARE(fixture.countLabel(), u"3 files marked for deletion"_qs);
+    QCOMPARE(fixture.rows(), QStringList({u"[x] /b.mp3"_s, u"[x] /a.mp3"_s, u"[x] /b.mp3"_s}));
+    QCOMPARE(fixture.countLabel(), u"3 files marked for deletion"_s);
     QCOMPARE(fixture.list()->item(1)->toolTip(), QString());
 }
 
 void DeleteDialogTest::otherNameOfAFileArrivesUntickedWithTheReason()
 {
-    const DialogFixture fixture(u"delete"_qs);
-    QCOMPARE(fixture.dialog()->addRows({{u"/link.mp3"_qs, u"/a %1 <b>.mp3"_qs}, {u"/b.mp3"_qs}}),
-             1);
-    QCOMPARE(fixture.rows(), QStringList({u"[ ] /link.mp3"_qs, u"[x] /b.mp3"_qs}));
-    QCOMPARE(fixture.countLabel(), u"1 files marked for deletion"_qs);
+    const DialogFixture fixture(u"delete"_s);
+    QCOMPARE(fixture.dialog()->addRows({{u"/link.mp3"_s, u"/a %1 <b>.mp3"_s}, {u"/b.mp3"_s}}), 1);
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /link.mp3"_s, u"[x] /b.mp3"_s}));
+    QCOMPARE(fixture.countLabel(), u"1 files marked for deletion"_s);
     // Tool tips take markup, a file's name is none.
-    QVERIFY(fixture.list()->item(1)->toolTip().contains(u"/a %1 &lt;b&gt;.mp3"_qs));
+    QVERIFY(fixture.list()->item(1)->toolTip().contains(u"/a %1 &lt;b&gt;.mp3"_s));
     QCOMPARE(fixture.list()->item(2)->toolTip(), QString());
 }
 
 void DeleteDialogTest::rowWithoutReferenceArrivesUntickedWithTheReason()
 {
-    const DialogFixture fixture(u"move"_qs);
-    QCOMPARE(fixture.dialog()->addRows({{u"/b.mp3"_qs, {}, u"/a <b>.mp3"_qs, false}}), 0);
-    QCOMPARE(fixture.rows(), QStringList(u"[ ] /b.mp3"_qs));
-    QCOMPARE(fixture.countLabel(), u"0 files marked for move"_qs);
+    const DialogFixture fixture(u"move"_s);
+    QCOMPARE(fixture.dialog()->addRows({{u"/b.mp3"_s, {}, u"/a <b>.mp3"_s, false}}), 0);
+    QCOMPARE(fixture.rows(), QStringList(u"[ ] /b.mp3"_s));
+    QCOMPARE(fixture.countLabel(), u"0 files marked for move"_s);
     QVERIFY(fixture.list()->item(1)->toolTip().contains(
-        u"Its reference /a &lt;b&gt;.mp3 is missing: this may be the only copy"_qs));
+        u"Its reference /a &lt;b&gt;.mp3 is missing: this may be the only copy"_s));
 }
 
 void DeleteDialogTest::allLeavesTheOnlyCopyUnticked_data()
 {
     QTest::addColumn<DuplicateRow>("row");
-    QTest::newRow("another name") << DuplicateRow{u"/link.mp3"_qs, u"/a.mp3"_qs};
-    QTest::newRow("reference missing") << DuplicateRow{u"/link.mp3"_qs, {}, u"/a.mp3"_qs, false};
+    QTest::newRow("another name") << DuplicateRow{u"/link.mp3"_s, u"/a.mp3"_s};
+    QTest::newRow("reference missing") << DuplicateRow{u"/link.mp3"_s, {}, u"/a.mp3"_s, false};
 }
 
 void DeleteDialogTest::allLeavesTheOnlyCopyUnticked()
 {
     QFETCH(const DuplicateRow, row);
-    DialogFixture fixture(u"delete"_qs);
-    fixture.dialog()->addRows({row, {u"/b.mp3"_qs}});
+    DialogFixture fixture(u"delete"_s);
+    fixture.dialog()->addRows({row, {u"/b.mp3"_s}});
     fixture.setTicked(0, false);
     fixture.setTicked(0, true);
-    QCOMPARE(fixture.rows(), QStringList({u"[ ] /link.mp3"_qs, u"[x] /b.mp3"_qs}));
-    QCOMPARE(fixture.countLabel(), u"1 files marked for deletion"_qs);
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /link.mp3"_s, u"[x] /b.mp3"_s}));
+    QCOMPARE(fixture.countLabel(), u"1 files marked for deletion"_s);
     // By hand it can be ticked, which "All" leaves so, and unticked by both.
     fixture.setTicked(1, true);
-    QCOMPARE(fixture.countLabel(), u"2 files marked for deletion"_qs);
+    QCOMPARE(fixture.countLabel(), u"2 files marked for deletion"_s);
     fixture.setTicked(0, false);
-    QCOMPARE(fixture.rows(), QStringList({u"[ ] /link.mp3"_qs, u"[ ] /b.mp3"_qs}));
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /link.mp3"_s, u"[ ] /b.mp3"_s}));
     fixture.setTicked(1, true);
     fixture.setTicked(0, true);
-    QCOMPARE(fixture.rows(), QStringList({u"[x] /link.mp3"_qs, u"[x] /b.mp3"_qs}));
+    QCOMPARE(fixture.rows(), QStringList({u"[x] /link.mp3"_s, u"[x] /b.mp3"_s}));
 }
 
 void DeleteDialogTest::tickByHandOnTheOnlyCopyCounts()
 {
     const QTemporaryDir folder;
-    const QString path = folder.filePath(u"b.mp3"_qs);
+    const QString path = folder.filePath(u"b.mp3"_s);
     QVERIFY(QFile(path).open(QFile::WriteOnly));
-    DialogFixture fixture(u"delete"_qs);
-    fixture.dialog()->addRows({{path, {}, folder.filePath(u"absent.mp3"_qs), false}});
+    DialogFixture fixture(u"delete"_s);
+    fixture.dialog()->addRows({{path, {}, folder.filePath(u"absent.mp3"_s), false}});
     fixture.setTicked(1, true);
     fixture.start();
     fixture.waitForIdle();
-    QCOMPARE(fixture.countLabel(), u"1 files deleted"_qs);
+    QCOMPARE(fixture.countLabel(), u"1 files deleted"_s);
     QVERIFY(!QFile::exists(path));
 }
 
 void DeleteDialogTest::rowWhoseReferenceHasGoneIsNotTickedByAll()
 {
     const QTemporaryDir folder;
-    const QString reference = folder.filePath(u"a.mp3"_qs);
+    const QString reference = folder.filePath(u"a.mp3"_s);
     QVERIFY(QFile(reference).open(QFile::WriteOnly));
-    DialogFixture fixture(u"copy"_qs);
-    fixture.dialog()->addRows({{u"/b.mp3"_qs, {}, reference}, {u"/c.mp3"_qs, {}, reference}});
+    DialogFixture fixture(u"copy"_s);
+    fixture.dialog()->addRows({{u"/b.mp3"_s, {}, reference}, {u"/c.mp3"_s, {}, reference}});
     fixture.setTicked(0, false);
     fixture.setTicked(0, true);
-    QCOMPARE(fixture.countLabel(), u"2 files marked for copy"_qs);
+    QCOMPARE(fixture.countLabel(), u"2 files marked for copy"_s);
     fixture.setTicked(0, false);
     QVERIFY(QFile::remove(reference));
     fixture.setTicked(0, true);
-    QCOMPARE(fixture.rows(), QStringList({u"[ ] /b.mp3"_qs, u"[ ] /c.mp3"_qs}));
-    QCOMPARE(fixture.countLabel(), u"0 files marked for copy"_qs);
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] /b.mp3"_s, u"[ ] /c.mp3"_s}));
+    QCOMPARE(fixture.countLabel(), u"0 files marked for copy"_s);
 }
 
 void DeleteDialogTest::noRowsLeaveTheListEmpty()
 {
-    const DialogFixture fixture(u"delete"_qs);
+    const DialogFixture fixture(u"delete"_s);
     QCOMPARE(fixture.dialog()->addRows({}), 0);
     QCOMPARE(fixture.list()->count(), 0);
 }
 
 void DeleteDialogTest::onlyOtherNamesAreListedAllTheSame()
 {
-    const DialogFixture fixture(u"delete"_qs);
-    QCOMPARE(fixture.dialog()->addRows({{u"/link.mp3"_qs, u"/a.mp3"_qs}}), 0);
-    QCOMPARE(fixture.rows(), QStringList(u"[ ] /link.mp3"_qs));
-    QCOMPARE(fixture.countLabel(), u"0 files marked for deletion"_qs);
+    const DialogFixture fixture(u"delete"_s);
+    QCOMPARE(fixture.dialog()->addRows({{u"/link.mp3"_s, u"/a.mp3"_s}}), 0);
+    QCOMPARE(fixture.rows(), QStringList(u"[ ] /link.mp3"_s));
+    QCOMPARE(fixture.countLabel(), u"0 files marked for deletion"_s);
 }
 
 void DeleteDialogTest::rowsAddedAtOnceLookLikeRowsAddedOneByOne()
 {
-    const DialogFixture atOnce(u"copy"_qs);
-    atOnce.dialog()->addRows({{u"/a.mp3"_qs}, {u"/b.mp3"_qs}});
+    const DialogFixture atOnce(u"copy"_s);
+    atOnce.dialog()->addRows({{u"/a.mp3"_s}, {u"/b.mp3"_s}});
 
-    const DialogFixture oneByOne(u"copy"_qs);
-    for (const QString& text : {u"All"_qs, u"/a.mp3"_qs, u"/b.mp3"_qs}) {
+    const DialogFixture oneByOne(u"copy"_s);
+    for (const QString& text : {u"All"_s, u"/a.mp3"_s, u"/b.mp3"_s}) {
         oneByOne.list()->addItem(text);
         oneByOne.list()->item(oneByOne.list()->count() - 1)->setCheckState(Qt::Checked);
     }
@@ -411,7 +412,7 @@ void DeleteDialogTest::manyRowsAreTickedInLinearTime()
     constexpr int kFewRows = 2'000;
     constexpr int kManyRows = 20'000;
     const auto tickAll = [](int rows, std::clock_t& spent) {
-        DialogFixture fixture(u"delete"_qs);
+        DialogFixture fixture(u"delete"_s);
         const QString allMarked = QStringLiteral("%1 files marked for deletion").arg(rows);
         const std::clock_t start = std::clock();
         fixture.addFiles(nameList(rows));
@@ -419,11 +420,11 @@ void DeleteDialogTest::manyRowsAreTickedInLinearTime()
         QCOMPARE(fixture.countLabel(), allMarked);
         fixture.setTicked(0, false);
         QCoreApplication::processEvents();
-        QCOMPARE(fixture.countLabel(), u"0 files marked for deletion"_qs);
+        QCOMPARE(fixture.countLabel(), u"0 files marked for deletion"_s);
         fixture.setTicked(0, true);
         QCOMPARE(fixture.countLabel(), allMarked);
         spent = std::clock() - start;
-        QCOMPARE(fixture.rows().filter(u"[x]"_qs).size(), rows);
+        QCOMPARE(fixture.rows().filter(u"[x]"_s).size(), rows);
     };
     std::clock_t few = 0;
     std::clock_t many = 0;
@@ -436,7 +437,7 @@ void DeleteDialogTest::manyRowsAreTickedInLinearTime()
 
 void DeleteDialogTest::rowsAreMeasuredAnewWhenTheFontChanges()
 {
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(nameList(2));
     const auto height = [&fixture] {
         return fixture.list()->visualItemRect(fixture.list()->item(1)).height();
@@ -450,8 +451,8 @@ void DeleteDialogTest::rowsAreMeasuredAnewWhenTheFontChanges()
 
 void DeleteDialogTest::cancelledChooserEmptiesTheDirectory()
 {
-    const DialogFixture fixture(u"copy"_qs);
-    fixture.directory()->setText(u"/typed"_qs);
+    const DialogFixture fixture(u"copy"_s);
+    fixture.directory()->setText(u"/typed"_s);
     QString caption;
     QFileDialog::Options options;
     QTimer::singleShot(0, fixture.dialog(), [&] {
@@ -460,8 +461,8 @@ void DeleteDialogTest::cancelledChooserEmptiesTheDirectory()
         options = chooser->options();
         chooser->reject();
     });
-    fixture.click(u"chooseDirButton"_qs);
-    QCOMPARE(caption, u"Choose Directory"_qs);
+    fixture.click(u"chooseDirButton"_s);
+    QCOMPARE(caption, u"Choose Directory"_s);
     QVERIFY(options.testFlag(QFileDialog::ShowDirsOnly));
     QVERIFY(options.testFlag(QFileDialog::DontResolveSymlinks));
     QCOMPARE(fixture.directory()->text(), QString());
@@ -470,13 +471,13 @@ void DeleteDialogTest::cancelledChooserEmptiesTheDirectory()
 void DeleteDialogTest::chosenDirectoryIsTakenUnchanged()
 {
     const QTemporaryDir target;
-    const DialogFixture fixture(u"move"_qs);
+    const DialogFixture fixture(u"move"_s);
     QTimer::singleShot(0, fixture.dialog(), [&] {
         auto* chooser = fixture.dialog()->findChild<QFileDialog*>();
-        chooser->findChild<QLineEdit*>(u"fileNameEdit"_qs)->setText(target.path());
+        chooser->findChild<QLineEdit*>(u"fileNameEdit"_s)->setText(target.path());
         QMetaObject::invokeMethod(chooser, "accept");
     });
-    fixture.click(u"chooseDirButton"_qs);
+    fixture.click(u"chooseDirButton"_s);
     QCOMPARE(fixture.directory()->text(), target.path());
 }
 
@@ -484,15 +485,15 @@ void DeleteDialogTest::okAcceptsAndCancelRejects_data()
 {
     QTest::addColumn<QString>("button");
     QTest::addColumn<int>("result");
-    QTest::newRow("ok") << u"okButton"_qs << int(QDialog::Accepted);
-    QTest::newRow("cancel") << u"cancelButton"_qs << int(QDialog::Rejected);
+    QTest::newRow("ok") << u"okButton"_s << int(QDialog::Accepted);
+    QTest::newRow("cancel") << u"cancelButton"_s << int(QDialog::Rejected);
 }
 
 void DeleteDialogTest::okAcceptsAndCancelRejects()
 {
     QFETCH(const QString, button);
     QFETCH(const int, result);
-    for (const QString& operation : {u"delete"_qs, u"move"_qs, u"copy"_qs}) {
+    for (const QString& operation : {u"delete"_s, u"move"_s, u"copy"_s}) {
         const DialogFixture fixture(operation);
         const QSignalSpy finished(fixture.dialog(), &QDialog::finished);
         fixture.click(button);
@@ -504,7 +505,7 @@ void DeleteDialogTest::okAcceptsAndCancelRejects()
 
 void DeleteDialogTest::closingTheFrameFinishes()
 {
-    const DialogFixture fixture(u"delete"_qs);
+    const DialogFixture fixture(u"delete"_s);
     const QSignalSpy finished(fixture.dialog(), &QDialog::finished);
     QVERIFY(fixture.dialog()->close());
     QCOMPARE(finished.size(), 1);
@@ -514,10 +515,10 @@ void DeleteDialogTest::enterStartsNothing_data()
 {
     QTest::addColumn<QString>("operation");
     QTest::addColumn<QString>("widget");
-    QTest::newRow("directory, move") << u"move"_qs << u"dirLabel"_qs;
-    QTest::newRow("directory, copy") << u"copy"_qs << u"dirLabel"_qs;
-    QTest::newRow("list, delete") << u"delete"_qs << u"filesList"_qs;
-    QTest::newRow("list, move") << u"move"_qs << u"filesList"_qs;
+    QTest::newRow("directory, move") << u"move"_s << u"dirLabel"_s;
+    QTest::newRow("directory, copy") << u"copy"_s << u"dirLabel"_s;
+    QTest::newRow("list, delete") << u"delete"_s << u"filesList"_s;
+    QTest::newRow("list, move") << u"move"_s << u"filesList"_s;
 }
 
 void DeleteDialogTest::enterStartsNothing()
@@ -525,13 +526,13 @@ void DeleteDialogTest::enterStartsNothing()
     QFETCH(const QString, operation);
     QFETCH(const QString, widget);
     const QTemporaryDir folder;
-    QFile file(folder.filePath(u"a.mp3"_qs));
+    QFile file(folder.filePath(u"a.mp3"_s));
     QVERIFY(file.open(QFile::WriteOnly));
-    QVERIFY(QDir(folder.path()).mkdir(u"target"_qs));
+    QVERIFY(QDir(folder.path()).mkdir(u"target"_s));
 
     DialogFixture fixture(operation);
     fixture.addFiles({file.fileName()});
-    fixture.directory()->setText(folder.filePath(u"target"_qs));
+    fixture.directory()->setText(folder.filePath(u"target"_s));
     bool chooserOpened = false;
     QTimer chooserWatch; // a chooser would run an event loop of its own and never come back
     connect(&chooserWatch, &QTimer::timeout, fixture.dialog(), [&] {
@@ -552,7 +553,7 @@ void DeleteDialogTest::enterStartsNothing()
     QVERIFY(fixture.dialog()->isVisible());
     QVERIFY(fixture.progress()->isHidden());
     QVERIFY(file.exists());
-    QVERIFY(QDir(folder.filePath(u"target"_qs)).isEmpty());
+    QVERIFY(QDir(folder.filePath(u"target"_s)).isEmpty());
     for (const QPushButton* button : fixture.dialog()->findChildren<QPushButton*>()) {
         QVERIFY2(!button->isDefault() && !button->autoDefault(), qPrintable(button->text()));
     }
@@ -560,10 +561,10 @@ void DeleteDialogTest::enterStartsNothing()
 
 void DeleteDialogTest::spaceOnAFocusedButtonPressesIt()
 {
-    const DialogFixture fixture(u"delete"_qs);
+    const DialogFixture fixture(u"delete"_s);
     const QSignalSpy finished(fixture.dialog(), &QDialog::finished);
-    fixture.button(u"okButton"_qs)->setFocus();
-    QTest::keyClick(fixture.button(u"okButton"_qs), Qt::Key_Space);
+    fixture.button(u"okButton"_s)->setFocus();
+    QTest::keyClick(fixture.button(u"okButton"_s), Qt::Key_Space);
     QCOMPARE(finished.size(), 1);
 }
 
@@ -571,7 +572,7 @@ void DeleteDialogTest::tabFollowsTheFormFromTopToBottom()
 {
     const deleteDialog dialog;
     QStringList order;
-    const QWidget* start = dialog.findChild<QListWidget*>(u"filesList"_qs);
+    const QWidget* start = dialog.findChild<QListWidget*>(u"filesList"_s);
     const QWidget* widget = start;
     do {
         if (widget->focusPolicy() & Qt::TabFocus && !widget->objectName().startsWith(u"qt_")) {
@@ -580,9 +581,9 @@ void DeleteDialogTest::tabFollowsTheFormFromTopToBottom()
         widget = widget->nextInFocusChain();
     } while (widget != start);
     order.removeAll(QString());
-    QCOMPARE(order, QStringList({u"filesList"_qs, u"chooseDirButton"_qs, u"dirLabel"_qs,
-                                 u"deleteButton"_qs, u"moveButton"_qs, u"copyButton"_qs,
-                                 u"okButton"_qs, u"cancelButton"_qs}));
+    QCOMPARE(order,
+             QStringList({u"filesList"_s, u"chooseDirButton"_s, u"dirLabel"_s, u"deleteButton"_s,
+                          u"moveButton"_s, u"copyButton"_s, u"okButton"_s, u"cancelButton"_s}));
 }
 
 QTEST_MAIN(DeleteDialogTest)

@@ -10,6 +10,8 @@
 #include <QRandomGenerator>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::entries;
 using filefixture::read;
 using filefixture::write;
@@ -55,11 +57,11 @@ private:
     }
     QString source() const
     {
-        return path(u"source"_qs);
+        return path(u"source"_s);
     }
     QString target() const
     {
-        return path(u"target"_qs);
+        return path(u"target"_s);
     }
     QStringList makeFiles(int count, const QByteArray& content) const;
     static void waitUntilFilled(const QString& directory);
@@ -117,7 +119,7 @@ void DeleteDialogClosingTest::destructionStopsADeleteAndLeavesTheRest()
 {
     constexpr int count = 1'000;
     const QStringList paths = makeFiles(count, "x");
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(paths);
     const SlowDisk disk;
     fixture.start();
@@ -140,7 +142,7 @@ void DeleteDialogClosingTest::destructionStopsACopyAfterTheFileInProgress()
 {
     constexpr int count = 150;
     const QByteArray content = filefixture::noise(500'000);
-    DialogFixture fixture(u"copy"_qs);
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(makeFiles(count, content));
     fixture.directory()->setText(target());
     const SlowDisk disk(kFlush);
@@ -169,7 +171,7 @@ void DeleteDialogClosingTest::destructionIsAsPromptAfterManyQuickFiles()
     }
     constexpr int count = 150;
     paths.append(makeFiles(count, filefixture::noise(500'000)));
-    DialogFixture fixture(u"copy"_qs);
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(paths);
     fixture.directory()->setText(target());
     const SlowDisk disk(kFlush);
@@ -192,7 +194,7 @@ void DeleteDialogClosingTest::destructionStopsAMoveAndEveryFileIsWhole()
     }
     constexpr int count = 400;
     const QByteArray content = filefixture::noise(500'000);
-    DialogFixture fixture(u"move"_qs);
+    DialogFixture fixture(u"move"_s);
     fixture.addFiles(makeFiles(count, content));
     fixture.directory()->setText(other.path());
     const SlowDisk disk;
@@ -216,58 +218,58 @@ void DeleteDialogClosingTest::destructionStopsAMoveAndEveryFileIsWhole()
 void DeleteDialogClosingTest::destructionStopsTheOperationBehindTheFirst()
 {
     constexpr int count = 120;
-    QVERIFY(QDir().mkpath(path(u"second"_qs)));
-    QVERIFY(QDir().mkpath(path(u"third"_qs)));
-    DialogFixture fixture(u"copy"_qs);
+    QVERIFY(QDir().mkpath(path(u"second"_s)));
+    QVERIFY(QDir().mkpath(path(u"third"_s)));
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(makeFiles(count, filefixture::noise(500'000)));
     const SlowDisk disk;
-    for (const QString& directory : {target(), path(u"second"_qs), path(u"third"_qs)}) {
+    for (const QString& directory : {target(), path(u"second"_s), path(u"third"_s)}) {
         fixture.directory()->setText(directory);
         fixture.start();
     }
     waitUntilFilled(target());
     fixture.take().reset();
     QVERIFY(entries(target()).size() < count);
-    QCOMPARE(entries(path(u"second"_qs)), QStringList());
-    QCOMPARE(entries(path(u"third"_qs)), QStringList());
+    QCOMPARE(entries(path(u"second"_s)), QStringList());
+    QCOMPARE(entries(path(u"third"_s)), QStringList());
     verifyQuiet(target());
 }
 
 void DeleteDialogClosingTest::closingButtonsAloneStopNothing_data()
 {
     QTest::addColumn<QString>("button");
-    QTest::newRow("ok") << u"okButton"_qs;
-    QTest::newRow("cancel") << u"cancelButton"_qs;
+    QTest::newRow("ok") << u"okButton"_s;
+    QTest::newRow("cancel") << u"cancelButton"_s;
 }
 
 void DeleteDialogClosingTest::closingButtonsAloneStopNothing()
 {
     QFETCH(const QString, button);
     constexpr int count = 50;
-    DialogFixture fixture(u"copy"_qs);
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(makeFiles(count, filefixture::noise(100'000)));
     fixture.directory()->setText(target());
     fixture.start();
     fixture.click(button);
     QVERIFY(fixture.dialog()->isHidden());
-    QTRY_COMPARE_WITH_TIMEOUT(fixture.countLabel(), u"50 files copied"_qs, kGuardMs);
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.countLabel(), u"50 files copied"_s, kGuardMs);
     QCOMPARE(entries(target()).size(), count);
 }
 
 void DeleteDialogClosingTest::dialogReleasedOnFinishedStopsItsOperation_data()
 {
     QTest::addColumn<QString>("way");
-    QTest::newRow("ok") << u"okButton"_qs;
-    QTest::newRow("cancel") << u"cancelButton"_qs;
-    QTest::newRow("frame") << u"frame"_qs;
-    QTest::newRow("escape") << u"escape"_qs;
+    QTest::newRow("ok") << u"okButton"_s;
+    QTest::newRow("cancel") << u"cancelButton"_s;
+    QTest::newRow("frame") << u"frame"_s;
+    QTest::newRow("escape") << u"escape"_s;
 }
 
 void DeleteDialogClosingTest::dialogReleasedOnFinishedStopsItsOperation()
 {
     QFETCH(const QString, way);
     constexpr int count = 150;
-    DialogFixture fixture(u"copy"_qs);
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(makeFiles(count, filefixture::noise(500'000)));
     fixture.directory()->setText(target());
     const SlowDisk disk;
@@ -295,7 +297,7 @@ void DeleteDialogClosingTest::destructionAtAnyMomentIsSafe()
     const QByteArray content = filefixture::noise(2'000);
     for (int round = 0; round < kRounds; ++round) {
         init();
-        const QStringList operations = {u"delete"_qs, u"move"_qs, u"copy"_qs};
+        const QStringList operations = {u"delete"_s, u"move"_s, u"copy"_s};
         const QStringList paths = makeFiles(40, content);
         DialogFixture fixture(operations.at(round % 3));
         fixture.addFiles(paths);
@@ -329,10 +331,10 @@ void DeleteDialogClosingTest::destructionAfterTheResultIsSafe()
 {
     support::fireSingleShots(1000); // those of dialogs that are gone
     // The timer that hides the progress bar after a second is still running.
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(makeFiles(3, "x"));
     fixture.start();
-    QTRY_COMPARE_WITH_TIMEOUT(fixture.countLabel(), u"3 files deleted"_qs, kGuardMs);
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.countLabel(), u"3 files deleted"_s, kGuardMs);
     fixture.take().reset();
     QCOMPARE(support::fireSingleShots(1000), 1);
 }
@@ -340,8 +342,8 @@ void DeleteDialogClosingTest::destructionAfterTheResultIsSafe()
 void DeleteDialogClosingTest::destructionAfterManyOperationsIsSafe()
 {
     for (int round = 0; round < kRounds; ++round) {
-        DialogFixture fixture(u"copy"_qs);
-        fixture.addFiles({source() + u"/absent.mp3"_qs});
+        DialogFixture fixture(u"copy"_s);
+        fixture.addFiles({source() + u"/absent.mp3"_s});
         fixture.directory()->setText(target());
         for (int i = 0; i < 4; ++i) {
             fixture.start();
@@ -350,7 +352,7 @@ void DeleteDialogClosingTest::destructionAfterManyOperationsIsSafe()
             }
         }
         if (round % 2 == 0) {
-            QTRY_COMPARE_WITH_TIMEOUT(fixture.countLabel(), u"0 files copied"_qs, kGuardMs);
+            QTRY_COMPARE_WITH_TIMEOUT(fixture.countLabel(), u"0 files copied"_s, kGuardMs);
             fixture.waitForIdle();
         }
     }

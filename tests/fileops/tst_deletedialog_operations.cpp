@@ -9,6 +9,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::entries;
 using filefixture::read;
 using filefixture::write;
@@ -72,7 +74,7 @@ private:
     }
     QString target() const
     {
-        return path(u"target"_qs);
+        return path(u"target"_s);
     }
     QStringList makeFiles(int count, const QByteArray& content = "x") const;
     static void waitForLabel(const DialogFixture& fixture, const QString& text);
@@ -84,9 +86,9 @@ void DeleteDialogOperationsTest::init()
 {
     m_folder = std::make_unique<filefixture::OpenFolder>();
     QVERIFY(QDir().mkpath(target()));
-    QVERIFY(QDir().mkpath(path(u"x"_qs)));
-    QVERIFY(QDir().mkpath(path(u"y"_qs)));
-    QVERIFY(QDir().mkpath(path(u"z"_qs)));
+    QVERIFY(QDir().mkpath(path(u"x"_s)));
+    QVERIFY(QDir().mkpath(path(u"y"_s)));
+    QVERIFY(QDir().mkpath(path(u"z"_s)));
 }
 
 QStringList DeleteDialogOperationsTest::makeFiles(int count, const QByteArray& content) const
@@ -108,150 +110,149 @@ void DeleteDialogOperationsTest::waitForLabel(const DialogFixture& fixture, cons
 
 void DeleteDialogOperationsTest::copiesAreNumberedByTickedRow()
 {
-    const QStringList songs = {path(u"x/song.mp3"_qs), path(u"y/song.mp3"_qs),
-                               path(u"z/song.mp3"_qs)};
+    const QStringList songs = {path(u"x/song.mp3"_s), path(u"y/song.mp3"_s), path(u"z/song.mp3"_s)};
     QVERIFY(write(songs.at(0), "in x"));
     QVERIFY(write(songs.at(1), "in y"));
     QVERIFY(write(songs.at(2), "in z"));
-    DialogFixture fixture(u"copy"_qs);
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(songs);
     fixture.setTicked(2, false);
     fixture.directory()->setText(target());
     fixture.start();
-    waitForLabel(fixture, u"2 files copied"_qs);
-    QCOMPARE(entries(target()), QStringList({u"song-copied-1.mp3"_qs, u"song-copied-2.mp3"_qs}));
-    QCOMPARE(read(target() + u"/song-copied-1.mp3"_qs), "in x");
-    QCOMPARE(read(target() + u"/song-copied-2.mp3"_qs), "in z");
+    waitForLabel(fixture, u"2 files copied"_s);
+    QCOMPARE(entries(target()), QStringList({u"song-copied-1.mp3"_s, u"song-copied-2.mp3"_s}));
+    QCOMPARE(read(target() + u"/song-copied-1.mp3"_s), "in x");
+    QCOMPARE(read(target() + u"/song-copied-2.mp3"_s), "in z");
 }
 
 void DeleteDialogOperationsTest::nameWithoutADotEndsInTheFullStop()
 {
-    QVERIFY(write(path(u"x/song"_qs), "1"));
-    QVERIFY(write(path(u"x/a.live.mp3"_qs), "2"));
-    DialogFixture fixture(u"move"_qs);
-    fixture.addFiles({path(u"x/song"_qs), path(u"x/a.live.mp3"_qs)});
+    QVERIFY(write(path(u"x/song"_s), "1"));
+    QVERIFY(write(path(u"x/a.live.mp3"_s), "2"));
+    DialogFixture fixture(u"move"_s);
+    fixture.addFiles({path(u"x/song"_s), path(u"x/a.live.mp3"_s)});
     fixture.directory()->setText(target());
     fixture.start();
-    waitForLabel(fixture, u"2 files moved"_qs);
-    QCOMPARE(entries(target()), QStringList({u"a-moved-2.mp3"_qs, u"song-moved-1."_qs}));
+    waitForLabel(fixture, u"2 files moved"_s);
+    QCOMPARE(entries(target()), QStringList({u"a-moved-2.mp3"_s, u"song-moved-1."_s}));
 }
 
 void DeleteDialogOperationsTest::namesOfEveryKindAreMovedAndCopied()
 {
-    const QStringList names = {u"\U0001F3B5.mp3"_qs, u"a\nb.mp3"_qs,
-                               QString(255 - 4, u'n') + u".mp3"_qs};
+    const QStringList names = {u"\U0001F3B5.mp3"_s, u"a\nb.mp3"_s,
+                               QString(255 - 4, u'n') + u".mp3"_s};
     QStringList paths;
     for (const QString& name : names) {
-        paths.append(path(u"x/"_qs + name));
+        paths.append(path(u"x/"_s + name));
         QVERIFY(write(paths.constLast(), "x"));
     }
-    DialogFixture copying(u"copy"_qs);
+    DialogFixture copying(u"copy"_s);
     copying.addFiles(paths);
     copying.directory()->setText(target());
     copying.start();
     // The third has no room for the marker and fails; the name rule makes no exception.
-    waitForLabel(copying, u"2 files copied"_qs);
+    waitForLabel(copying, u"2 files copied"_s);
 
-    DialogFixture moving(u"move"_qs);
+    DialogFixture moving(u"move"_s);
     moving.addFiles(paths);
     moving.directory()->setText(target());
     moving.start();
-    waitForLabel(moving, u"2 files moved"_qs);
-    QCOMPARE(moving.rows(), QStringList(u"[x] "_qs + paths.at(2)));
+    waitForLabel(moving, u"2 files moved"_s);
+    QCOMPARE(moving.rows(), QStringList(u"[x] "_s + paths.at(2)));
     QCOMPARE(entries(target()),
-             QStringList({u"a\nb-copied-2.mp3"_qs, u"a\nb-moved-2.mp3"_qs,
-                          u"\U0001F3B5-copied-1.mp3"_qs, u"\U0001F3B5-moved-1.mp3"_qs}));
+             QStringList({u"a\nb-copied-2.mp3"_s, u"a\nb-moved-2.mp3"_s,
+                          u"\U0001F3B5-copied-1.mp3"_s, u"\U0001F3B5-moved-1.mp3"_s}));
 }
 
 void DeleteDialogOperationsTest::directoryWithASeparatorAtItsEndGetsNoSecond()
 {
-    DialogFixture fixture(u"copy"_qs);
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(makeFiles(1));
     fixture.directory()->setText(target() + QDir::separator());
     fixture.start();
-    waitForLabel(fixture, u"1 files copied"_qs);
-    QCOMPARE(entries(target()), QStringList(u"00001-copied-1.mp3"_qs));
+    waitForLabel(fixture, u"1 files copied"_s);
+    QCOMPARE(entries(target()), QStringList(u"00001-copied-1.mp3"_s));
 }
 
 void DeleteDialogOperationsTest::copyingTwiceCopiesNothingTheSecondTime()
 {
-    DialogFixture fixture(u"copy"_qs);
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(makeFiles(3, "first"));
     fixture.directory()->setText(target());
     fixture.start();
-    waitForLabel(fixture, u"3 files copied"_qs);
+    waitForLabel(fixture, u"3 files copied"_s);
     fixture.start();
-    waitForLabel(fixture, u"0 files copied"_qs);
+    waitForLabel(fixture, u"0 files copied"_s);
     QCOMPARE(entries(target()).size(), 3);
-    QCOMPARE(read(target() + u"/00001-copied-1.mp3"_qs), "first");
+    QCOMPARE(read(target() + u"/00001-copied-1.mp3"_s), "first");
 }
 
 void DeleteDialogOperationsTest::copyLeavesTheListAsItIs()
 {
     const QStringList paths = makeFiles(3);
-    DialogFixture fixture(u"copy"_qs);
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(paths);
     fixture.setTicked(1, false);
     QVERIFY(QFile::remove(paths.at(2)));
     fixture.directory()->setText(target());
     fixture.start();
-    waitForLabel(fixture, u"1 files copied"_qs);
-    QCOMPARE(fixture.rows(), QStringList({u"[ ] "_qs + paths.at(0), u"[x] "_qs + paths.at(1),
-                                          u"[x] "_qs + paths.at(2)}));
+    waitForLabel(fixture, u"1 files copied"_s);
+    QCOMPARE(fixture.rows(), QStringList({u"[ ] "_s + paths.at(0), u"[x] "_s + paths.at(1),
+                                          u"[x] "_s + paths.at(2)}));
     QVERIFY(QFile::exists(paths.at(1)));
 }
 
 void DeleteDialogOperationsTest::deletingEverythingEmptiesTheList()
 {
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(makeFiles(3));
     fixture.start();
-    waitForLabel(fixture, u"3 files deleted"_qs);
+    waitForLabel(fixture, u"3 files deleted"_s);
     QCOMPARE(fixture.list()->count(), 0);
-    QCOMPARE(entries(path(u"x"_qs)), QStringList());
+    QCOMPARE(entries(path(u"x"_s)), QStringList());
 }
 
 void DeleteDialogOperationsTest::deletingSomeKeepsTheRest()
 {
     const QStringList paths = makeFiles(3);
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(paths);
     fixture.setTicked(2, false);
     fixture.start();
-    waitForLabel(fixture, u"2 files deleted"_qs);
-    QCOMPARE(fixture.rows(), QStringList(u"[ ] "_qs + paths.at(1)));
-    QCOMPARE(fixture.list()->item(0)->text(), u"All"_qs);
-    QCOMPARE(entries(path(u"x"_qs)), QStringList(u"00002.mp3"_qs));
+    waitForLabel(fixture, u"2 files deleted"_s);
+    QCOMPARE(fixture.rows(), QStringList(u"[ ] "_s + paths.at(1)));
+    QCOMPARE(fixture.list()->item(0)->text(), u"All"_s);
+    QCOMPARE(entries(path(u"x"_s)), QStringList(u"00002.mp3"_s));
 }
 
 void DeleteDialogOperationsTest::failedDeletesStayAndVanishedRowsGo()
 {
     const QStringList paths = makeFiles(3);
-    QVERIFY(QDir().mkpath(path(u"folder.mp3"_qs))); // exists and cannot be removed as a file
-    DialogFixture fixture(u"delete"_qs);
-    fixture.addFiles(QStringList(paths) << path(u"folder.mp3"_qs));
+    QVERIFY(QDir().mkpath(path(u"folder.mp3"_s))); // exists and cannot be removed as a file
+    DialogFixture fixture(u"delete"_s);
+    fixture.addFiles(QStringList(paths) << path(u"folder.mp3"_s));
     fixture.setTicked(1, false);
     QVERIFY(QFile::remove(paths.at(0))); // not ticked, vanished for another reason
     QVERIFY(QFile::remove(paths.at(1))); // ticked, but gone before its turn
     fixture.start();
-    waitForLabel(fixture, u"1 files deleted"_qs);
-    QCOMPARE(fixture.rows(), QStringList(u"[x] "_qs + path(u"folder.mp3"_qs)));
+    waitForLabel(fixture, u"1 files deleted"_s);
+    QCOMPARE(fixture.rows(), QStringList(u"[x] "_s + path(u"folder.mp3"_s)));
 }
 
 void DeleteDialogOperationsTest::failedMovesAreExactlyTheRowsThatRemain()
 {
     const QStringList paths = makeFiles(4, "new");
-    QVERIFY(write(target() + u"/00002-moved-2.mp3"_qs, "old"));
-    QVERIFY(write(target() + u"/00004-moved-4.mp3"_qs, "old"));
-    DialogFixture fixture(u"move"_qs);
+    QVERIFY(write(target() + u"/00002-moved-2.mp3"_s, "old"));
+    QVERIFY(write(target() + u"/00004-moved-4.mp3"_s, "old"));
+    DialogFixture fixture(u"move"_s);
     fixture.addFiles(paths);
     fixture.directory()->setText(target());
     fixture.start();
-    waitForLabel(fixture, u"2 files moved"_qs);
-    QCOMPARE(fixture.rows(), QStringList({u"[x] "_qs + paths.at(1), u"[x] "_qs + paths.at(3)}));
-    QCOMPARE(read(target() + u"/00002-moved-2.mp3"_qs), "old");
-    QCOMPARE(read(target() + u"/00004-moved-4.mp3"_qs), "old");
-    QCOMPARE(read(target() + u"/00001-moved-1.mp3"_qs), "new");
+    waitForLabel(fixture, u"2 files moved"_s);
+    QCOMPARE(fixture.rows(), QStringList({u"[x] "_s + paths.at(1), u"[x] "_s + paths.at(3)}));
+    QCOMPARE(read(target() + u"/00002-moved-2.mp3"_s), "old");
+    QCOMPARE(read(target() + u"/00004-moved-4.mp3"_s), "old");
+    QCOMPARE(read(target() + u"/00001-moved-1.mp3"_s), "new");
     QCOMPARE(read(paths.at(1)), "new");
 }
 
@@ -262,13 +263,13 @@ void DeleteDialogOperationsTest::moveBetweenFileSystemsKeepsContents()
         QSKIP(filefixture::kNoSecondFileSystem);
     }
     const QByteArray content = filefixture::noise(300'007);
-    DialogFixture fixture(u"move"_qs);
+    DialogFixture fixture(u"move"_s);
     fixture.addFiles(makeFiles(20, content));
     fixture.directory()->setText(other.path());
     fixture.start();
-    waitForLabel(fixture, u"20 files moved"_qs);
+    waitForLabel(fixture, u"20 files moved"_s);
     QCOMPARE(fixture.list()->count(), 0);
-    QCOMPARE(entries(path(u"x"_qs)), QStringList());
+    QCOMPARE(entries(path(u"x"_s)), QStringList());
     QCOMPARE(entries(other.path()).size(), 20);
     for (const QString& name : entries(other.path())) {
         QCOMPARE(read(other.filePath(name)), content);
@@ -282,16 +283,16 @@ void DeleteDialogOperationsTest::moveToAFullFileSystemLosesNothing()
         QSKIP(filefixture::kNoSecondFileSystem);
     }
     const QByteArray content = filefixture::noise(300'000);
-    DialogFixture fixture(u"move"_qs);
+    DialogFixture fixture(u"move"_s);
     fixture.addFiles(makeFiles(6, content));
     fixture.directory()->setText(full.path());
     fixture.start();
-    waitForLabel(fixture, u"3 files moved"_qs);
+    waitForLabel(fixture, u"3 files moved"_s);
     QCOMPARE(fixture.rows().size(), 3);
-    const QStringList kept = entries(path(u"x"_qs));
-    QCOMPARE(kept, QStringList({u"00004.mp3"_qs, u"00005.mp3"_qs, u"00006.mp3"_qs}));
+    const QStringList kept = entries(path(u"x"_s));
+    QCOMPARE(kept, QStringList({u"00004.mp3"_s, u"00005.mp3"_s, u"00006.mp3"_s}));
     for (const QString& name : kept) {
-        QCOMPARE(read(path(u"x/"_qs + name)), content);
+        QCOMPARE(read(path(u"x/"_s + name)), content);
     }
     QCOMPARE(entries(full.path()).size(), 3);
     for (const QString& name : entries(full.path())) {
@@ -304,10 +305,10 @@ void DeleteDialogOperationsTest::operationsWithoutRightsFailAndKeepTheRows_data(
     QTest::addColumn<QString>("operation");
     QTest::addColumn<QString>("locked");
     QTest::addColumn<QString>("result");
-    QTest::newRow("delete") << u"delete"_qs << u"x"_qs << u"0 files deleted"_qs;
-    QTest::newRow("move from") << u"move"_qs << u"x"_qs << u"0 files moved"_qs;
-    QTest::newRow("move to") << u"move"_qs << u"target"_qs << u"0 files moved"_qs;
-    QTest::newRow("copy to") << u"copy"_qs << u"target"_qs << u"0 files copied"_qs;
+    QTest::newRow("delete") << u"delete"_s << u"x"_s << u"0 files deleted"_s;
+    QTest::newRow("move from") << u"move"_s << u"x"_s << u"0 files moved"_s;
+    QTest::newRow("move to") << u"move"_s << u"target"_s << u"0 files moved"_s;
+    QTest::newRow("copy to") << u"copy"_s << u"target"_s << u"0 files copied"_s;
 }
 
 void DeleteDialogOperationsTest::operationsWithoutRightsFailAndKeepTheRows()
@@ -316,7 +317,7 @@ void DeleteDialogOperationsTest::operationsWithoutRightsFailAndKeepTheRows()
     QFETCH(const QString, locked);
     QFETCH(const QString, result);
     const QStringList paths = makeFiles(2);
-    for (const QString& name : {u"x"_qs, u"target"_qs}) {
+    for (const QString& name : {u"x"_s, u"target"_s}) {
         const QFile::Permissions all(0x7777);
         const QFile::Permissions noWriting(0x5555);
         QVERIFY(QFile::setPermissions(path(name), name == locked ? noWriting : all));
@@ -329,8 +330,8 @@ void DeleteDialogOperationsTest::operationsWithoutRightsFailAndKeepTheRows()
         fixture.start();
         waitForLabel(fixture, result);
     }
-    QCOMPARE(fixture.rows(), QStringList({u"[x] "_qs + paths.at(0), u"[x] "_qs + paths.at(1)}));
-    QCOMPARE(entries(path(u"x"_qs)).size(), 2);
+    QCOMPARE(fixture.rows(), QStringList({u"[x] "_s + paths.at(0), u"[x] "_s + paths.at(1)}));
+    QCOMPARE(entries(path(u"x"_s)).size(), 2);
     QCOMPARE(entries(target()), QStringList());
     QVERIFY(QFile::setPermissions(path(locked), QFile::Permissions(0x7777)));
 }
@@ -338,20 +339,20 @@ void DeleteDialogOperationsTest::operationsWithoutRightsFailAndKeepTheRows()
 void DeleteDialogOperationsTest::missingDirectoryFailsSilently()
 {
     const QStringList paths = makeFiles(2);
-    DialogFixture fixture(u"move"_qs);
+    DialogFixture fixture(u"move"_s);
     fixture.addFiles(paths);
-    fixture.directory()->setText(path(u"absent"_qs));
+    fixture.directory()->setText(path(u"absent"_s));
     fixture.start();
-    waitForLabel(fixture, u"0 files moved"_qs);
+    waitForLabel(fixture, u"0 files moved"_s);
     QCOMPARE(fixture.rows().size(), 2);
-    QVERIFY(!QFile::exists(path(u"absent"_qs)));
+    QVERIFY(!QFile::exists(path(u"absent"_s)));
 }
 
 void DeleteDialogOperationsTest::emptyDirectoryFieldStartsNothing_data()
 {
     QTest::addColumn<QString>("operation");
-    QTest::newRow("move") << u"move"_qs;
-    QTest::newRow("copy") << u"copy"_qs;
+    QTest::newRow("move") << u"move"_s;
+    QTest::newRow("copy") << u"copy"_s;
 }
 
 void DeleteDialogOperationsTest::emptyDirectoryFieldStartsNothing()
@@ -364,7 +365,7 @@ void DeleteDialogOperationsTest::emptyDirectoryFieldStartsNothing()
     fixture.waitForIdle();
     QVERIFY(fixture.progress()->isHidden());
     QCOMPARE(fixture.countLabel(), label);
-    QCOMPARE(entries(path(u"x"_qs)).size(), 2);
+    QCOMPARE(entries(path(u"x"_s)).size(), 2);
 }
 
 void DeleteDialogOperationsTest::noTickedRowStartsNothing_data()
@@ -388,14 +389,14 @@ void DeleteDialogOperationsTest::noTickedRowStartsNothing()
     fixture.waitForIdle();
     QVERIFY(fixture.progress()->isHidden());
     QCOMPARE(fixture.countLabel(), label);
-    QCOMPARE(entries(path(u"x"_qs)).size(), 2);
+    QCOMPARE(entries(path(u"x"_s)).size(), 2);
     QCOMPARE(entries(target()), QStringList());
 }
 
 void DeleteDialogOperationsTest::allRowAloneIsNotAnOperand()
 {
     const QStringList paths = makeFiles(2);
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(paths);
     fixture.setTicked(1, false);
     fixture.setTicked(2, false);
@@ -403,17 +404,17 @@ void DeleteDialogOperationsTest::allRowAloneIsNotAnOperand()
     fixture.start();
     fixture.waitForIdle();
     QVERIFY(fixture.progress()->isHidden());
-    QCOMPARE(entries(path(u"x"_qs)).size(), 2);
+    QCOMPARE(entries(path(u"x"_s)).size(), 2);
 }
 
 void DeleteDialogOperationsTest::progressFollowsTheFilesAndHidesASecondAfterTheResult()
 {
     support::fireSingleShots(1000); // those of dialogs that are gone
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(makeFiles(50));
     fixture.start();
     QVERIFY(fixture.progress()->isVisible());
-    waitForLabel(fixture, u"50 files deleted"_qs);
+    waitForLabel(fixture, u"50 files deleted"_s);
     QVERIFY(fixture.progress()->isVisible());
     QCOMPARE(support::fireSingleShots(1000), 1);
     QVERIFY(fixture.progress()->isHidden());
@@ -425,21 +426,21 @@ void DeleteDialogOperationsTest::progressFollowsTheFilesAndHidesASecondAfterTheR
 void DeleteDialogOperationsTest::resultStaysUntilTheNextTick()
 {
     const QStringList paths = makeFiles(3);
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(paths);
     fixture.setTicked(3, false);
     fixture.start();
-    waitForLabel(fixture, u"2 files deleted"_qs);
+    waitForLabel(fixture, u"2 files deleted"_s);
     QTRY_VERIFY_WITH_TIMEOUT(fixture.progress()->isHidden(), kGuardMs);
-    QCOMPARE(fixture.countLabel(), u"2 files deleted"_qs);
+    QCOMPARE(fixture.countLabel(), u"2 files deleted"_s);
     fixture.setTicked(1, true);
-    QCOMPARE(fixture.countLabel(), u"1 files marked for deletion"_qs);
+    QCOMPARE(fixture.countLabel(), u"1 files marked for deletion"_s);
 }
 
 void DeleteDialogOperationsTest::interfaceStaysFreeDuringAnOperation()
 {
     constexpr int count = 100;
-    DialogFixture fixture(u"copy"_qs);
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(makeFiles(count, filefixture::noise(500'000)));
     fixture.directory()->setText(target());
     const SlowDisk disk;
@@ -450,16 +451,16 @@ void DeleteDialogOperationsTest::interfaceStaysFreeDuringAnOperation()
     QVERIFY(fixture.directory()->isEnabled());
     QVERIFY(fixture.actionButton()->isEnabled());
     fixture.setTicked(1, false);
-    QCOMPARE(fixture.countLabel(), u"99 files marked for copy"_qs);
+    QCOMPARE(fixture.countLabel(), u"99 files marked for copy"_s);
     QVERIFY(entries(target()).size() < count);
-    waitForLabel(fixture, u"100 files copied"_qs);
+    waitForLabel(fixture, u"100 files copied"_s);
 }
 
 void DeleteDialogOperationsTest::secondPressRunsAfterTheFirst()
 {
     constexpr int count = 100;
-    const QString second = path(u"y"_qs);
-    DialogFixture fixture(u"copy"_qs);
+    const QString second = path(u"y"_s);
+    DialogFixture fixture(u"copy"_s);
     fixture.addFiles(makeFiles(count, filefixture::noise(200'000)));
     fixture.directory()->setText(target());
     const SlowDisk disk;
@@ -480,31 +481,31 @@ void DeleteDialogOperationsTest::secondPressRunsAfterTheFirst()
         labels.insert(fixture.countLabel());
     }
     // Each operation shows its own result when it ends.
-    QVERIFY(labels.contains(u"100 files copied"_qs));
-    QCOMPARE(fixture.countLabel(), u"99 files copied"_qs);
+    QVERIFY(labels.contains(u"100 files copied"_s));
+    QCOMPARE(fixture.countLabel(), u"99 files copied"_s);
     QCOMPARE(entries(second).size(), count - 1);
 }
 
 void DeleteDialogOperationsTest::secondPressOfDeleteLosesNothingMore()
 {
     const QStringList paths = makeFiles(300);
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(paths);
     for (int row = 101; row <= 300; ++row) {
         fixture.setTicked(row, false);
     }
     fixture.start();
     fixture.start();
-    waitForLabel(fixture, u"0 files deleted"_qs);
+    waitForLabel(fixture, u"0 files deleted"_s);
     QCOMPARE(fixture.rows().size(), 200);
-    QCOMPARE(entries(path(u"x"_qs)).size(), 200);
+    QCOMPARE(entries(path(u"x"_s)).size(), 200);
 }
 
 void DeleteDialogOperationsTest::whatWouldBeLostStays_data()
 {
     QTest::addColumn<QString>("operation");
     QTest::addColumn<bool>("replaced");
-    for (const QString& operation : {u"delete"_qs, u"move"_qs}) {
+    for (const QString& operation : {u"delete"_s, u"move"_s}) {
         QTest::addRow("%s, reference ticked under another name", qPrintable(operation))
             << operation << false;
         QTest::addRow("%s, reference replaced by a link to it", qPrintable(operation))
@@ -517,8 +518,8 @@ void DeleteDialogOperationsTest::whatWouldBeLostStays()
     QFETCH(const QString, operation);
     QFETCH(const bool, replaced);
     const QStringList files = makeFiles(2);
-    QVERIFY(QFile::link(path(u"x"_qs), path(u"link"_qs)));
-    const QString otherName = path(u"link/00001.mp3"_qs);
+    QVERIFY(QFile::link(path(u"x"_s), path(u"link"_s)));
+    const QString otherName = path(u"link/00001.mp3"_s);
     DialogFixture fixture(operation);
     fixture.dialog()->addRows(
         {{otherName, files.at(0), files.at(0)}, {files.at(1), {}, files.at(0)}});
@@ -531,7 +532,7 @@ void DeleteDialogOperationsTest::whatWouldBeLostStays()
     }
     fixture.start();
     fixture.waitForIdle();
-    QVERIFY(fixture.rows().contains(u"[ ] "_qs + files.at(1)));
+    QVERIFY(fixture.rows().contains(u"[ ] "_s + files.at(1)));
     QVERIFY(QFile::exists(files.at(1)));
     QCOMPARE(QFile::exists(otherName), replaced);
     // Ticked once more, by hand, it goes.
@@ -544,18 +545,18 @@ void DeleteDialogOperationsTest::whatWouldBeLostStays()
 void DeleteDialogOperationsTest::emptyDirectoryFieldUnticksNothing()
 {
     const QStringList files = makeFiles(1);
-    const DialogFixture fixture(u"move"_qs);
-    fixture.dialog()->addRows({{files.at(0), {}, path(u"absent"_qs)}});
+    const DialogFixture fixture(u"move"_s);
+    fixture.dialog()->addRows({{files.at(0), {}, path(u"absent"_s)}});
     fixture.start();
-    QCOMPARE(fixture.rows(), QStringList(u"[x] "_qs + files.at(0)));
-    QCOMPARE(fixture.countLabel(), u"1 files marked for move"_qs);
+    QCOMPARE(fixture.rows(), QStringList(u"[x] "_s + files.at(0)));
+    QCOMPARE(fixture.countLabel(), u"1 files marked for move"_s);
 }
 
 void DeleteDialogOperationsTest::duplicatesOfAReferenceThatHasGoneStay_data()
 {
     QTest::addColumn<QString>("ending");
-    QTest::newRow("delete") << u" files marked for deletion"_qs;
-    QTest::newRow("move") << u" files marked for move"_qs;
+    QTest::newRow("delete") << u" files marked for deletion"_s;
+    QTest::newRow("move") << u" files marked for move"_s;
 }
 
 void DeleteDialogOperationsTest::duplicatesOfAReferenceThatHasGoneStay()
@@ -568,7 +569,7 @@ void DeleteDialogOperationsTest::duplicatesOfAReferenceThatHasGoneStay()
     QVERIFY(QFile::remove(files.at(0)));
     fixture.start();
     fixture.waitForIdle();
-    QCOMPARE(fixture.rows(), QStringList(u"[ ] "_qs + files.at(2)));
+    QCOMPARE(fixture.rows(), QStringList(u"[ ] "_s + files.at(2)));
     QVERIFY(QFile::exists(files.at(2)));
     QVERIFY(!QFile::exists(files.at(3)));
 
@@ -579,25 +580,25 @@ void DeleteDialogOperationsTest::duplicatesOfAReferenceThatHasGoneStay()
     alone.directory()->setText(target());
     QVERIFY(QFile::remove(reference));
     alone.start();
-    QCOMPARE(alone.countLabel(), u"0"_qs + ending);
+    QCOMPARE(alone.countLabel(), u"0"_s + ending);
     QVERIFY(alone.progress()->isHidden());
 }
 
 void DeleteDialogOperationsTest::manyVanishedRowsAreRemoved()
 {
     constexpr int count = 5'000;
-    DialogFixture fixture(u"delete"_qs);
+    DialogFixture fixture(u"delete"_s);
     fixture.addFiles(makeFiles(count));
     for (int row = 2; row <= count; row += 2) {
         fixture.setTicked(row, false);
     }
     fixture.start();
-    waitForLabel(fixture, u"2500 files deleted"_qs);
+    waitForLabel(fixture, u"2500 files deleted"_s);
     QCOMPARE(fixture.rows().size(), count / 2);
-    QCOMPARE(fixture.rows().filter(u"[x]"_qs).size(), 0);
+    QCOMPARE(fixture.rows().filter(u"[x]"_s).size(), 0);
     fixture.setTicked(0, false);
     fixture.setTicked(0, true);
-    QCOMPARE(fixture.countLabel(), u"2500 files marked for deletion"_qs);
+    QCOMPARE(fixture.countLabel(), u"2500 files marked for deletion"_s);
 }
 
 QTEST_MAIN(DeleteDialogOperationsTest)

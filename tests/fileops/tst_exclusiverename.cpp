@@ -9,6 +9,8 @@
 #include <memory>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::entries;
 using filefixture::read;
 using filefixture::write;
@@ -44,7 +46,7 @@ private:
     }
     bool finishMove() const
     {
-        return fileops::finishMove(name(u"a"_qs), m_source, name(u"b"_qs), m_destination);
+        return fileops::finishMove(name(u"a"_s), m_source, name(u"b"_s), m_destination);
     }
 
     std::unique_ptr<filefixture::OpenFolder> m_directory;
@@ -55,55 +57,55 @@ private:
 void ExclusiveRenameTest::init()
 {
     m_directory = std::make_unique<filefixture::OpenFolder>();
-    QVERIFY(write(m_directory->filePath(u"a"_qs), "moved"));
-    QVERIFY(write(m_directory->filePath(u"b"_qs), "moved"));
-    m_source = status(u"a"_qs);
-    m_destination = status(u"b"_qs);
+    QVERIFY(write(m_directory->filePath(u"a"_s), "moved"));
+    QVERIFY(write(m_directory->filePath(u"b"_s), "moved"));
+    m_source = status(u"a"_s);
+    m_destination = status(u"b"_s);
 }
 
 void ExclusiveRenameTest::sourceGoesWhenItCan()
 {
     QVERIFY(finishMove());
-    QCOMPARE(entries(m_directory->path()), QStringList(u"b"_qs));
+    QCOMPARE(entries(m_directory->path()), QStringList(u"b"_s));
 }
 
 void ExclusiveRenameTest::destinationStaysWhenTheSourceHasVanished()
 {
-    QVERIFY(QFile::remove(m_directory->filePath(u"a"_qs)));
+    QVERIFY(QFile::remove(m_directory->filePath(u"a"_s)));
     QVERIFY(finishMove());
-    QCOMPARE(entries(m_directory->path()), QStringList(u"b"_qs));
+    QCOMPARE(entries(m_directory->path()), QStringList(u"b"_s));
 }
 
 void ExclusiveRenameTest::sourceThatWasReplacedStaysAndTheCopyGoes()
 {
     // As an editor saves: the new content under another name, then renamed over the old.
-    QVERIFY(write(m_directory->filePath(u"new"_qs), "edited"));
-    QCOMPARE(::rename(name(u"new"_qs).name.constData(), name(u"a"_qs).name.constData()), 0);
+    QVERIFY(write(m_directory->filePath(u"new"_s), "edited"));
+    QCOMPARE(::rename(name(u"new"_s).name.constData(), name(u"a"_s).name.constData()), 0);
     QVERIFY(!finishMove());
-    QCOMPARE(entries(m_directory->path()), QStringList(u"a"_qs));
-    QCOMPARE(read(m_directory->filePath(u"a"_qs)), "edited");
+    QCOMPARE(entries(m_directory->path()), QStringList(u"a"_s));
+    QCOMPARE(read(m_directory->filePath(u"a"_s)), "edited");
 }
 
 void ExclusiveRenameTest::destinationThatWasReplacedIsNotTouched()
 {
-    QVERIFY(write(m_directory->filePath(u"new"_qs), "foreign"));
-    QCOMPARE(::rename(name(u"new"_qs).name.constData(), name(u"b"_qs).name.constData()), 0);
+    QVERIFY(write(m_directory->filePath(u"new"_s), "foreign"));
+    QCOMPARE(::rename(name(u"new"_s).name.constData(), name(u"b"_s).name.constData()), 0);
     m_source.st_ino += 1'000'000; // so that the source cannot be removed
     QVERIFY(!finishMove());
-    QCOMPARE(entries(m_directory->path()), QStringList({u"a"_qs, u"b"_qs}));
-    QCOMPARE(read(m_directory->filePath(u"b"_qs)), "foreign");
+    QCOMPARE(entries(m_directory->path()), QStringList({u"a"_s, u"b"_s}));
+    QCOMPARE(read(m_directory->filePath(u"b"_s)), "foreign");
 }
 
 void ExclusiveRenameTest::nameIsThatOfItsOwnFileOnly()
 {
-    QVERIFY(QFile::link(m_directory->filePath(u"a"_qs), m_directory->filePath(u"link"_qs)));
-    QVERIFY(fileops::isNameOf(name(u"a"_qs), m_source));
-    QVERIFY(!fileops::isNameOf(name(u"b"_qs), m_source));
-    QVERIFY(!fileops::isNameOf(name(u"link"_qs), m_source));
-    QVERIFY(!fileops::isNameOf(name(u"absent"_qs), m_source));
+    QVERIFY(QFile::link(m_directory->filePath(u"a"_s), m_directory->filePath(u"link"_s)));
+    QVERIFY(fileops::isNameOf(name(u"a"_s), m_source));
+    QVERIFY(!fileops::isNameOf(name(u"b"_s), m_source));
+    QVERIFY(!fileops::isNameOf(name(u"link"_s), m_source));
+    QVERIFY(!fileops::isNameOf(name(u"absent"_s), m_source));
     // Two devices use the same inode numbers.
     ++m_source.st_dev;
-    QVERIFY(!fileops::isNameOf(name(u"a"_qs), m_source));
+    QVERIFY(!fileops::isNameOf(name(u"a"_s), m_source));
 }
 
 QTEST_GUILESS_MAIN(ExclusiveRenameTest)

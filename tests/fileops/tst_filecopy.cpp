@@ -10,6 +10,8 @@
 #include <memory>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::entries;
 using filefixture::read;
 using filefixture::write;
@@ -81,11 +83,11 @@ private:
     static void addOperations();
     QString source() const
     {
-        return m_here->filePath(u"a.mp3"_qs);
+        return m_here->filePath(u"a.mp3"_s);
     }
     QString destination() const
     {
-        return m_other->filePath(u"b.mp3"_qs);
+        return m_other->filePath(u"b.mp3"_s);
     }
     QStringList arguments() const;
     /** The faults of a row, with the numbers of the calls to fail. */
@@ -104,7 +106,7 @@ void FileCopyTest::initTestCase()
     if (!tracedrun::isPossible(&reason)) {
         QSKIP(qPrintable(reason));
     }
-    for (const QString& operation : {u"move"_qs, u"copy"_qs}) {
+    for (const QString& operation : {u"move"_s, u"copy"_s}) {
         init();
         if (!m_other->isAvailable()) {
             QSKIP(filefixture::kNoSecondFileSystem);
@@ -137,8 +139,8 @@ void FileCopyTest::cleanup()
 void FileCopyTest::addOperations()
 {
     QTest::addColumn<QString>("operation");
-    QTest::newRow("move") << u"move"_qs;
-    QTest::newRow("copy") << u"copy"_qs;
+    QTest::newRow("move") << u"move"_s;
+    QTest::newRow("copy") << u"copy"_s;
 }
 
 QStringList FileCopyTest::arguments() const
@@ -156,9 +158,9 @@ QStringList FileCopyTest::numbered(const QStringList& faults) const
     QStringList numbered;
     for (const QString& fault : faults) {
         if (fault.startsWith(u"openat:")) {
-            numbered.append(u"%1:when=%2"_qs.arg(fault).arg(unnamed));
+            numbered.append(u"%1:when=%2"_s.arg(fault).arg(unnamed));
         } else if (fault.startsWith(u"renameat2:")) {
-            numbered.append(u"%1:when=%2"_qs.arg(fault).arg(renamed));
+            numbered.append(u"%1:when=%2"_s.arg(fault).arg(renamed));
         } else {
             numbered.append(fault);
         }
@@ -173,26 +175,26 @@ void FileCopyTest::fallbackSucceeds_data()
     QTest::addColumn<int>("faults");
     QTest::addColumn<Naming>("naming");
     const auto row = [](const QStringList& lacking, int faults, Naming naming) {
-        for (const QString& operation : {u"move"_qs, u"copy"_qs}) {
+        for (const QString& operation : {u"move"_s, u"copy"_s}) {
             QTest::addRow("%s, %s", qPrintable(operation), qPrintable(lacking.join(u", ")))
                 << operation << lacking << faults << naming;
         }
     };
-    const QString noUnnamed = u"openat:error=EOPNOTSUPP"_qs;
-    const QString noRename = u"renameat2:error=EINVAL"_qs;
+    const QString noUnnamed = u"openat:error=EOPNOTSUPP"_s;
+    const QString noRename = u"renameat2:error=EINVAL"_s;
     row({}, 0, Naming::Link);
     for (const char* error : {"EOPNOTSUPP", "EISDIR", "EINVAL", "ENOENT"}) {
-        row({u"openat:error="_qs + QString::fromLatin1(error)}, 1, Naming::Rename);
+        row({u"openat:error="_s + QString::fromLatin1(error)}, 1, Naming::Rename);
     }
     for (const char* error : {"EPERM", "EOPNOTSUPP", "ENOSYS", "ENOENT"}) {
-        row({u"linkat:error="_qs + QString::fromLatin1(error)}, 1, Naming::Rename);
+        row({u"linkat:error="_s + QString::fromLatin1(error)}, 1, Naming::Rename);
     }
     for (const char* error : {"EINVAL", "ENOSYS"}) {
-        row({noUnnamed, u"renameat2:error="_qs + QString::fromLatin1(error)}, 2,
+        row({noUnnamed, u"renameat2:error="_s + QString::fromLatin1(error)}, 2,
             Naming::LinkAndRemove);
     }
     for (const char* error : {"EPERM", "EOPNOTSUPP", "ENOSYS", "EMLINK"}) {
-        row({noUnnamed, noRename, u"linkat:error="_qs + QString::fromLatin1(error)}, 3,
+        row({noUnnamed, noRename, u"linkat:error="_s + QString::fromLatin1(error)}, 3,
             Naming::Create);
     }
 }
@@ -207,7 +209,7 @@ void FileCopyTest::fallbackSucceeds()
     QCOMPARE(result.injected, faults);
     QCOMPARE(result.output, "true\n");
     QCOMPARE(read(destination()), m_content);
-    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_qs));
+    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_s));
     QCOMPARE(QFile::exists(source()), operation == u"copy");
     struct stat copy = {};
     QCOMPARE(::stat(QFile::encodeName(destination()).constData(), &copy), 0);
@@ -221,7 +223,7 @@ void FileCopyTest::otherErrorIsNotAnsweredByAFallback_data()
 {
     QTest::addColumn<QString>("operation");
     QTest::addColumn<QString>("fault");
-    for (const QString& operation : {u"move"_qs, u"copy"_qs}) {
+    for (const QString& operation : {u"move"_s, u"copy"_s}) {
         for (const char* fault :
              {"openat:error=EACCES", "openat:error=ENOSPC", "openat:error=EROFS",
               "openat:error=EMFILE", "openat:error=EIO", "linkat:error=EACCES",
@@ -248,7 +250,7 @@ void FileCopyTest::incompleteCopyIsNotSeenUnderItsName_data()
 {
     QTest::addColumn<QString>("operation");
     QTest::addColumn<bool>("unnamed");
-    for (const QString& operation : {u"move"_qs, u"copy"_qs}) {
+    for (const QString& operation : {u"move"_s, u"copy"_s}) {
         QTest::addRow("%s, unnamed", qPrintable(operation)) << operation << true;
         QTest::addRow("%s, temporary name", qPrintable(operation)) << operation << false;
     }
@@ -257,14 +259,14 @@ void FileCopyTest::incompleteCopyIsNotSeenUnderItsName_data()
 void FileCopyTest::incompleteCopyIsNotSeenUnderItsName()
 {
     QFETCH(const bool, unnamed);
-    const QStringList lacking = unnamed ? QStringList() : numbered({u"openat:error=EOPNOTSUPP"_qs});
+    const QStringList lacking = unnamed ? QStringList() : numbered({u"openat:error=EOPNOTSUPP"_s});
     QFETCH(const QString, operation);
     // The second of three blocks is written.
     const int number = m_without.value(operation).numberOfCall("write", kUnnamed) + 1;
     bool heldUp = false;
     QStringList seen;
     const tracedrun::Result result =
-        tracedrun::runStopped(arguments(), lacking, u"write"_qs, number, [&] {
+        tracedrun::runStopped(arguments(), lacking, u"write"_s, number, [&] {
             heldUp = true;
             seen = entries(m_other->path());
         });
@@ -273,7 +275,7 @@ void FileCopyTest::incompleteCopyIsNotSeenUnderItsName()
     QVERIFY(unnamed || seen.constFirst().startsWith(u".quorvel-"));
     QCOMPARE(result.output, "true\n");
     QCOMPARE(read(destination()), m_content);
-    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_qs));
+    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_s));
 }
 
 void FileCopyTest::sourceThatGrowsIsNotFollowed()
@@ -288,7 +290,7 @@ void FileCopyTest::sourceThatGrowsIsNotFollowed()
     const QByteArray more = filefixture::noise(20 * kBlock);
     bool heldUp = false;
     const tracedrun::Result result = tracedrun::runStopped(
-        arguments(), {}, u"read"_qs, without.numberOfCall("read", kSourceOpened), [&] {
+        arguments(), {}, u"read"_s, without.numberOfCall("read", kSourceOpened), [&] {
             QFile file(source());
             heldUp = file.open(QFile::Append) && file.write(more) == more.size() && file.flush();
         });
@@ -307,7 +309,7 @@ void FileCopyTest::sourceThatIsChangedIsNotCopied()
     expected.replace(0, 7, "changed");
     bool heldUp = false;
     const tracedrun::Result result = tracedrun::runStopped(
-        arguments(), {}, u"fsync"_qs, m_without[operation].numberOfCall("fsync", kUnnamed), [&] {
+        arguments(), {}, u"fsync"_s, m_without[operation].numberOfCall("fsync", kUnnamed), [&] {
             QFile file(source());
             heldUp = file.open(QFile::ReadWrite | QFile::ExistingOnly) &&
                      file.write("changed") == 7 && file.flush();
@@ -343,13 +345,13 @@ void FileCopyTest::pipeThatTakesTheNameIsNotWaitedFor()
     QVERIFY(looks > 0);
     bool heldUp = false;
     const tracedrun::Result result =
-        tracedrun::runStopped(arguments(), {}, u"newfstatat"_qs, looks, [&] {
+        tracedrun::runStopped(arguments(), {}, u"newfstatat"_s, looks, [&] {
             heldUp = QFile::remove(source()) &&
                      ::mkfifo(QFile::encodeName(source()).constData(), 0600) == 0;
         });
     QVERIFY(heldUp);
     QCOMPARE(result.output, "false\n");
-    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_s));
     QCOMPARE(entries(m_other->path()), QStringList());
 }
 

@@ -16,6 +16,8 @@
 #include <thread>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 using faultmatrix::Folders;
 using faultmatrix::Scenario;
 using faultmatrix::Tally;
@@ -81,7 +83,7 @@ void FileFaultsTest::cleanupTestCase()
     for (const QString& line : std::as_const(m_summary)) {
         std::puts(qPrintable(line));
     }
-    std::puts(qPrintable(u"total: "_qs + m_total.text()));
+    std::puts(qPrintable(u"total: "_s + m_total.text()));
     std::fflush(stdout);
 }
 
@@ -113,7 +115,7 @@ Tally FileFaultsTest::runAll(const QList<Case>& cases)
 
 void FileFaultsTest::conclude(const QString& title, const Tally& tally)
 {
-    m_summary.append(tally.text() + u": "_qs + title);
+    m_summary.append(tally.text() + u": "_s + title);
     m_total += tally;
     for (const QString& complaint : tally.complaints.mid(0, kComplaintsShown)) {
         qWarning("%s", qPrintable(complaint));
@@ -159,7 +161,7 @@ void FileFaultsTest::fullFileSystemLosesNothing()
 {
     QFETCH(const bool, move);
     const QByteArray content = filefixture::noise(qsizetype{kPages} * kPageBytes);
-    const QString source = m_here->filePath(u"a.mp3"_qs);
+    const QString source = m_here->filePath(u"a.mp3"_s);
     Tally tally;
     for (int pages = 1; pages <= kPages; ++pages) {
         const filefixture::SecondFileSystem small(QByteArray::number(pages * kPageBytes));
@@ -167,7 +169,7 @@ void FileFaultsTest::fullFileSystemLosesNothing()
             QSKIP("a small file system cannot be mounted here");
         }
         QVERIFY(QFile::exists(source) || filefixture::write(source, content));
-        const fileops::SourceAndDestination paths(source, small.filePath(u"b.mp3"_qs));
+        const fileops::SourceAndDestination paths(source, small.filePath(u"b.mp3"_s));
         const bool ok = move ? fileops::moveFile(paths) : fileops::copyFile(paths);
         const bool arrived = filefixture::read(paths.second) == content;
         const bool stayed = filefixture::read(source) == content;
@@ -179,7 +181,7 @@ void FileFaultsTest::fullFileSystemLosesNothing()
             !ok && (!stayed || !filefixture::entries(small.path()).isEmpty()) ? 1 : 0;
     }
     QFile::remove(source);
-    conclude(u"%1 to a file system that is full"_qs.arg(move ? u"move"_qs : u"copy"_qs), tally);
+    conclude(u"%1 to a file system that is full"_s.arg(move ? u"move"_s : u"copy"_s), tally);
 }
 
 void FileFaultsTest::killLosesNothing_data()
@@ -224,7 +226,7 @@ void FileFaultsTest::killLosesNothing()
         }
     }
     const Tally tally = runAll(cases);
-    conclude(scenario.name() + u", killed"_qs, tally);
+    conclude(scenario.name() + u", killed"_s, tally);
     const bool temporaryNames =
         std::any_of(course.calls.cbegin(), course.calls.cend(),
                     [](const tracedrun::Call& call) { return call.line.contains("\".quorvel-"); });

@@ -11,6 +11,8 @@
 #include <memory>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::read;
 using filefixture::write;
 
@@ -52,7 +54,7 @@ private:
 
 void FileOperationsTest::deleteRemovesTheFile()
 {
-    for (const QString& name : {u"a.mp3"_qs, u"\U0001F3B5\n.mp3"_qs, QString(255, u'n')}) {
+    for (const QString& name : {u"a.mp3"_s, u"\U0001F3B5\n.mp3"_s, QString(255, u'n')}) {
         QVERIFY(write(path(name), "x"));
         QVERIFY(fileops::deleteFile(path(name)));
         QVERIFY(!QFile::exists(path(name)));
@@ -61,48 +63,48 @@ void FileOperationsTest::deleteRemovesTheFile()
 
 void FileOperationsTest::deleteOfWhatCannotBeRemovedIsFalse()
 {
-    QVERIFY(!fileops::deleteFile(path(u"absent.mp3"_qs)));
+    QVERIFY(!fileops::deleteFile(path(u"absent.mp3"_s)));
     QVERIFY(!fileops::deleteFile(QString()));
-    QVERIFY(QDir().mkpath(path(u"folder"_qs)));
-    QVERIFY(!fileops::deleteFile(path(u"folder"_qs)));
-    QVERIFY(QFileInfo(path(u"folder"_qs)).isDir());
+    QVERIFY(QDir().mkpath(path(u"folder"_s)));
+    QVERIFY(!fileops::deleteFile(path(u"folder"_s)));
+    QVERIFY(QFileInfo(path(u"folder"_s)).isDir());
 }
 
 void FileOperationsTest::deleteRemovesALinkAndNotItsTarget()
 {
-    QVERIFY(write(path(u"a.mp3"_qs), "x"));
-    QVERIFY(QFile::link(path(u"a.mp3"_qs), path(u"link.mp3"_qs)));
-    QVERIFY(fileops::deleteFile(path(u"link.mp3"_qs)));
-    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"a.mp3"_qs));
+    QVERIFY(write(path(u"a.mp3"_s), "x"));
+    QVERIFY(QFile::link(path(u"a.mp3"_s), path(u"link.mp3"_s)));
+    QVERIFY(fileops::deleteFile(path(u"link.mp3"_s)));
+    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"a.mp3"_s));
 }
 
 void FileOperationsTest::deleteWithoutRightsIsFalse()
 {
-    QVERIFY(QDir().mkpath(path(u"locked"_qs)));
-    QVERIFY(write(path(u"locked/a.mp3"_qs), "x"));
-    QVERIFY(QFile::setPermissions(path(u"locked"_qs), QFile::ReadOwner | QFile::ExeOwner |
-                                                          QFile::ReadOther | QFile::ExeOther));
+    QVERIFY(QDir().mkpath(path(u"locked"_s)));
+    QVERIFY(write(path(u"locked/a.mp3"_s), "x"));
+    QVERIFY(QFile::setPermissions(path(u"locked"_s), QFile::ReadOwner | QFile::ExeOwner |
+                                                         QFile::ReadOther | QFile::ExeOther));
     {
         const filefixture::OrdinaryUser user;
-        QVERIFY(!fileops::deleteFile(path(u"locked/a.mp3"_qs)));
+        QVERIFY(!fileops::deleteFile(path(u"locked/a.mp3"_s)));
     }
-    QCOMPARE(read(path(u"locked/a.mp3"_qs)), "x");
-    QVERIFY(QFile::setPermissions(path(u"locked"_qs),
+    QCOMPARE(read(path(u"locked/a.mp3"_s)), "x");
+    QVERIFY(QFile::setPermissions(path(u"locked"_s),
                                   QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
 }
 
 void FileOperationsTest::copyIsWholeAndKeepsTheSource()
 {
     const QByteArray content = filefixture::noise(1'000'003);
-    QVERIFY(write(path(u"a.mp3"_qs), content));
-    QVERIFY(fileops::copyFile({path(u"a.mp3"_qs), path(u"b.mp3"_qs)}));
-    QCOMPARE(read(path(u"b.mp3"_qs)), content);
-    QCOMPARE(read(path(u"a.mp3"_qs)), content);
+    QVERIFY(write(path(u"a.mp3"_s), content));
+    QVERIFY(fileops::copyFile({path(u"a.mp3"_s), path(u"b.mp3"_s)}));
+    QCOMPARE(read(path(u"b.mp3"_s)), content);
+    QCOMPARE(read(path(u"a.mp3"_s)), content);
 }
 
 void FileOperationsTest::copyHasThePermissionsOfItsSource()
 {
-    QVERIFY(write(path(u"a.mp3"_qs), QByteArray()));
+    QVERIFY(write(path(u"a.mp3"_s), QByteArray()));
     const auto modeOf = [this](const QString& name) {
         struct stat file = {};
         ::stat(QFile::encodeName(path(name)).constData(), &file);
@@ -110,49 +112,49 @@ void FileOperationsTest::copyHasThePermissionsOfItsSource()
     };
     // Set-user-ID, set-group-ID and sticky bits are no permissions.
     for (const mode_t mode : {0640U, 0400U, 0755U, 04755U, 02755U, 01777U}) {
-        QCOMPARE(::chmod(QFile::encodeName(path(u"a.mp3"_qs)).constData(), mode), 0);
-        QVERIFY(fileops::copyFile({path(u"a.mp3"_qs), path(u"b.mp3"_qs)}));
-        QCOMPARE(modeOf(u"b.mp3"_qs), mode & 0777U);
-        QVERIFY(QFile::remove(path(u"b.mp3"_qs)));
+        QCOMPARE(::chmod(QFile::encodeName(path(u"a.mp3"_s)).constData(), mode), 0);
+        QVERIFY(fileops::copyFile({path(u"a.mp3"_s), path(u"b.mp3"_s)}));
+        QCOMPARE(modeOf(u"b.mp3"_s), mode & 0777U);
+        QVERIFY(QFile::remove(path(u"b.mp3"_s)));
     }
 }
 
 void FileOperationsTest::copyNeverOverwrites()
 {
-    QVERIFY(write(path(u"a.mp3"_qs), "new"));
-    QVERIFY(write(path(u"b.mp3"_qs), "old"));
-    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), path(u"b.mp3"_qs)}));
-    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), path(u"a.mp3"_qs)}));
-    QCOMPARE(read(path(u"b.mp3"_qs)), "old");
-    QCOMPARE(read(path(u"a.mp3"_qs)), "new");
+    QVERIFY(write(path(u"a.mp3"_s), "new"));
+    QVERIFY(write(path(u"b.mp3"_s), "old"));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_s), path(u"b.mp3"_s)}));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_s), path(u"a.mp3"_s)}));
+    QCOMPARE(read(path(u"b.mp3"_s)), "old");
+    QCOMPARE(read(path(u"a.mp3"_s)), "new");
 }
 
 void FileOperationsTest::copyOfALinkIsACopyOfItsTarget()
 {
-    QVERIFY(write(path(u"a.mp3"_qs), "x"));
-    QVERIFY(QFile::link(path(u"a.mp3"_qs), path(u"link.mp3"_qs)));
-    QVERIFY(fileops::copyFile({path(u"link.mp3"_qs), path(u"b.mp3"_qs)}));
-    QVERIFY(!QFileInfo(path(u"b.mp3"_qs)).isSymLink());
-    QCOMPARE(read(path(u"b.mp3"_qs)), "x");
+    QVERIFY(write(path(u"a.mp3"_s), "x"));
+    QVERIFY(QFile::link(path(u"a.mp3"_s), path(u"link.mp3"_s)));
+    QVERIFY(fileops::copyFile({path(u"link.mp3"_s), path(u"b.mp3"_s)}));
+    QVERIFY(!QFileInfo(path(u"b.mp3"_s)).isSymLink());
+    QCOMPARE(read(path(u"b.mp3"_s)), "x");
 }
 
 void FileOperationsTest::copyThatCannotBeMadeIsFalse()
 {
-    QVERIFY(write(path(u"a.mp3"_qs), "x"));
-    QVERIFY(!fileops::copyFile({path(u"absent.mp3"_qs), path(u"b.mp3"_qs)}));
-    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), path(u"absent/b.mp3"_qs)}));
-    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), QString()}));
-    QVERIFY(!fileops::copyFile({QString(), path(u"b.mp3"_qs)}));
-    QVERIFY(!fileops::copyFile({m_directory->path(), path(u"b.mp3"_qs)}));
-    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), path(QString(256, u'n'))}));
-    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"a.mp3"_qs));
+    QVERIFY(write(path(u"a.mp3"_s), "x"));
+    QVERIFY(!fileops::copyFile({path(u"absent.mp3"_s), path(u"b.mp3"_s)}));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_s), path(u"absent/b.mp3"_s)}));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_s), QString()}));
+    QVERIFY(!fileops::copyFile({QString(), path(u"b.mp3"_s)}));
+    QVERIFY(!fileops::copyFile({m_directory->path(), path(u"b.mp3"_s)}));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_s), path(QString(256, u'n'))}));
+    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"a.mp3"_s));
 }
 
 void FileOperationsTest::copyDoesNotWaitForANamedPipe()
 {
-    QCOMPARE(::mkfifo(QFile::encodeName(path(u"pipe.mp3"_qs)).constData(), 0600), 0);
-    QVERIFY(!fileops::copyFile({path(u"pipe.mp3"_qs), path(u"b.mp3"_qs)}));
-    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"pipe.mp3"_qs));
+    QCOMPARE(::mkfifo(QFile::encodeName(path(u"pipe.mp3"_s)).constData(), 0600), 0);
+    QVERIFY(!fileops::copyFile({path(u"pipe.mp3"_s), path(u"b.mp3"_s)}));
+    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"pipe.mp3"_s));
 }
 
 void FileOperationsTest::copyToAFullFileSystemLeavesNothing()
@@ -161,29 +163,29 @@ void FileOperationsTest::copyToAFullFileSystemLeavesNothing()
     if (!full.isAvailable()) {
         QSKIP(filefixture::kNoSecondFileSystem);
     }
-    QVERIFY(write(path(u"a.mp3"_qs), filefixture::noise(1'500'000)));
-    QVERIFY(!fileops::copyFile({path(u"a.mp3"_qs), full.filePath(u"b.mp3"_qs)}));
+    QVERIFY(write(path(u"a.mp3"_s), filefixture::noise(1'500'000)));
+    QVERIFY(!fileops::copyFile({path(u"a.mp3"_s), full.filePath(u"b.mp3"_s)}));
     QCOMPARE(filefixture::entries(full.path()), QStringList());
 }
 
 void FileOperationsTest::stoppedWorkerLeavesItsFileAlone()
 {
-    QVERIFY(write(path(u"a.mp3"_qs), "x"));
-    QVERIFY(write(path(u"b.mp3"_qs), "x"));
+    QVERIFY(write(path(u"a.mp3"_s), "x"));
+    QVERIFY(write(path(u"b.mp3"_s), "x"));
     std::stop_source stop;
     const fileops::UnlessStopped remove(stop.get_token(), &fileops::deleteFile);
     const fileops::UnlessStopped move(stop.get_token(), &fileops::moveFile);
     const fileops::UnlessStopped copy(stop.get_token(), &fileops::copyFile);
-    QVERIFY(remove(path(u"a.mp3"_qs)));
+    QVERIFY(remove(path(u"a.mp3"_s)));
 
     stop.request_stop();
-    QVERIFY(!remove(path(u"b.mp3"_qs)));
-    QVERIFY(!move({path(u"b.mp3"_qs), path(u"c.mp3"_qs)}));
-    QVERIFY(!copy({path(u"b.mp3"_qs), path(u"c.mp3"_qs)}));
-    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"b.mp3"_qs));
+    QVERIFY(!remove(path(u"b.mp3"_s)));
+    QVERIFY(!move({path(u"b.mp3"_s), path(u"c.mp3"_s)}));
+    QVERIFY(!copy({path(u"b.mp3"_s), path(u"c.mp3"_s)}));
+    QCOMPARE(filefixture::entries(m_directory->path()), QStringList(u"b.mp3"_s));
 
     const fileops::UnlessStopped unaffected(std::stop_source().get_token(), &fileops::deleteFile);
-    QVERIFY(unaffected(path(u"b.mp3"_qs)));
+    QVERIFY(unaffected(path(u"b.mp3"_s)));
 }
 
 QTEST_GUILESS_MAIN(FileOperationsTest)

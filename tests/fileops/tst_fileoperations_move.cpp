@@ -13,6 +13,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::entries;
 using filefixture::noise;
 using filefixture::read;
@@ -176,29 +178,29 @@ void MoveFileTest::contentArrivesWhole()
     CHOOSE_TARGET();
     QFETCH(const int, size);
     const QByteArray content = noise(size);
-    QVERIFY(write(here(u"a.mp3"_qs), content));
-    QVERIFY(fileops::moveFile({here(u"a.mp3"_qs), there(u"b.mp3"_qs)}));
-    QCOMPARE(read(there(u"b.mp3"_qs)), content);
+    QVERIFY(write(here(u"a.mp3"_s), content));
+    QVERIFY(fileops::moveFile({here(u"a.mp3"_s), there(u"b.mp3"_s)}));
+    QCOMPARE(read(there(u"b.mp3"_s)), content);
     QCOMPARE(entries(m_here->path()), QStringList());
-    QCOMPARE(entries(m_there), QStringList(u"b.mp3"_qs));
+    QCOMPARE(entries(m_there), QStringList(u"b.mp3"_s));
 }
 
 void MoveFileTest::modeAndModificationTimeGoAlong()
 {
     CHOOSE_TARGET();
     for (const mode_t mode : {0640U, 0444U, 0755U, 0600U, 0666U}) {
-        QVERIFY(write(here(u"a.mp3"_qs), "x"));
+        QVERIFY(write(here(u"a.mp3"_s), "x"));
         const timespec times[2] = {{1'000'000'000, 5}, {1'234'567'890, 123'456'789}};
-        QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(here(u"a.mp3"_qs)).constData(), times, 0),
+        QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(here(u"a.mp3"_s)).constData(), times, 0),
                  0);
-        chmodPath(here(u"a.mp3"_qs), mode);
-        QVERIFY(fileops::moveFile({here(u"a.mp3"_qs), there(u"b.mp3"_qs)}));
+        chmodPath(here(u"a.mp3"_s), mode);
+        QVERIFY(fileops::moveFile({here(u"a.mp3"_s), there(u"b.mp3"_s)}));
 
-        const struct stat moved = statusOf(there(u"b.mp3"_qs));
+        const struct stat moved = statusOf(there(u"b.mp3"_s));
         QCOMPARE(moved.st_mode & 07777U, mode);
         QCOMPARE(moved.st_mtim.tv_sec, times[1].tv_sec);
         QCOMPARE(moved.st_mtim.tv_nsec, times[1].tv_nsec);
-        QVERIFY(QFile::remove(there(u"b.mp3"_qs)));
+        QVERIFY(QFile::remove(there(u"b.mp3"_s)));
     }
 }
 
@@ -210,11 +212,11 @@ void MoveFileTest::ownerGoesAlongAcrossFileSystems()
     if (::geteuid() != 0) {
         QSKIP("only the administrator may change owners");
     }
-    QVERIFY(write(here(u"a.mp3"_qs), "x"));
-    QCOMPARE(::chown(QFile::encodeName(here(u"a.mp3"_qs)).constData(), 1234, 4321), 0);
-    chmodPath(here(u"a.mp3"_qs), 0640);
-    QVERIFY(fileops::moveFile({here(u"a.mp3"_qs), m_other->filePath(u"b.mp3"_qs)}));
-    const struct stat moved = statusOf(m_other->filePath(u"b.mp3"_qs));
+    QVERIFY(write(here(u"a.mp3"_s), "x"));
+    QCOMPARE(::chown(QFile::encodeName(here(u"a.mp3"_s)).constData(), 1234, 4321), 0);
+    chmodPath(here(u"a.mp3"_s), 0640);
+    QVERIFY(fileops::moveFile({here(u"a.mp3"_s), m_other->filePath(u"b.mp3"_s)}));
+    const struct stat moved = statusOf(m_other->filePath(u"b.mp3"_s));
     QCOMPARE(moved.st_uid, 1234U);
     QCOMPARE(moved.st_gid, 4321U);
     QCOMPARE(moved.st_mode & 07777U, 0640U);
@@ -228,11 +230,10 @@ void MoveFileTest::namesOfEveryKindAreMoved_data()
         const char* where = other ? "two file systems" : "one file system";
         QTest::addRow("255 bytes, %s", where) << other << QString(255, u'n');
         QTest::addRow("255 bytes of letters of 3, %s", where) << other << QString(85, u'\u97f3');
-        QTest::addRow("emoji, %s", where)
-            << other << u"\U0001F3B5\U0001F468\u200D\U0001F3A4.mp3"_qs;
-        QTest::addRow("newline and quotes, %s", where) << other << u"a\nb\t\"'\\.mp3"_qs;
-        QTest::addRow("leading dash and space, %s", where) << other << u"-rf .mp3"_qs;
-        QTest::addRow("one letter, %s", where) << other << u"a"_qs;
+        QTest::addRow("emoji, %s", where) << other << u"\U0001F3B5\U0001F468\u200D\U0001F3A4.mp3"_s;
+        QTest::addRow("newline and quotes, %s", where) << other << u"a\nb\t\"'\\.mp3"_s;
+        QTest::addRow("leading dash and space, %s", where) << other << u"-rf .mp3"_s;
+        QTest::addRow("one letter, %s", where) << other << u"a"_s;
     }
 }
 
@@ -263,22 +264,22 @@ void MoveFileTest::neverOverwrites()
 {
     CHOOSE_TARGET();
     QFETCH(const QString, obstacle);
-    const QString destination = there(u"b.mp3"_qs);
-    QVERIFY(write(here(u"a.mp3"_qs), "new"));
-    if (obstacle == u"folder"_qs) {
+    const QString destination = there(u"b.mp3"_s);
+    QVERIFY(write(here(u"a.mp3"_s), "new"));
+    if (obstacle == u"folder"_s) {
         QVERIFY(QDir().mkpath(destination));
-    } else if (obstacle == u"dead link"_qs) {
-        QVERIFY(QFile::link(there(u"absent"_qs), destination));
+    } else if (obstacle == u"dead link"_s) {
+        QVERIFY(QFile::link(there(u"absent"_s), destination));
     } else {
-        QVERIFY(write(destination, obstacle == u"file"_qs ? "old" : ""));
+        QVERIFY(write(destination, obstacle == u"file"_s ? "old" : ""));
     }
     const ino_t before = statusOf(destination).st_ino;
 
-    QVERIFY(!fileops::moveFile({here(u"a.mp3"_qs), destination}));
-    QCOMPARE(read(here(u"a.mp3"_qs)), "new");
+    QVERIFY(!fileops::moveFile({here(u"a.mp3"_s), destination}));
+    QCOMPARE(read(here(u"a.mp3"_s)), "new");
     QCOMPARE(statusOf(destination).st_ino, before);
-    QCOMPARE(entries(m_there), QStringList(u"b.mp3"_qs));
-    if (obstacle == u"file"_qs) {
+    QCOMPARE(entries(m_there), QStringList(u"b.mp3"_s));
+    if (obstacle == u"file"_s) {
         QCOMPARE(read(destination), "old");
     }
 }
@@ -287,13 +288,13 @@ void MoveFileTest::hardLinkOfTheDestinationIsNotMoved()
 {
     CHOOSE_TARGET();
     // A plain rename of one name of a file to another does nothing and reports success.
-    QVERIFY(write(there(u"a.mp3"_qs), "x"));
-    QCOMPARE(::link(QFile::encodeName(there(u"a.mp3"_qs)).constData(),
-                    QFile::encodeName(there(u"b.mp3"_qs)).constData()),
+    QVERIFY(write(there(u"a.mp3"_s), "x"));
+    QCOMPARE(::link(QFile::encodeName(there(u"a.mp3"_s)).constData(),
+                    QFile::encodeName(there(u"b.mp3"_s)).constData()),
              0);
-    QVERIFY(!fileops::moveFile({there(u"a.mp3"_qs), there(u"b.mp3"_qs)}));
-    QVERIFY(!fileops::moveFile({there(u"a.mp3"_qs), there(u"a.mp3"_qs)}));
-    QCOMPARE(entries(m_there), QStringList({u"a.mp3"_qs, u"b.mp3"_qs}));
+    QVERIFY(!fileops::moveFile({there(u"a.mp3"_s), there(u"b.mp3"_s)}));
+    QVERIFY(!fileops::moveFile({there(u"a.mp3"_s), there(u"a.mp3"_s)}));
+    QCOMPARE(entries(m_there), QStringList({u"a.mp3"_s, u"b.mp3"_s}));
 }
 
 void MoveFileTest::failureLeavesBothFoldersAsTheyWere_data()
@@ -303,16 +304,16 @@ void MoveFileTest::failureLeavesBothFoldersAsTheyWere_data()
     QTest::addColumn<QString>("destination");
     for (const bool other : {false, true}) {
         const char* where = other ? "two file systems" : "one file system";
-        QTest::addRow("missing source, %s", where) << other << u"absent"_qs << u"b"_qs;
-        QTest::addRow("missing folder, %s", where) << other << u"a.mp3"_qs << u"absent/b"_qs;
-        QTest::addRow("folder is a file, %s", where) << other << u"a.mp3"_qs << u"c.mp3/b"_qs;
-        QTest::addRow("name too long, %s", where) << other << u"a.mp3"_qs << QString(256, u'n');
-        QTest::addRow("only a folder given, %s", where) << other << u"a.mp3"_qs << u""_qs;
-        QTest::addRow("name is a dot, %s", where) << other << u"a.mp3"_qs << u"."_qs;
+        QTest::addRow("missing source, %s", where) << other << u"absent"_s << u"b"_s;
+        QTest::addRow("missing folder, %s", where) << other << u"a.mp3"_s << u"absent/b"_s;
+        QTest::addRow("folder is a file, %s", where) << other << u"a.mp3"_s << u"c.mp3/b"_s;
+        QTest::addRow("name too long, %s", where) << other << u"a.mp3"_s << QString(256, u'n');
+        QTest::addRow("only a folder given, %s", where) << other << u"a.mp3"_s << u""_s;
+        QTest::addRow("name is a dot, %s", where) << other << u"a.mp3"_s << u"."_s;
         QTest::addRow("null character, %s", where)
-            << other << u"a.mp3"_qs << QString::fromUtf16(u"b\0c", 3);
+            << other << u"a.mp3"_s << QString::fromUtf16(u"b\0c", 3);
         QTest::addRow("null character in source, %s", where)
-            << other << QString::fromUtf16(u"a.mp3\0c", 7) << u"b"_qs;
+            << other << QString::fromUtf16(u"a.mp3\0c", 7) << u"b"_s;
     }
 }
 
@@ -321,48 +322,48 @@ void MoveFileTest::failureLeavesBothFoldersAsTheyWere()
     CHOOSE_TARGET();
     QFETCH(const QString, source);
     QFETCH(const QString, destination);
-    QVERIFY(write(here(u"a.mp3"_qs), "a"));
-    QVERIFY(write(there(u"c.mp3"_qs), "c"));
+    QVERIFY(write(here(u"a.mp3"_s), "a"));
+    QVERIFY(write(there(u"c.mp3"_s), "c"));
     QVERIFY(!fileops::moveFile({here(source), there(destination)}));
-    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
-    QCOMPARE(entries(m_there), QStringList(u"c.mp3"_qs));
-    QCOMPARE(read(here(u"a.mp3"_qs)), "a");
-    QCOMPARE(read(there(u"c.mp3"_qs)), "c");
-    QVERIFY(!fileops::moveFile({here(u"a.mp3"_qs), QString()}));
-    QVERIFY(!fileops::moveFile({QString(), there(u"b"_qs)}));
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_s));
+    QCOMPARE(entries(m_there), QStringList(u"c.mp3"_s));
+    QCOMPARE(read(here(u"a.mp3"_s)), "a");
+    QCOMPARE(read(there(u"c.mp3"_s)), "c");
+    QVERIFY(!fileops::moveFile({here(u"a.mp3"_s), QString()}));
+    QVERIFY(!fileops::moveFile({QString(), there(u"b"_s)}));
 }
 
 void MoveFileTest::symbolicLinkIsMovedItself()
 {
     CHOOSE_TARGET();
-    QVERIFY(write(here(u"a.mp3"_qs), "x"));
-    QCOMPARE(::symlink("a.mp3", QFile::encodeName(here(u"relative.mp3"_qs)).constData()), 0);
-    QVERIFY(QFile::link(here(u"a.mp3"_qs), here(u"absolute.mp3"_qs)));
+    QVERIFY(write(here(u"a.mp3"_s), "x"));
+    QCOMPARE(::symlink("a.mp3", QFile::encodeName(here(u"relative.mp3"_s)).constData()), 0);
+    QVERIFY(QFile::link(here(u"a.mp3"_s), here(u"absolute.mp3"_s)));
 
-    QVERIFY(fileops::moveFile({here(u"absolute.mp3"_qs), there(u"absolute.mp3"_qs)}));
-    QVERIFY(fileops::moveFile({here(u"relative.mp3"_qs), there(u"relative.mp3"_qs)}));
-    QCOMPARE(QFileInfo(there(u"absolute.mp3"_qs)).symLinkTarget(), here(u"a.mp3"_qs));
-    QCOMPARE(read(there(u"absolute.mp3"_qs)), "x");
+    QVERIFY(fileops::moveFile({here(u"absolute.mp3"_s), there(u"absolute.mp3"_s)}));
+    QVERIFY(fileops::moveFile({here(u"relative.mp3"_s), there(u"relative.mp3"_s)}));
+    QCOMPARE(QFileInfo(there(u"absolute.mp3"_s)).symLinkTarget(), here(u"a.mp3"_s));
+    QCOMPARE(read(there(u"absolute.mp3"_s)), "x");
     QByteArray text(100, '\0');
-    const ssize_t length = ::readlink(QFile::encodeName(there(u"relative.mp3"_qs)).constData(),
+    const ssize_t length = ::readlink(QFile::encodeName(there(u"relative.mp3"_s)).constData(),
                                       text.data(), static_cast<size_t>(text.size()));
     QCOMPARE(text.left(length), "a.mp3");
-    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_s));
 }
 
 void MoveFileTest::longestSymbolicLinkIsMovedWhole()
 {
     CHOOSE_TARGET();
-    QVERIFY(write(here(u"a.mp3"_qs), "x"));
+    QVERIFY(write(here(u"a.mp3"_s), "x"));
     const QByteArray name = "a.mp3";
     const QByteArray text = QByteArray("./").repeated((PATH_MAX - 1 - name.size()) / 2) + name;
     QCOMPARE(text.size(), PATH_MAX - 1);
-    if (::symlink(text.constData(), QFile::encodeName(here(u"long.mp3"_qs)).constData()) != 0) {
+    if (::symlink(text.constData(), QFile::encodeName(here(u"long.mp3"_s)).constData()) != 0) {
         QSKIP("no symbolic links of this length here");
     }
-    QVERIFY(fileops::moveFile({here(u"long.mp3"_qs), there(u"b.mp3"_qs)}));
+    QVERIFY(fileops::moveFile({here(u"long.mp3"_s), there(u"b.mp3"_s)}));
     QByteArray moved(PATH_MAX, '\0');
-    moved.truncate(::readlink(QFile::encodeName(there(u"b.mp3"_qs)).constData(), moved.data(),
+    moved.truncate(::readlink(QFile::encodeName(there(u"b.mp3"_s)).constData(), moved.data(),
                               static_cast<size_t>(moved.size())));
     QCOMPARE(moved, text);
 }
@@ -370,35 +371,35 @@ void MoveFileTest::longestSymbolicLinkIsMovedWhole()
 void MoveFileTest::deadLinkCountsAsMissing()
 {
     CHOOSE_TARGET();
-    QVERIFY(QFile::link(here(u"absent"_qs), here(u"dead.mp3"_qs)));
-    QVERIFY(!fileops::moveFile({here(u"dead.mp3"_qs), there(u"b.mp3"_qs)}));
-    QCOMPARE(entries(m_here->path()), QStringList(u"dead.mp3"_qs));
+    QVERIFY(QFile::link(here(u"absent"_s), here(u"dead.mp3"_s)));
+    QVERIFY(!fileops::moveFile({here(u"dead.mp3"_s), there(u"b.mp3"_s)}));
+    QCOMPARE(entries(m_here->path()), QStringList(u"dead.mp3"_s));
     QCOMPARE(entries(m_there), QStringList());
 }
 
 void MoveFileTest::folderIsMovedWithinOneFileSystemOnly()
 {
-    QVERIFY(QDir().mkpath(here(u"folder"_qs)));
-    QVERIFY(write(here(u"folder/a.mp3"_qs), "x"));
+    QVERIFY(QDir().mkpath(here(u"folder"_s)));
+    QVERIFY(write(here(u"folder/a.mp3"_s), "x"));
     if (m_other->isAvailable()) {
-        QVERIFY(!fileops::moveFile({here(u"folder"_qs), m_other->filePath(u"b"_qs)}));
+        QVERIFY(!fileops::moveFile({here(u"folder"_s), m_other->filePath(u"b"_s)}));
         QCOMPARE(entries(m_other->path()), QStringList());
-        QCOMPARE(read(here(u"folder/a.mp3"_qs)), "x");
+        QCOMPARE(read(here(u"folder/a.mp3"_s)), "x");
     }
-    QVERIFY(!fileops::moveFile({here(u"folder"_qs), here(u"folder/b"_qs)}));
-    QVERIFY(fileops::moveFile({here(u"folder"_qs), here(u"b"_qs)}));
-    QCOMPARE(read(here(u"b/a.mp3"_qs)), "x");
+    QVERIFY(!fileops::moveFile({here(u"folder"_s), here(u"folder/b"_s)}));
+    QVERIFY(fileops::moveFile({here(u"folder"_s), here(u"b"_s)}));
+    QCOMPARE(read(here(u"b/a.mp3"_s)), "x");
 }
 
 void MoveFileTest::namedPipeIsNotWaitedFor()
 {
-    QCOMPARE(::mkfifo(QFile::encodeName(here(u"pipe.mp3"_qs)).constData(), 0600), 0);
+    QCOMPARE(::mkfifo(QFile::encodeName(here(u"pipe.mp3"_s)).constData(), 0600), 0);
     if (m_other->isAvailable()) {
-        QVERIFY(!fileops::moveFile({here(u"pipe.mp3"_qs), m_other->filePath(u"b.mp3"_qs)}));
+        QVERIFY(!fileops::moveFile({here(u"pipe.mp3"_s), m_other->filePath(u"b.mp3"_s)}));
         QCOMPARE(entries(m_other->path()), QStringList());
-        QCOMPARE(entries(m_here->path()), QStringList(u"pipe.mp3"_qs));
+        QCOMPARE(entries(m_here->path()), QStringList(u"pipe.mp3"_s));
     }
-    QVERIFY(fileops::moveFile({here(u"pipe.mp3"_qs), here(u"b.mp3"_qs)}));
+    QVERIFY(fileops::moveFile({here(u"pipe.mp3"_s), here(u"b.mp3"_s)}));
 }
 
 void MoveFileTest::fullTargetLeavesTheSourceAlone_data()
@@ -418,43 +419,43 @@ void MoveFileTest::fullTargetLeavesTheSourceAlone()
         QSKIP(filefixture::kNoSecondFileSystem);
     }
     const QByteArray content = noise(size);
-    QVERIFY(write(here(u"a.mp3"_qs), content));
-    QVERIFY(!fileops::moveFile({here(u"a.mp3"_qs), full.filePath(u"b.mp3"_qs)}));
-    QCOMPARE(read(here(u"a.mp3"_qs)), content);
+    QVERIFY(write(here(u"a.mp3"_s), content));
+    QVERIFY(!fileops::moveFile({here(u"a.mp3"_s), full.filePath(u"b.mp3"_s)}));
+    QCOMPARE(read(here(u"a.mp3"_s)), content);
     QCOMPARE(entries(full.path()), QStringList());
 
     // The room taken by the attempt is free again.
-    QVERIFY(write(here(u"small.mp3"_qs), noise(kSizeOfOneMiB)));
-    QVERIFY(fileops::moveFile({here(u"small.mp3"_qs), full.filePath(u"b.mp3"_qs)}));
-    QCOMPARE(read(full.filePath(u"b.mp3"_qs)), noise(kSizeOfOneMiB));
+    QVERIFY(write(here(u"small.mp3"_s), noise(kSizeOfOneMiB)));
+    QVERIFY(fileops::moveFile({here(u"small.mp3"_s), full.filePath(u"b.mp3"_s)}));
+    QCOMPARE(read(full.filePath(u"b.mp3"_s)), noise(kSizeOfOneMiB));
 }
 
 void MoveFileTest::targetWithoutWriteRightsLeavesTheSourceAlone()
 {
     CHOOSE_TARGET();
-    QVERIFY(QDir().mkpath(there(u"locked"_qs)));
-    chmodPath(there(u"locked"_qs), 0555);
+    QVERIFY(QDir().mkpath(there(u"locked"_s)));
+    chmodPath(there(u"locked"_s), 0555);
     const filefixture::OrdinaryUser user;
-    QVERIFY(write(here(u"a.mp3"_qs), "x"));
-    QVERIFY(!fileops::moveFile({here(u"a.mp3"_qs), there(u"locked/b.mp3"_qs)}));
-    QCOMPARE(read(here(u"a.mp3"_qs)), "x");
-    QCOMPARE(entries(there(u"locked"_qs)), QStringList());
+    QVERIFY(write(here(u"a.mp3"_s), "x"));
+    QVERIFY(!fileops::moveFile({here(u"a.mp3"_s), there(u"locked/b.mp3"_s)}));
+    QCOMPARE(read(here(u"a.mp3"_s)), "x");
+    QCOMPARE(entries(there(u"locked"_s)), QStringList());
 }
 
 void MoveFileTest::sourceThatCannotBeRemovedIsNotDoubled()
 {
     CHOOSE_TARGET();
-    QVERIFY(QDir().mkpath(here(u"locked"_qs)));
-    QVERIFY(write(here(u"locked/a.mp3"_qs), "x"));
-    chmodPath(here(u"locked"_qs), 0555);
-    chmodPath(here(u"locked/a.mp3"_qs), 0444);
+    QVERIFY(QDir().mkpath(here(u"locked"_s)));
+    QVERIFY(write(here(u"locked/a.mp3"_s), "x"));
+    chmodPath(here(u"locked"_s), 0555);
+    chmodPath(here(u"locked/a.mp3"_s), 0444);
     {
         const filefixture::OrdinaryUser user;
-        QVERIFY(!fileops::moveFile({here(u"locked/a.mp3"_qs), there(u"b.mp3"_qs)}));
-        QCOMPARE(read(here(u"locked/a.mp3"_qs)), "x");
+        QVERIFY(!fileops::moveFile({here(u"locked/a.mp3"_s), there(u"b.mp3"_s)}));
+        QCOMPARE(read(here(u"locked/a.mp3"_s)), "x");
         QCOMPARE(entries(m_there), QStringList());
     }
-    chmodPath(here(u"locked"_qs), 0755);
+    chmodPath(here(u"locked"_s), 0755);
 }
 
 void MoveFileTest::unreadableSourceLeavesNothingBehind()
@@ -462,13 +463,13 @@ void MoveFileTest::unreadableSourceLeavesNothingBehind()
     if (!m_other->isAvailable()) {
         QSKIP(filefixture::kNoSecondFileSystem);
     }
-    QVERIFY(write(here(u"a.mp3"_qs), "x"));
-    chmodPath(here(u"a.mp3"_qs), 0200);
+    QVERIFY(write(here(u"a.mp3"_s), "x"));
+    chmodPath(here(u"a.mp3"_s), 0200);
     {
         const filefixture::OrdinaryUser user;
-        QVERIFY(!fileops::moveFile({here(u"a.mp3"_qs), m_other->filePath(u"b.mp3"_qs)}));
+        QVERIFY(!fileops::moveFile({here(u"a.mp3"_s), m_other->filePath(u"b.mp3"_s)}));
     }
-    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_s));
     QCOMPARE(entries(m_other->path()), QStringList());
 }
 

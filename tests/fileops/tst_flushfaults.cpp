@@ -8,6 +8,8 @@
 #include <memory>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::entries;
 using filefixture::read;
 using filefixture::write;
@@ -29,11 +31,11 @@ struct Way
 const QList<Way>& ways()
 {
     // The first rename of a move is that from one file system to the other.
-    static const QString noRenameInTarget = u"renameat2:error=EINVAL:when=2"_qs;
-    static const QString noRename = u"renameat2:error=EINVAL"_qs;
-    static const QString noLink = u"linkat:error=EPERM"_qs;
+    static const QString noRenameInTarget = u"renameat2:error=EINVAL:when=2"_s;
+    static const QString noRename = u"renameat2:error=EINVAL"_s;
+    static const QString noLink = u"linkat:error=EPERM"_s;
     // The first link is that of an unnamed file.
-    static const QString noFirstLink = u"linkat:error=EPERM:when=1"_qs;
+    static const QString noFirstLink = u"linkat:error=EPERM:when=1"_s;
     static const QList<Way> all = {
         {"move, linked without a name before", "move", false, {}},
         {"move, renamed", "move", false, {noLink}},
@@ -89,11 +91,11 @@ private:
 
     QString source() const
     {
-        return m_here->filePath(u"a.mp3"_qs);
+        return m_here->filePath(u"a.mp3"_s);
     }
     QString destination() const
     {
-        return m_other->filePath(u"b.mp3"_qs);
+        return m_other->filePath(u"b.mp3"_s);
     }
 
     std::unique_ptr<filefixture::OpenFolder> m_here;
@@ -139,8 +141,8 @@ void FlushFaultsTest::addRows(const char* systemCall, std::initializer_list<cons
 void FlushFaultsTest::makeSource(const Way& way)
 {
     if (way.ofLink) {
-        QVERIFY(write(m_here->filePath(u"linked.mp3"_qs), m_content));
-        QVERIFY(QFile::link(m_here->filePath(u"linked.mp3"_qs), source()));
+        QVERIFY(write(m_here->filePath(u"linked.mp3"_s), m_content));
+        QVERIFY(QFile::link(m_here->filePath(u"linked.mp3"_s), source()));
     } else {
         QVERIFY(write(source(), m_content));
     }
@@ -167,7 +169,7 @@ bool FlushFaultsTest::runWithFault(const QStringList& otherFaults, tracedrun::Re
     init();
     makeSource(*way);
     const QString fault =
-        u"%1:error=%2:when=%3"_qs.arg(QString::fromLatin1(systemCall), QString::fromLatin1(error))
+        u"%1:error=%2:when=%3"_s.arg(QString::fromLatin1(systemCall), QString::fromLatin1(error))
             .arg(number);
     result = run(*way, QStringList(otherFaults) << fault);
     return result.injected > without.injected;
@@ -214,7 +216,7 @@ void FlushFaultsTest::flushThatIsNotSupportedIsNone()
     QVERIFY(runWithFault({}, result));
     QCOMPARE(result.output, "true\n");
     QCOMPARE(read(destination()), m_content);
-    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_qs));
+    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_s));
     QCOMPARE(QFile::exists(source()), way->operation == QByteArray("copy"));
 }
 
@@ -230,7 +232,7 @@ void FlushFaultsTest::copyThatCannotBeWithdrawnLeavesTheSource()
 {
     QFETCH(const Way*, way);
     tracedrun::Result result;
-    QVERIFY(runWithFault({u"unlinkat:error=EACCES:when=%1+"_qs.arg(way->removals + 1)}, result));
+    QVERIFY(runWithFault({u"unlinkat:error=EACCES:when=%1+"_s.arg(way->removals + 1)}, result));
     QCOMPARE(result.output, "false\n");
     verifySourceIsThere(*way);
     QCOMPARE(read(destination()), m_content);
@@ -246,9 +248,9 @@ void FlushFaultsTest::folderThatMayOnlyBeWrittenTakesFiles_data()
 void FlushFaultsTest::folderThatMayOnlyBeWrittenTakesFiles()
 {
     QFETCH(const bool, move);
-    const QString folder = m_other->filePath(u"folder"_qs);
+    const QString folder = m_other->filePath(u"folder"_s);
     const QByteArray name = QFile::encodeName(folder);
-    const fileops::SourceAndDestination paths(source(), folder + u"/b.mp3"_qs);
+    const fileops::SourceAndDestination paths(source(), folder + u"/b.mp3"_s);
     {
         const filefixture::OrdinaryUser user;
         QVERIFY(write(source(), m_content));

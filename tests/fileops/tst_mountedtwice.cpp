@@ -17,6 +17,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::write;
 
 namespace {
@@ -24,9 +26,9 @@ namespace {
 /** Runs a program to its end; why that failed, or nothing. */
 QString failureOf(const QString& program, const QStringList& arguments)
 {
-    if (QStandardPaths::findExecutable(program, {u"/usr/sbin"_qs, u"/sbin"_qs}).isEmpty() &&
+    if (QStandardPaths::findExecutable(program, {u"/usr/sbin"_s, u"/sbin"_s}).isEmpty() &&
         QStandardPaths::findExecutable(program).isEmpty()) {
-        return program + u" is not installed"_qs;
+        return program + u" is not installed"_s;
     }
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
@@ -34,7 +36,7 @@ QString failureOf(const QString& program, const QStringList& arguments)
     const bool ended = process.waitForFinished(-1) && process.exitStatus() == QProcess::NormalExit;
     return ended && process.exitCode() == 0
                ? QString()
-               : program + u": "_qs + QString::fromLocal8Bit(process.readAll());
+               : program + u": "_s + QString::fromLocal8Bit(process.readAll());
 }
 
 } // namespace
@@ -84,11 +86,11 @@ void MountedTwiceTest::initTestCase()
 void MountedTwiceTest::init()
 {
     m_directory = std::make_unique<QTemporaryDir>();
-    for (const QString& folder : {u"music"_qs, u"shown"_qs, u"upper"_qs}) {
+    for (const QString& folder : {u"music"_s, u"shown"_s, u"upper"_s}) {
         QVERIFY(QDir(m_directory->path()).mkpath(folder));
     }
-    QVERIFY(write(path(u"music/x.mp3"_qs), "x"));
-    QVERIFY(write(path(u"music/y.mp3"_qs), "other"));
+    QVERIFY(write(path(u"music/x.mp3"_s), "x"));
+    QVERIFY(write(path(u"music/y.mp3"_s), "other"));
 }
 
 void MountedTwiceTest::cleanup()
@@ -97,7 +99,7 @@ void MountedTwiceTest::cleanup()
         QCOMPARE(::umount2(QFile::encodeName(m_mounted.takeLast()).constData(), MNT_DETACH), 0);
     }
     if (!m_loopDevice.isEmpty()) {
-        QCOMPARE(failureOf(u"losetup"_qs, {u"-d"_qs, m_loopDevice}), QString());
+        QCOMPARE(failureOf(u"losetup"_s, {u"-d"_s, m_loopDevice}), QString());
         m_loopDevice.clear();
     }
     m_directory.reset();
@@ -105,11 +107,11 @@ void MountedTwiceTest::cleanup()
 
 QString MountedTwiceTest::mountBy(const QString& way)
 {
-    const QString music = path(u"music"_qs);
-    const QString shown = path(u"shown"_qs);
+    const QString music = path(u"music"_s);
+    const QString shown = path(u"shown"_s);
     QString failure;
     if (way == u"bind") {
-        failure = failureOf(u"mount"_qs, {u"--bind"_qs, music, shown});
+        failure = failureOf(u"mount"_s, {u"--bind"_s, music, shown});
     } else if (way == u"bindfs" || way == u"mergerfs") {
         failure = failureOf(way, {music, shown});
     } else if (way == u"overlay") {
@@ -126,20 +128,21 @@ QString MountedTwiceTest::mountBy(const QString& way)
 QString MountedTwiceTest::mountOverlay()
 {
     // What overlay writes to must not be on one itself.
-    const QString upper = path(u"upper"_qs);
-    QString failure = failureOf(u"mount"_qs, {u"-t"_qs, u"tmpfs"_qs, u"none"_qs, upper});
+    const QString upper = path(u"upper"_s);
+    QString failure = failureOf(u"mount"_s, {u"-t"_s, u"tmpfs"_s, u"none"_s, upper});
     if (!failure.isEmpty()) {
         return failure;
     }
     m_mounted.append(upper);
-    QDir(upper).mkdir(u"files"_qs);
-    QDir(upper).mkdir(u"work"_qs);
-    failure = failureOf(u"mount"_qs, {u"-t"_qs, u"overlay"_qs, u"overlay"_qs, u"-o"_qs,
-                                      u"lowerdir=%1,upperdir=%2/files,workdir=%2/work"_qs.arg(
-                                          path(u"music"_qs), upper),
-                                      path(u"shown"_qs)});
+    QDir(upper).mkdir(u"files"_s);
+    QDir(upper).mkdir(u"work"_s);
+    failure =
+        failureOf(u"mount"_s,
+                  {u"-t"_s, u"overlay"_s, u"overlay"_s, u"-o"_s,
+                   u"lowerdir=%1,upperdir=%2/files,workdir=%2/work"_s.arg(path(u"music"_s), upper),
+                   path(u"shown"_s)});
     if (failure.isEmpty()) {
-        m_mounted.append(path(u"shown"_qs));
+        m_mounted.append(path(u"shown"_s));
     }
     return failure;
 }
@@ -147,21 +150,21 @@ QString MountedTwiceTest::mountOverlay()
 /** Letter case does not count there: "music" is seen as "Music", too. */
 QString MountedTwiceTest::mountExfat()
 {
-    const QString image = path(u"image"_qs);
+    const QString image = path(u"image"_s);
     QFile file(image);
     if (!file.open(QFile::WriteOnly) || !file.resize(16 << 20)) {
-        return u"no room for an image"_qs;
+        return u"no room for an image"_s;
     }
-    QString failure = failureOf(u"mkfs.exfat"_qs, {image});
+    QString failure = failureOf(u"mkfs.exfat"_s, {image});
     QProcess losetup;
-    losetup.start(u"losetup"_qs, {u"--find"_qs, u"--show"_qs, image});
+    losetup.start(u"losetup"_s, {u"--find"_s, u"--show"_s, image});
     if (!failure.isEmpty() || !losetup.waitForFinished(-1) || losetup.exitCode() != 0) {
-        return failure + u"no loop device"_qs;
+        return failure + u"no loop device"_s;
     }
     m_loopDevice = QString::fromLocal8Bit(losetup.readAll()).trimmed();
-    failure = failureOf(u"mount.exfat-fuse"_qs, {m_loopDevice, path(u"shown"_qs)});
+    failure = failureOf(u"mount.exfat-fuse"_s, {m_loopDevice, path(u"shown"_s)});
     if (failure.isEmpty()) {
-        m_mounted.append(path(u"shown"_qs));
+        m_mounted.append(path(u"shown"_s));
     }
     return failure;
 }
@@ -171,9 +174,9 @@ void MountedTwiceTest::fileIsRecognised_data()
     QTest::addColumn<QString>("first");
     QTest::addColumn<QString>("second");
     for (const char* way : {"bind", "bindfs", "mergerfs", "overlay"}) {
-        QTest::newRow(way) << u"music/"_qs << u"shown/"_qs;
+        QTest::newRow(way) << u"music/"_s << u"shown/"_s;
     }
-    QTest::newRow("exfat") << u"shown/music/"_qs << u"shown/Music/"_qs;
+    QTest::newRow("exfat") << u"shown/music/"_s << u"shown/Music/"_s;
 }
 
 void MountedTwiceTest::fileIsRecognised()
@@ -186,18 +189,18 @@ void MountedTwiceTest::fileIsRecognised()
     }
     if (!QFile::exists(path(first))) {
         QVERIFY(QDir().mkdir(path(first)));
-        QVERIFY(write(path(first + u"x.mp3"_qs), "x"));
-        QVERIFY(write(path(first + u"y.mp3"_qs), "other"));
+        QVERIFY(write(path(first + u"x.mp3"_s), "x"));
+        QVERIFY(write(path(first + u"y.mp3"_s), "other"));
     }
-    fileops::KeptFiles kept({path(first + u"x.mp3"_qs)});
-    QCOMPARE(kept.nameOf(path(second + u"x.mp3"_qs)), path(first + u"x.mp3"_qs));
-    QCOMPARE(kept.nameOf(path(second + u"y.mp3"_qs)), QString());
-    fileops::KeptFiles other({path(second + u"x.mp3"_qs)});
-    QCOMPARE(other.nameOf(path(first + u"x.mp3"_qs)), path(second + u"x.mp3"_qs));
+    fileops::KeptFiles kept({path(first + u"x.mp3"_s)});
+    QCOMPARE(kept.nameOf(path(second + u"x.mp3"_s)), path(first + u"x.mp3"_s));
+    QCOMPARE(kept.nameOf(path(second + u"y.mp3"_s)), QString());
+    fileops::KeptFiles other({path(second + u"x.mp3"_s)});
+    QCOMPARE(other.nameOf(path(first + u"x.mp3"_s)), path(second + u"x.mp3"_s));
     // Through a link as well.
-    QVERIFY(QFile::link(path(second), path(u"link"_qs)));
-    QCOMPARE(kept.nameOf(path(u"link/x.mp3"_qs)), path(first + u"x.mp3"_qs));
-    QCOMPARE(other.nameOf(path(u"link/x.mp3"_qs)), path(second + u"x.mp3"_qs));
+    QVERIFY(QFile::link(path(second), path(u"link"_s)));
+    QCOMPARE(kept.nameOf(path(u"link/x.mp3"_s)), path(first + u"x.mp3"_s));
+    QCOMPARE(other.nameOf(path(u"link/x.mp3"_s)), path(second + u"x.mp3"_s));
     requireThatPressesLeaveAFile(path(first), path(second));
 }
 
@@ -206,8 +209,8 @@ void MountedTwiceTest::fileIsRecognised()
 void MountedTwiceTest::requireThatPressesLeaveAFile(const QString& first, const QString& second)
 {
     const DuplicateMap duplicates = {
-        {first + u"x.mp3"_qs, {{second + u"x.mp3"_qs, 100}, {second + u"y.mp3"_qs, 100}}},
-        {second + u"x.mp3"_qs, {{first + u"y.mp3"_qs, 100}}}};
+        {first + u"x.mp3"_s, {{second + u"x.mp3"_s, 100}, {second + u"y.mp3"_s, 100}}},
+        {second + u"x.mp3"_s, {{first + u"y.mp3"_s, 100}}}};
     for (int press = 0; press < 3; ++press) {
         for (const DuplicateRow& row : results::duplicateRows(duplicates)) {
             if (row.sameFileAs.isEmpty() && row.isReferenceThere) {
@@ -215,9 +218,9 @@ void MountedTwiceTest::requireThatPressesLeaveAFile(const QString& first, const 
             }
         }
     }
-    QVERIFY(QFile::exists(first + u"x.mp3"_qs));
-    QVERIFY(QFile::exists(second + u"x.mp3"_qs));
-    QVERIFY(!QFile::exists(second + u"y.mp3"_qs));
+    QVERIFY(QFile::exists(first + u"x.mp3"_s));
+    QVERIFY(QFile::exists(second + u"x.mp3"_s));
+    QVERIFY(!QFile::exists(second + u"y.mp3"_s));
 }
 
 void MountedTwiceTest::fileRemovedBehindAMountIsNotThere_data()
@@ -235,20 +238,20 @@ void MountedTwiceTest::fileRemovedBehindAMountIsNotThere()
     if (!failure.isEmpty()) {
         QSKIP(qPrintable(failure));
     }
-    const QString shown = path(u"shown/x.mp3"_qs);
+    const QString shown = path(u"shown/x.mp3"_s);
     QVERIFY(fileops::KeptFiles({shown}).isThere(shown)); // the system remembers that
-    QVERIFY(QFile::remove(path(u"music/x.mp3"_qs)));
+    QVERIFY(QFile::remove(path(u"music/x.mp3"_s)));
     QVERIFY(!fileops::KeptFiles({shown}).isThere(shown));
 }
 
 void MountedTwiceTest::fileThatChangedBehindAMountIsRecognised()
 {
-    const QString failure = mountBy(u"bindfs"_qs);
+    const QString failure = mountBy(u"bindfs"_s);
     if (!failure.isEmpty()) {
         QSKIP(qPrintable(failure));
     }
-    const QString music = path(u"music/x.mp3"_qs);
-    const QString shown = path(u"shown/x.mp3"_qs);
+    const QString music = path(u"music/x.mp3"_s);
+    const QString shown = path(u"shown/x.mp3"_s);
     QVERIFY(fileops::isSameFile(music, shown)); // the system remembers the times
     QCOMPARE(::chmod(qPrintable(music), 0640), 0);
     QVERIFY(fileops::isSameFile(music, shown));
@@ -256,16 +259,15 @@ void MountedTwiceTest::fileThatChangedBehindAMountIsRecognised()
 
 void MountedTwiceTest::hardLinksBelowAFolderMountedTwiceAreOneFile()
 {
-    QCOMPARE(::link(qPrintable(path(u"music/x.mp3"_qs)), qPrintable(path(u"music/z.mp3"_qs))), 0);
-    QCOMPARE(mountBy(u"bind"_qs), QString());
-    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"shown/x.mp3"_qs)));
-    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"shown/z.mp3"_qs)));
+    QCOMPARE(::link(qPrintable(path(u"music/x.mp3"_s)), qPrintable(path(u"music/z.mp3"_s))), 0);
+    QCOMPARE(mountBy(u"bind"_s), QString());
+    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_s), path(u"shown/x.mp3"_s)));
+    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_s), path(u"shown/z.mp3"_s)));
     const QList<DuplicateRow> rows = results::duplicateRows(
-        {{path(u"music/x.mp3"_qs),
-          {{path(u"shown/x.mp3"_qs), 100}, {path(u"shown/z.mp3"_qs), 100}}}});
+        {{path(u"music/x.mp3"_s), {{path(u"shown/x.mp3"_s), 100}, {path(u"shown/z.mp3"_s), 100}}}});
     QCOMPARE(rows.size(), 2);
     for (const DuplicateRow& row : rows) {
-        QCOMPARE(row.sameFileAs, path(u"music/x.mp3"_qs));
+        QCOMPARE(row.sameFileAs, path(u"music/x.mp3"_s));
     }
 }
 

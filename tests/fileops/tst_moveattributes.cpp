@@ -15,6 +15,8 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::entries;
 using filefixture::read;
 using filefixture::write;
@@ -141,17 +143,17 @@ private Q_SLOTS:
 private:
     QString source() const
     {
-        return m_here->filePath(u"a.mp3"_qs);
+        return m_here->filePath(u"a.mp3"_s);
     }
     QString destination() const
     {
-        return m_other->filePath(u"b.mp3"_qs);
+        return m_other->filePath(u"b.mp3"_s);
     }
     /** Makes the source; skips where a file system has no such attributes, or no such lists. */
     void makeSource(const Attributes& attributes, const char* list = nullptr);
     tracedrun::Result move(const QStringList& faults) const
     {
-        return tracedrun::run({u"move"_qs, source(), destination()}, faults);
+        return tracedrun::run({u"move"_s, source(), destination()}, faults);
     }
     void verifyMoved() const;
     void verifyAsItWas() const;
@@ -194,14 +196,14 @@ void MoveAttributesTest::makeSource(const Attributes& attributes, const char* li
     if (!m_other->isAvailable()) {
         QSKIP(filefixture::kNoSecondFileSystem);
     }
-    const QString probe = m_other->filePath(u"probe"_qs);
+    const QString probe = m_other->filePath(u"probe"_s);
     for (const QString& path : {probe, source()}) {
         QVERIFY(write(path, kContent));
         if (!setAttributes(path, attributes) ||
             (list != nullptr && !setList(path, ACL_TYPE_ACCESS, list))) {
             const int error = errno;
             QVERIFY(QFile::remove(path));
-            QSKIP(qPrintable(u"not on this file system: %1"_qs.arg(qt_error_string(error))));
+            QSKIP(qPrintable(u"not on this file system: %1"_s.arg(qt_error_string(error))));
         }
     }
     QVERIFY(QFile::remove(probe));
@@ -211,13 +213,13 @@ void MoveAttributesTest::verifyMoved() const
 {
     QCOMPARE(read(destination()), kContent);
     QCOMPARE(entries(m_here->path()), QStringList());
-    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_qs));
+    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_s));
 }
 
 void MoveAttributesTest::verifyAsItWas() const
 {
     QCOMPARE(read(source()), kContent);
-    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_s));
     QCOMPARE(entries(m_other->path()), QStringList());
 }
 
@@ -276,12 +278,12 @@ void MoveAttributesTest::moreAndLargerAttributesThanTheTargetTakesAreNoFailure()
         attributes.insert("user.quorvel." + QByteArray::number(i),
                           i < kLarge ? QByteArray(XATTR_SIZE_MAX, 'x') : QByteArray("x"));
     }
-    const QString large = m_other->filePath(u"large.mp3"_qs);
+    const QString large = m_other->filePath(u"large.mp3"_s);
     QVERIFY(write(large, kContent));
     if (!setAttributes(large, attributes)) {
         QSKIP("no file system here takes so many attributes");
     }
-    const QString arrived = m_here->filePath(u"c.mp3"_qs);
+    const QString arrived = m_here->filePath(u"c.mp3"_s);
     QVERIFY(fileops::moveFile({large, arrived}));
     QCOMPARE(read(arrived), kContent);
     QVERIFY(!QFile::exists(large));
@@ -331,8 +333,8 @@ void MoveAttributesTest::rightsOfAProgramGoAlongWithItsOwnerOnly_data()
     QTest::addColumn<QString>("fault");
     QTest::addColumn<bool>("kept");
     QTest::newRow("owner is kept") << QString() << true;
-    QTest::newRow("owner is not kept") << u"fchown:error=EPERM"_qs << false;
-    QTest::newRow("only the group is kept") << u"fchown:error=EPERM:when=1"_qs << false;
+    QTest::newRow("owner is not kept") << u"fchown:error=EPERM"_s << false;
+    QTest::newRow("only the group is kept") << u"fchown:error=EPERM:when=1"_s << false;
 }
 
 void MoveAttributesTest::rightsOfAProgramGoAlongWithItsOwnerOnly()
@@ -358,8 +360,8 @@ void MoveAttributesTest::modeBitsOfAnotherOwnerAreLeftOut_data()
     QTest::addColumn<QString>("fault");
     QTest::addColumn<uint>("mode");
     QTest::newRow("owner and group are kept") << QString() << 06755U;
-    QTest::newRow("only the group is kept") << u"fchown:error=EPERM:when=1"_qs << 02755U;
-    QTest::newRow("neither is kept") << u"fchown:error=EPERM"_qs << 0755U;
+    QTest::newRow("only the group is kept") << u"fchown:error=EPERM:when=1"_s << 02755U;
+    QTest::newRow("neither is kept") << u"fchown:error=EPERM"_s << 0755U;
 }
 
 /** A program must not run with the rights of a user who did not make it. */
@@ -385,17 +387,17 @@ void MoveAttributesTest::attributeThatIsNotTakenIsNoFailure_data()
     // The target, whatever it answers.
     for (const char* error : {"EOPNOTSUPP", "ENOSPC", "EDQUOT", "EPERM", "EACCES", "E2BIG",
                               "ERANGE", "EINVAL", "ENOSYS", "EIO"}) {
-        QTest::addRow("set: %s", error) << u"fsetxattr:error="_qs + QString::fromLatin1(error);
+        QTest::addRow("set: %s", error) << u"fsetxattr:error="_s + QString::fromLatin1(error);
     }
     // The source, if there is none for the user.
     for (const char* error : {"EOPNOTSUPP", "ENOSYS", "EPERM", "EACCES", "E2BIG"}) {
-        QTest::addRow("listed: %s", error) << u"flistxattr:error="_qs + QString::fromLatin1(error);
+        QTest::addRow("listed: %s", error) << u"flistxattr:error="_s + QString::fromLatin1(error);
     }
     for (const char* error : {"ENODATA", "EPERM", "EACCES"}) {
         QTest::addRow("read: %s", error)
-            << u"fgetxattr:when=1:error="_qs + QString::fromLatin1(error);
+            << u"fgetxattr:when=1:error="_s + QString::fromLatin1(error);
         QTest::addRow("list of rights is read: %s", error)
-            << u"fgetxattr:when=3:error="_qs + QString::fromLatin1(error);
+            << u"fgetxattr:when=3:error="_s + QString::fromLatin1(error);
     }
 }
 
@@ -444,7 +446,7 @@ void MoveAttributesTest::attributesGoAlongWithoutTheListOfExceptions()
     QVERIFY(number > 0);
     QVERIFY(QFile::remove(destination()));
     MAKE_SOURCE({{"user.rating", "5"}});
-    const tracedrun::Result result = move({u"openat:error=EMFILE:when=%1"_qs.arg(number)});
+    const tracedrun::Result result = move({u"openat:error=EMFILE:when=%1"_s.arg(number)});
     QCOMPARE(result.injected, 1);
     QCOMPARE(result.output, "true\n");
     QCOMPARE(attributesOf(destination()), (Attributes{{"user.rating", "5"}}));
@@ -468,7 +470,7 @@ void MoveAttributesTest::withoutAListTheGroupHasNoMoreRights()
     QFETCH(const uint, mode);
     MAKE_SOURCE({}, ("u::rwx,u:1234:rwx,g::" + group + ",m::rwx,o::---").constData());
     QCOMPARE(statusOf(source()).st_mode & 07777U, 0770U);
-    const tracedrun::Result result = move({u"fsetxattr:error=EOPNOTSUPP"_qs});
+    const tracedrun::Result result = move({u"fsetxattr:error=EOPNOTSUPP"_s});
     QVERIFY(result.injected > 0);
     QCOMPARE(result.output, "true\n");
     verifyMoved();
@@ -480,12 +482,12 @@ void MoveAttributesTest::inheritedListThatStaysIsAFailure()
     SKIP_UNLESS_TRACED();
     MAKE_SOURCE({}, "u::rw-,g::r--,o::---");
     QVERIFY(setList(m_other->path(), ACL_TYPE_DEFAULT, "u::rwx,u:1234:rwx,g::rwx,m::rwx,o::r-x"));
-    tracedrun::Result result = move({u"fsetxattr:error=EIO"_qs});
+    tracedrun::Result result = move({u"fsetxattr:error=EIO"_s});
     QVERIFY(result.injected > 0);
     QCOMPARE(result.output, "false\n");
     verifyAsItWas();
 
-    result = move({u"fsetxattr:error=ENOSPC:when=1"_qs});
+    result = move({u"fsetxattr:error=ENOSPC:when=1"_s});
     QCOMPARE(result.injected, 1);
     QCOMPARE(result.output, "true\n");
     QCOMPARE(listOf(destination()), "u::rw-,g::r--,o::---");

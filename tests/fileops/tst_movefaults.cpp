@@ -10,6 +10,8 @@
 #include <memory>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::entries;
 using filefixture::read;
 using filefixture::write;
@@ -24,7 +26,7 @@ constexpr auto kCopyCreated = "O_TMPFILE";
 constexpr auto kFlushed = "fsync(";
 constexpr auto kNamed = "linkat(";
 // Landmarks where the target file system has no unnamed files that can be linked.
-const QString kNoLinks = u"linkat:error=EPERM"_qs;
+const QString kNoLinks = u"linkat:error=EPERM"_s;
 constexpr auto kTemporaryName = "\".quorvel-";
 constexpr auto kDirectoryOpened = "\".\", O_RDONLY";
 
@@ -85,19 +87,19 @@ private Q_SLOTS:
 private:
     QString source() const
     {
-        return m_here->filePath(u"a.mp3"_qs);
+        return m_here->filePath(u"a.mp3"_s);
     }
     QString nearby() const
     {
-        return m_here->filePath(u"b.mp3"_qs);
+        return m_here->filePath(u"b.mp3"_s);
     }
     QString faraway() const
     {
-        return m_other->filePath(u"b.mp3"_qs);
+        return m_other->filePath(u"b.mp3"_s);
     }
     tracedrun::Result move(const QString& destination, const QStringList& faults) const
     {
-        return tracedrun::run({u"move"_qs, source(), destination}, faults);
+        return tracedrun::run({u"move"_s, source(), destination}, faults);
     }
     /** One fault at a call that \a earlier run made. */
     static QString faultIn(const tracedrun::Result& earlier, const QByteArray& systemCall,
@@ -182,7 +184,7 @@ tracedrun::Result MoveFaultsTest::moveHeldUp(const QByteArray& landmark,
     const bool named = landmark == kDirectoryOpened;
     bool heldUp = false;
     tracedrun::Result result =
-        tracedrun::runStopped({u"move"_qs, source(), faraway()}, {}, u"fsync"_qs,
+        tracedrun::runStopped({u"move"_s, source(), faraway()}, {}, u"fsync"_s,
                               m_without.numberOfCall("fsync", landmark), [&] {
                                   heldUp = QFileInfo(faraway()).size() == (named ? kSize : 0);
                                   if (heldUp) {
@@ -197,7 +199,7 @@ tracedrun::Result MoveFaultsTest::moveHeldUp(const QByteArray& landmark,
 
 void MoveFaultsTest::verifyAsItWas() const
 {
-    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_s));
     QCOMPARE(entries(m_other->path()), QStringList());
     QCOMPARE(read(source()), m_content);
 }
@@ -205,7 +207,7 @@ void MoveFaultsTest::verifyAsItWas() const
 void MoveFaultsTest::verifyMovedTo(const QString& destination) const
 {
     QVERIFY(!QFile::exists(source()));
-    QCOMPARE(entries(QFileInfo(destination).path()), QStringList(u"b.mp3"_qs));
+    QCOMPARE(entries(QFileInfo(destination).path()), QStringList(u"b.mp3"_s));
     QCOMPARE(read(destination), m_content);
     struct stat moved = {};
     QCOMPARE(::stat(QFile::encodeName(destination).constData(), &moved), 0);
@@ -253,7 +255,7 @@ void MoveFaultsTest::faultBetweenFileSystemsLeavesAllAsItWas()
     QFETCH(const int, offset);
     QFETCH(const QString, error);
     const tracedrun::Result result =
-        move(faraway(), {fault(systemCall, landmark, offset, u"error="_qs + error)});
+        move(faraway(), {fault(systemCall, landmark, offset, u"error="_s + error)});
     QCOMPARE(result.injected, 1);
     QCOMPARE(result.output, "false\n");
     verifyAsItWas();
@@ -288,7 +290,7 @@ void MoveFaultsTest::faultInTheFallbackLeavesAllAsItWas()
     QFETCH(const int, offset);
     QFETCH(const QString, error);
     const QString fault =
-        faultIn(m_withoutLinks, systemCall, landmark, offset, u"error="_qs + error);
+        faultIn(m_withoutLinks, systemCall, landmark, offset, u"error="_s + error);
     const tracedrun::Result result = move(faraway(), {kNoLinks, fault});
     QCOMPARE(result.injected, m_withoutLinks.injected + 1);
     QCOMPARE(result.output, "false\n");
@@ -298,18 +300,18 @@ void MoveFaultsTest::faultInTheFallbackLeavesAllAsItWas()
 void MoveFaultsTest::faultInTheMoveOfALinkLeavesTheSource_data()
 {
     QTest::addColumn<QString>("fault");
-    QTest::newRow("text is read") << u"readlinkat:error=EIO:when=1"_qs;
-    QTest::newRow("link is made") << u"symlinkat:error=ENOSPC"_qs;
-    QTest::newRow("name is taken") << u"symlinkat:error=EEXIST"_qs;
-    QTest::newRow("source is removed") << u"unlinkat:error=EACCES:when=1"_qs;
+    QTest::newRow("text is read") << u"readlinkat:error=EIO:when=1"_s;
+    QTest::newRow("link is made") << u"symlinkat:error=ENOSPC"_s;
+    QTest::newRow("name is taken") << u"symlinkat:error=EEXIST"_s;
+    QTest::newRow("source is removed") << u"unlinkat:error=EACCES:when=1"_s;
 }
 
 void MoveFaultsTest::faultInTheMoveOfALinkLeavesTheSource()
 {
     QFETCH(const QString, fault);
-    const QString link = m_here->filePath(u"link.mp3"_qs);
+    const QString link = m_here->filePath(u"link.mp3"_s);
     QVERIFY(QFile::link(source(), link));
-    const tracedrun::Result result = tracedrun::run({u"move"_qs, link, faraway()}, {fault});
+    const tracedrun::Result result = tracedrun::run({u"move"_s, link, faraway()}, {fault});
     QCOMPARE(result.injected, 1);
     QCOMPARE(result.output, "false\n");
     QCOMPARE(QFile::symLinkTarget(link), source());
@@ -328,7 +330,7 @@ void MoveFaultsTest::failedRenameIsNotAnsweredByCopying_data()
 void MoveFaultsTest::failedRenameIsNotAnsweredByCopying()
 {
     QFETCH(const QString, error);
-    const tracedrun::Result result = move(nearby(), {u"renameat2:error="_qs + error});
+    const tracedrun::Result result = move(nearby(), {u"renameat2:error="_s + error});
     QCOMPARE(result.injected, 1);
     QCOMPARE(result.output, "false\n");
     QVERIFY(!result.trace.contains("O_CREAT"));
@@ -340,7 +342,7 @@ void MoveFaultsTest::writeThatWroteNothingIsDetected()
 {
     // The call answers that the last block was written and writes nothing.
     const QString falseSuccess =
-        fault("write", kCopyCreated, 2, u"retval=%1"_qs.arg(kSize % (qsizetype{128} * 1024)));
+        fault("write", kCopyCreated, 2, u"retval=%1"_s.arg(kSize % (qsizetype{128} * 1024)));
     const tracedrun::Result result = move(faraway(), {falseSuccess});
     QCOMPARE(result.injected, 1);
     QCOMPARE(result.output, "false\n");
@@ -353,17 +355,16 @@ void MoveFaultsTest::failureThatDoesNotMatterIsNone_data()
     QTest::addColumn<QByteArray>("landmark");
     QTest::addColumn<QString>("error");
     QTest::newRow("interrupted write")
-        << QByteArray("write") << QByteArray(kCopyCreated) << u"EINTR"_qs;
+        << QByteArray("write") << QByteArray(kCopyCreated) << u"EINTR"_s;
     QTest::newRow("interrupted read")
-        << QByteArray("read") << QByteArray(kSourceOpened) << u"EINTR"_qs;
+        << QByteArray("read") << QByteArray(kSourceOpened) << u"EINTR"_s;
     QTest::newRow("no modes") << QByteArray("fchmod") << QByteArray(kCopyCreated)
-                              << u"EOPNOTSUPP"_qs;
-    QTest::newRow("no times") << QByteArray("utimensat") << QByteArray(kCopyCreated)
-                              << u"ENOSYS"_qs;
+                              << u"EOPNOTSUPP"_s;
+    QTest::newRow("no times") << QByteArray("utimensat") << QByteArray(kCopyCreated) << u"ENOSYS"_s;
     QTest::newRow("folder cannot be opened")
-        << QByteArray("openat") << QByteArray(kDirectoryOpened) << u"EACCES"_qs;
+        << QByteArray("openat") << QByteArray(kDirectoryOpened) << u"EACCES"_s;
     QTest::newRow("folder cannot be flushed")
-        << QByteArray("fsync") << QByteArray(kDirectoryOpened) << u"EINVAL"_qs;
+        << QByteArray("fsync") << QByteArray(kDirectoryOpened) << u"EINVAL"_s;
 }
 
 void MoveFaultsTest::failureThatDoesNotMatterIsNone()
@@ -372,12 +373,12 @@ void MoveFaultsTest::failureThatDoesNotMatterIsNone()
     QFETCH(const QByteArray, landmark);
     QFETCH(const QString, error);
     const tracedrun::Result result =
-        move(faraway(), {fault(systemCall, landmark, 0, u"error="_qs + error)});
+        move(faraway(), {fault(systemCall, landmark, 0, u"error="_s + error)});
     QCOMPARE(result.injected, 1);
     QCOMPARE(result.output, "true\n");
     QVERIFY(!QFile::exists(source()));
     QCOMPARE(read(faraway()), m_content);
-    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_qs));
+    QCOMPARE(entries(m_other->path()), QStringList(u"b.mp3"_s));
 }
 
 void MoveFaultsTest::modeBitsThatAreRefusedAreLeftOut_data()
@@ -387,7 +388,7 @@ void MoveFaultsTest::modeBitsThatAreRefusedAreLeftOut_data()
     QTest::addColumn<bool>("moved");
     const auto row = [](const char* title, uint mode) {
         QTest::addRow("%s: refused", title) << mode << QString() << true;
-        QTest::addRow("%s: any mode is refused", title) << mode << u"+"_qs << false;
+        QTest::addRow("%s: any mode is refused", title) << mode << u"+"_s << false;
     };
     row("set-user-ID", 04755);
     row("set-group-ID", 02755);
@@ -403,7 +404,7 @@ void MoveFaultsTest::modeBitsThatAreRefusedAreLeftOut()
     QFETCH(const bool, moved);
     QCOMPARE(::chmod(QFile::encodeName(source()).constData(), mode), 0);
     const tracedrun::Result result =
-        move(faraway(), {fault("fchmod", kCopyCreated, 0, u"error=EPERM"_qs) + from});
+        move(faraway(), {fault("fchmod", kCopyCreated, 0, u"error=EPERM"_s) + from});
     QCOMPARE(result.injected, moved ? 1 : 2);
     QCOMPARE(result.output, moved ? "true\n" : "false\n");
     if (!moved) {
@@ -421,21 +422,21 @@ void MoveFaultsTest::modeBitsThatAreRefusedAreLeftOut()
 void MoveFaultsTest::withoutExclusiveRenameTheFileIsLinked_data()
 {
     QTest::addColumn<QString>("error");
-    QTest::newRow("the file system lacks it") << u"EINVAL"_qs;
-    QTest::newRow("the kernel lacks it") << u"ENOSYS"_qs;
+    QTest::newRow("the file system lacks it") << u"EINVAL"_s;
+    QTest::newRow("the kernel lacks it") << u"ENOSYS"_s;
 }
 
 void MoveFaultsTest::withoutExclusiveRenameTheFileIsLinked()
 {
     QFETCH(const QString, error);
-    const QString lacking = u"renameat2:error="_qs + error;
-    tracedrun::Result result = move(nearby(), {lacking, u"unlinkat:error=EACCES"_qs});
+    const QString lacking = u"renameat2:error="_s + error;
+    tracedrun::Result result = move(nearby(), {lacking, u"unlinkat:error=EACCES"_s});
     QCOMPARE(result.injected, 3); // the removal of the link that was made fails, too
     QCOMPARE(result.output, "false\n");
     QCOMPARE(read(source()), m_content);
     QVERIFY(QFile::remove(nearby()));
 
-    result = move(nearby(), {lacking, u"unlinkat:error=EACCES:when=1"_qs});
+    result = move(nearby(), {lacking, u"unlinkat:error=EACCES:when=1"_s});
     QCOMPARE(result.injected, 2);
     QCOMPARE(result.output, "false\n");
     verifyAsItWas();
@@ -458,7 +459,7 @@ void MoveFaultsTest::withoutExclusiveRenameTheFileIsLinked()
 void MoveFaultsTest::withoutLinksTheFileIsCopied()
 {
     const tracedrun::Result result =
-        move(nearby(), {u"renameat2:error=EINVAL"_qs, u"linkat:error=EPERM"_qs});
+        move(nearby(), {u"renameat2:error=EINVAL"_s, u"linkat:error=EPERM"_s});
     QCOMPARE(result.injected, 2);
     QCOMPARE(result.output, "true\n");
     QVERIFY(result.trace.contains("O_EXCL"));
@@ -469,27 +470,27 @@ void MoveFaultsTest::withoutLinksNothingIsOverwritten()
 {
     QVERIFY(write(nearby(), "old"));
     const tracedrun::Result result =
-        move(nearby(), {u"renameat2:error=EINVAL"_qs, u"linkat:error=EPERM"_qs});
+        move(nearby(), {u"renameat2:error=EINVAL"_s, u"linkat:error=EPERM"_s});
     QCOMPARE(result.injected, 2);
     QCOMPARE(result.output, "false\n");
     QCOMPARE(read(nearby()), "old");
     QCOMPARE(read(source()), m_content);
-    QCOMPARE(entries(m_here->path()), QStringList({u"a.mp3"_qs, u"b.mp3"_qs}));
+    QCOMPARE(entries(m_here->path()), QStringList({u"a.mp3"_s, u"b.mp3"_s}));
 }
 
 void MoveFaultsTest::withoutLinksAFaultLeavesAllAsItWas_data()
 {
     QTest::addColumn<QString>("third");
-    QTest::newRow("write") << u"write:error=ENOSPC:when=2"_qs;
-    QTest::newRow("flush") << u"fsync:error=EIO:when=1"_qs;
-    QTest::newRow("removal") << u"unlinkat:error=EACCES:when=1"_qs;
+    QTest::newRow("write") << u"write:error=ENOSPC:when=2"_s;
+    QTest::newRow("flush") << u"fsync:error=EIO:when=1"_s;
+    QTest::newRow("removal") << u"unlinkat:error=EACCES:when=1"_s;
 }
 
 void MoveFaultsTest::withoutLinksAFaultLeavesAllAsItWas()
 {
     QFETCH(const QString, third);
     const tracedrun::Result result =
-        move(nearby(), {u"renameat2:error=EINVAL"_qs, u"linkat:error=EPERM"_qs, third});
+        move(nearby(), {u"renameat2:error=EINVAL"_s, u"linkat:error=EPERM"_s, third});
     QCOMPARE(result.injected, 3);
     QCOMPARE(result.output, "false\n");
     verifyAsItWas();
@@ -498,7 +499,7 @@ void MoveFaultsTest::withoutLinksAFaultLeavesAllAsItWas()
 void MoveFaultsTest::mountOfTheSameFileSystemIsCopiedTo()
 {
     // What the kernel answers for two mounts, or two subvolumes, of one file system.
-    const tracedrun::Result result = move(nearby(), {u"renameat2:error=EXDEV:when=1"_qs});
+    const tracedrun::Result result = move(nearby(), {u"renameat2:error=EXDEV:when=1"_s});
     QCOMPARE(result.injected, 1);
     QCOMPARE(result.output, "true\n");
     verifyMovedTo(nearby());
@@ -526,8 +527,8 @@ void MoveFaultsTest::sourceChangedMeanwhileStaysAndTheCopyGoes()
         QFile file(source());
         if (change == u"replace") {
             expected = "replaced";
-            QVERIFY(write(m_here->filePath(u"new"_qs), expected));
-            QCOMPARE(::rename(QFile::encodeName(m_here->filePath(u"new"_qs)).constData(),
+            QVERIFY(write(m_here->filePath(u"new"_s), expected));
+            QCOMPARE(::rename(QFile::encodeName(m_here->filePath(u"new"_s)).constData(),
                               QFile::encodeName(source()).constData()),
                      0);
             return;
@@ -550,7 +551,7 @@ void MoveFaultsTest::sourceChangedMeanwhileStaysAndTheCopyGoes()
         }
     });
     QCOMPARE(result.output, "false\n");
-    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_qs));
+    QCOMPARE(entries(m_here->path()), QStringList(u"a.mp3"_s));
     QCOMPARE(entries(m_other->path()), QStringList());
     QCOMPARE(read(source()), expected);
 }
@@ -567,11 +568,11 @@ void MoveFaultsTest::sourceRemovedMeanwhileIsNotLostTwice()
 void MoveFaultsTest::sourceThatCannotBeSeenIsNoProofOfAMove()
 {
     // The removal fails, and so does the look whether the source is still there.
-    const QString notRemoved = fault("unlinkat", kNamed, 0, u"error=EIO"_qs);
+    const QString notRemoved = fault("unlinkat", kNamed, 0, u"error=EIO"_s);
     const tracedrun::Result first = move(faraway(), {notRemoved});
     QCOMPARE(first.output, "false\n");
     verifyAsItWas();
-    const QString notSeen = faultIn(first, "newfstatat", "unlinkat(", 0, u"error=EIO"_qs);
+    const QString notSeen = faultIn(first, "newfstatat", "unlinkat(", 0, u"error=EIO"_s);
     const tracedrun::Result result = move(faraway(), {notRemoved, notSeen});
     QCOMPARE(result.injected, 2);
     QCOMPARE(result.output, "false\n");
@@ -614,7 +615,7 @@ void MoveFaultsTest::killedMoveLosesNothing()
     QFETCH(const QByteArray, landmark);
     QFETCH(const int, offset);
     QStringList faults = {faultIn(unnamed ? m_without : m_withoutLinks, systemCall, landmark,
-                                  offset, u"signal=KILL"_qs)};
+                                  offset, u"signal=KILL"_s)};
     if (!unnamed) {
         faults.append(kNoLinks);
     }
@@ -652,7 +653,7 @@ void MoveFaultsTest::copyUnderFaultsIsWholeOrAbsent_data()
 void MoveFaultsTest::copyUnderFaultsIsWholeOrAbsent()
 {
     QFETCH(const QString, fault);
-    const tracedrun::Result result = tracedrun::run({u"copy"_qs, source(), faraway()}, {fault});
+    const tracedrun::Result result = tracedrun::run({u"copy"_s, source(), faraway()}, {fault});
     QVERIFY(result.killed || result.injected > 0);
     QCOMPARE(read(source()), m_content);
     if (QFile::exists(faraway())) {
@@ -665,7 +666,7 @@ void MoveFaultsTest::copyUnderFaultsIsWholeOrAbsent()
 void MoveFaultsTest::copyThatCannotHaveItsPermissionsIsMade()
 {
     const tracedrun::Result result =
-        tracedrun::run({u"copy"_qs, source(), faraway()}, {u"fchmod:error=EPERM"_qs});
+        tracedrun::run({u"copy"_s, source(), faraway()}, {u"fchmod:error=EPERM"_s});
     QCOMPARE(result.injected, 1);
     QCOMPARE(result.output, "true\n");
     QCOMPARE(read(faraway()), m_content);

@@ -9,6 +9,8 @@
 #include <memory>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::entries;
 using filefixture::read;
 using filefixture::write;
@@ -40,29 +42,29 @@ private Q_SLOTS:
 private:
     fileops::NameIn name() const
     {
-        return {AT_FDCWD, QFile::encodeName(m_directory->filePath(u"new"_qs))};
+        return {AT_FDCWD, QFile::encodeName(m_directory->filePath(u"new"_s))};
     }
     std::unique_ptr<filefixture::OpenFolder> m_directory;
 };
 
 void NewFileTest::takenNameIsNeitherOpenedNorRemoved()
 {
-    QVERIFY(write(m_directory->filePath(u"new"_qs), "old"));
+    QVERIFY(write(m_directory->filePath(u"new"_s), "old"));
     {
         const fileops::NewFile file(name());
         QVERIFY(!file.isOpen());
     }
-    QCOMPARE(read(m_directory->filePath(u"new"_qs)), "old");
+    QCOMPARE(read(m_directory->filePath(u"new"_s)), "old");
 }
 
 void NewFileTest::linkToAFileIsATakenName()
 {
-    QVERIFY(QFile::link(m_directory->filePath(u"absent"_qs), m_directory->filePath(u"new"_qs)));
+    QVERIFY(QFile::link(m_directory->filePath(u"absent"_s), m_directory->filePath(u"new"_s)));
     {
         const fileops::NewFile file(name());
         QVERIFY(!file.isOpen());
     }
-    QCOMPARE(entries(m_directory->path()), QStringList(u"new"_qs));
+    QCOMPARE(entries(m_directory->path()), QStringList(u"new"_s));
 }
 
 void NewFileTest::fileGoesUnlessItIsKept()
@@ -70,7 +72,7 @@ void NewFileTest::fileGoesUnlessItIsKept()
     {
         const fileops::NewFile file(name());
         QVERIFY(file.isOpen());
-        QCOMPARE(entries(m_directory->path()), QStringList(u"new"_qs));
+        QCOMPARE(entries(m_directory->path()), QStringList(u"new"_s));
     }
     QCOMPARE(entries(m_directory->path()), QStringList());
     {
@@ -78,7 +80,7 @@ void NewFileTest::fileGoesUnlessItIsKept()
         QVERIFY(file.close());
         file.keep();
     }
-    QCOMPARE(entries(m_directory->path()), QStringList(u"new"_qs));
+    QCOMPARE(entries(m_directory->path()), QStringList(u"new"_s));
 }
 
 void NewFileTest::fileThatTookTheNameIsNotRemoved()
@@ -86,12 +88,12 @@ void NewFileTest::fileThatTookTheNameIsNotRemoved()
     {
         const fileops::NewFile file(name());
         QVERIFY(file.isOpen());
-        QVERIFY(write(m_directory->filePath(u"other"_qs), "foreign"));
-        QCOMPARE(::rename(QFile::encodeName(m_directory->filePath(u"other"_qs)).constData(),
+        QVERIFY(write(m_directory->filePath(u"other"_s), "foreign"));
+        QCOMPARE(::rename(QFile::encodeName(m_directory->filePath(u"other"_s)).constData(),
                           name().name.constData()),
                  0);
     }
-    QCOMPARE(read(m_directory->filePath(u"new"_qs)), "foreign");
+    QCOMPARE(read(m_directory->filePath(u"new"_s)), "foreign");
 }
 
 void NewFileTest::incompleteFileIsItsOwnersOnly()
@@ -113,18 +115,18 @@ void NewFileTest::unnamedFileIsSeenOnceItHasAName()
             QVERIFY(file.isOpen());
             QCOMPARE(entries(m_directory->path()), QStringList());
             QCOMPARE(file.giveName({directory.get(), "new"}), fileops::RenameOutcome::Done);
-            QCOMPARE(entries(m_directory->path()), QStringList(u"new"_qs));
+            QCOMPARE(entries(m_directory->path()), QStringList(u"new"_s));
             if (kept) {
                 file.keep();
             }
         }
-        QCOMPARE(entries(m_directory->path()), kept ? QStringList(u"new"_qs) : QStringList());
+        QCOMPARE(entries(m_directory->path()), kept ? QStringList(u"new"_s) : QStringList());
     }
 }
 
 void NewFileTest::unnamedFileTakesNoNameThatIsTaken()
 {
-    QVERIFY(write(m_directory->filePath(u"new"_qs), "old"));
+    QVERIFY(write(m_directory->filePath(u"new"_s), "old"));
     const fileops::FileDescriptor directory(
         ::open(QFile::encodeName(m_directory->path()).constData(), O_PATH | O_DIRECTORY));
     {
@@ -134,7 +136,7 @@ void NewFileTest::unnamedFileTakesNoNameThatIsTaken()
         }
         QCOMPARE(file.giveName(name()), fileops::RenameOutcome::Refused);
     }
-    QCOMPARE(read(m_directory->filePath(u"new"_qs)), "old");
+    QCOMPARE(read(m_directory->filePath(u"new"_s)), "old");
 }
 
 void NewFileTest::descriptorIsClosedOnce()

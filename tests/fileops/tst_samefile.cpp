@@ -15,6 +15,8 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using filefixture::write;
 
 namespace {
@@ -69,65 +71,65 @@ private:
 void SameFileTest::init()
 {
     m_directory = std::make_unique<QTemporaryDir>();
-    QVERIFY(QDir(m_directory->path()).mkpath(u"music"_qs));
-    QVERIFY(write(path(u"music/x.mp3"_qs), "x"));
-    QVERIFY(write(path(u"music/y.mp3"_qs), "x"));
-    QVERIFY(QFile::link(path(u"music"_qs), path(u"linked"_qs)));
+    QVERIFY(QDir(m_directory->path()).mkpath(u"music"_s));
+    QVERIFY(write(path(u"music/x.mp3"_s), "x"));
+    QVERIFY(write(path(u"music/y.mp3"_s), "x"));
+    QVERIFY(QFile::link(path(u"music"_s), path(u"linked"_s)));
 }
 
 void SameFileTest::twoFilesWithTheSameContentAreTwo()
 {
-    QVERIFY(!fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"music/y.mp3"_qs)));
+    QVERIFY(!fileops::isSameFile(path(u"music/x.mp3"_s), path(u"music/y.mp3"_s)));
 }
 
 void SameFileTest::symbolicLinkIsTheFileItPointsTo()
 {
-    QVERIFY(QFile::link(path(u"music/x.mp3"_qs), path(u"link.mp3"_qs)));
-    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"link.mp3"_qs)));
-    QVERIFY(fileops::isSameFile(path(u"link.mp3"_qs), path(u"music/x.mp3"_qs)));
-    QVERIFY(!fileops::isSameFile(path(u"music/y.mp3"_qs), path(u"link.mp3"_qs)));
+    QVERIFY(QFile::link(path(u"music/x.mp3"_s), path(u"link.mp3"_s)));
+    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_s), path(u"link.mp3"_s)));
+    QVERIFY(fileops::isSameFile(path(u"link.mp3"_s), path(u"music/x.mp3"_s)));
+    QVERIFY(!fileops::isSameFile(path(u"music/y.mp3"_s), path(u"link.mp3"_s)));
 }
 
 void SameFileTest::fileInALinkedFolderIsTheSame()
 {
-    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"linked/x.mp3"_qs)));
-    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"music/../linked/./x.mp3"_qs)));
+    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_s), path(u"linked/x.mp3"_s)));
+    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_s), path(u"music/../linked/./x.mp3"_s)));
 }
 
 void SameFileTest::folderMountedTwiceHoldsTheSameFiles()
 {
     const filefixture::SecondFileSystem other; // its mounts are private to this process
-    QVERIFY(QDir().mkpath(path(u"mounted"_qs)));
-    const QByteArray mountPoint = QFile::encodeName(path(u"mounted"_qs));
-    if (::mount(QFile::encodeName(path(u"music"_qs)).constData(), mountPoint.constData(), nullptr,
+    QVERIFY(QDir().mkpath(path(u"mounted"_s)));
+    const QByteArray mountPoint = QFile::encodeName(path(u"mounted"_s));
+    if (::mount(QFile::encodeName(path(u"music"_s)).constData(), mountPoint.constData(), nullptr,
                 MS_BIND, nullptr) != 0) {
         QSKIP("mounting is not allowed here");
     }
-    const bool same = fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"mounted/x.mp3"_qs));
+    const bool same = fileops::isSameFile(path(u"music/x.mp3"_s), path(u"mounted/x.mp3"_s));
     QCOMPARE(::umount2(mountPoint.constData(), MNT_DETACH), 0);
     QVERIFY(same);
 }
 
 void SameFileTest::hardLinksAreOneFile()
 {
-    QVERIFY(hardLink(path(u"music/x.mp3"_qs), path(u"hard.mp3"_qs)));
-    QVERIFY(QFile::link(path(u"hard.mp3"_qs), path(u"soft.mp3"_qs)));
-    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_qs), path(u"hard.mp3"_qs)));
-    QVERIFY(fileops::isSameFile(path(u"linked/x.mp3"_qs), path(u"soft.mp3"_qs)));
-    QVERIFY(!fileops::isSameFile(path(u"music/y.mp3"_qs), path(u"hard.mp3"_qs)));
+    QVERIFY(hardLink(path(u"music/x.mp3"_s), path(u"hard.mp3"_s)));
+    QVERIFY(QFile::link(path(u"hard.mp3"_s), path(u"soft.mp3"_s)));
+    QVERIFY(fileops::isSameFile(path(u"music/x.mp3"_s), path(u"hard.mp3"_s)));
+    QVERIFY(fileops::isSameFile(path(u"linked/x.mp3"_s), path(u"soft.mp3"_s)));
+    QVERIFY(!fileops::isSameFile(path(u"music/y.mp3"_s), path(u"hard.mp3"_s)));
 }
 
 void SameFileTest::missingFileIsTheSameAsNothing()
 {
-    QVERIFY(!fileops::isSameFile(path(u"absent"_qs), path(u"absent"_qs)));
+    QVERIFY(!fileops::isSameFile(path(u"absent"_s), path(u"absent"_s)));
     QVERIFY(!fileops::isSameFile(QString(), QString()));
-    QVERIFY(QFile::link(path(u"absent"_qs), path(u"dead.mp3"_qs)));
-    QVERIFY(!fileops::isSameFile(path(u"dead.mp3"_qs), path(u"dead.mp3"_qs)));
+    QVERIFY(QFile::link(path(u"absent"_s), path(u"dead.mp3"_s)));
+    QVERIFY(!fileops::isSameFile(path(u"dead.mp3"_s), path(u"dead.mp3"_s)));
 }
 
 void SameFileTest::onlyRegularFilesAreFiles()
 {
-    QVERIFY(!fileops::isSameFile(path(u"music"_qs), path(u"linked"_qs)));
+    QVERIFY(!fileops::isSameFile(path(u"music"_s), path(u"linked"_s)));
 }
 
 void SameFileTest::fileSystemsDecideWhatIsShownTwice_data()
@@ -140,7 +142,7 @@ void SameFileTest::fileSystemsDecideWhatIsShownTwice_data()
     // Another device, another inode, the same size and times.
     const auto identity = [](quint64 number, Kind kind) {
         return FileIdentity{
-            u"/%1/a.mp3"_qs.arg(number), number, number, 7, {100, 5}, {200, 5}, kind};
+            u"/%1/a.mp3"_s.arg(number), number, number, 7, {100, 5}, {200, 5}, kind};
     };
     const FileIdentity local = identity(1, Kind::Local);
     const FileIdentity clone = identity(2, Kind::Local);
@@ -189,13 +191,13 @@ void SameFileTest::spellingsAreOneFileWhereCaseDoesNotCount_data()
     QTest::addColumn<QString>("third");
     QTest::addColumn<bool>("sameTimes");
     QTest::addColumn<bool>("same");
-    QTest::newRow("no third spelling") << u"Music/x.mp3"_qs << QString() << true << false;
-    QTest::newRow("a third spelling") << u"Music/x.mp3"_qs << u"music/x.mP3"_qs << true << true;
-    QTest::newRow("another name") << u"Music/z.mp3"_qs << u"music/x.mP3"_qs << true << false;
-    QTest::newRow("other times") << u"Music/x.mp3"_qs << u"music/x.mP3"_qs << false << false;
+    QTest::newRow("no third spelling") << u"Music/x.mp3"_s << QString() << true << false;
+    QTest::newRow("a third spelling") << u"Music/x.mp3"_s << u"music/x.mP3"_s << true << true;
+    QTest::newRow("another name") << u"Music/z.mp3"_s << u"music/x.mP3"_s << true << false;
+    QTest::newRow("other times") << u"Music/x.mp3"_s << u"music/x.mP3"_s << false << false;
     // The third spelling is one that neither path has.
-    QTest::newRow("the name differs") << u"music/x.mP3"_qs << u"music/x.Mp3"_qs << true << true;
-    QTest::newRow("only two") << u"music/x.mP3"_qs << QString() << true << false;
+    QTest::newRow("the name differs") << u"music/x.mP3"_s << u"music/x.Mp3"_s << true << true;
+    QTest::newRow("only two") << u"music/x.mP3"_s << QString() << true << false;
 }
 
 void SameFileTest::spellingsAreOneFileWhereCaseDoesNotCount()
@@ -212,47 +214,47 @@ void SameFileTest::spellingsAreOneFileWhereCaseDoesNotCount()
                file.setFileTime(QDateTime::fromSecsSinceEpoch(1'000'000'000 + addedSeconds),
                                 QFileDevice::FileModificationTime);
     };
-    QVERIFY(makeTwin(u"music/x.mp3"_qs, 0));
+    QVERIFY(makeTwin(u"music/x.mp3"_s, 0));
     QVERIFY(makeTwin(other, sameTimes ? 0 : 1));
     QVERIFY(third.isEmpty() || makeTwin(third, 0));
-    QCOMPARE(fileops::isSameFile(path(u"music/x.mp3"_qs), path(other)), same);
+    QCOMPARE(fileops::isSameFile(path(u"music/x.mp3"_s), path(other)), same);
 }
 
 void SameFileTest::namesOfAReferenceAreFound()
 {
-    QVERIFY(QFile::link(path(u"music/x.mp3"_qs), path(u"link.mp3"_qs)));
-    QVERIFY(hardLink(path(u"music/x.mp3"_qs), path(u"hard.mp3"_qs)));
-    const QString x = path(u"music/x.mp3"_qs);
-    fileops::KeptFiles kept({x, path(u"link.mp3"_qs)});
-    for (const QString& name : {u"music/x.mp3"_qs, u"link.mp3"_qs, u"hard.mp3"_qs,
-                                u"linked/x.mp3"_qs, u"music/../linked/./x.mp3"_qs}) {
+    QVERIFY(QFile::link(path(u"music/x.mp3"_s), path(u"link.mp3"_s)));
+    QVERIFY(hardLink(path(u"music/x.mp3"_s), path(u"hard.mp3"_s)));
+    const QString x = path(u"music/x.mp3"_s);
+    fileops::KeptFiles kept({x, path(u"link.mp3"_s)});
+    for (const QString& name : {u"music/x.mp3"_s, u"link.mp3"_s, u"hard.mp3"_s, u"linked/x.mp3"_s,
+                                u"music/../linked/./x.mp3"_s}) {
         QCOMPARE(kept.nameOf(path(name)), x);
     }
 }
 
 void SameFileTest::fileOfItsOwnIsNoName()
 {
-    fileops::KeptFiles kept({path(u"music/x.mp3"_qs)});
-    QCOMPARE(kept.nameOf(path(u"music/y.mp3"_qs)), QString());
-    QCOMPARE(kept.nameOf(path(u"absent"_qs)), QString());
+    fileops::KeptFiles kept({path(u"music/x.mp3"_s)});
+    QCOMPARE(kept.nameOf(path(u"music/y.mp3"_s)), QString());
+    QCOMPARE(kept.nameOf(path(u"absent"_s)), QString());
 }
 
 void SameFileTest::missingReferenceIsNotThere_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<bool>("there");
-    QTest::newRow("file") << u"music/x.mp3"_qs << true;
-    QTest::newRow("link to a file") << u"linked/x.mp3"_qs << true;
-    QTest::newRow("nothing") << u"absent.mp3"_qs << false;
-    QTest::newRow("dead link") << u"dead.mp3"_qs << false;
-    QTest::newRow("folder in its place") << u"music"_qs << false;
+    QTest::newRow("file") << u"music/x.mp3"_s << true;
+    QTest::newRow("link to a file") << u"linked/x.mp3"_s << true;
+    QTest::newRow("nothing") << u"absent.mp3"_s << false;
+    QTest::newRow("dead link") << u"dead.mp3"_s << false;
+    QTest::newRow("folder in its place") << u"music"_s << false;
 }
 
 void SameFileTest::missingReferenceIsNotThere()
 {
     QFETCH(const QString, name);
     QFETCH(const bool, there);
-    QVERIFY(QFile::link(path(u"absent"_qs), path(u"dead.mp3"_qs)));
+    QVERIFY(QFile::link(path(u"absent"_s), path(u"dead.mp3"_s)));
     const fileops::KeptFiles kept({path(name)});
     QCOMPARE(kept.isThere(path(name)), there);
 }
@@ -261,12 +263,12 @@ void SameFileTest::referenceShownByAnotherFileSystemIsFound()
 {
     // Three files of one size and time look like three spellings of one.
     const QDateTime time = QDateTime::fromSecsSinceEpoch(1'000'000'000);
-    for (const QString& name : {u"X.mp3"_qs, u"x.mp3"_qs, u"X.mP3"_qs}) {
+    for (const QString& name : {u"X.mp3"_s, u"x.mp3"_s, u"X.mP3"_s}) {
         QFile file(path(name));
         QVERIFY(file.open(QFile::WriteOnly) && file.setFileTime(time, QFile::FileModificationTime));
     }
-    fileops::KeptFiles kept({path(u"music/y.mp3"_qs), path(u"X.mp3"_qs)});
-    QCOMPARE(kept.nameOf(path(u"x.mp3"_qs)), path(u"X.mp3"_qs));
+    fileops::KeptFiles kept({path(u"music/y.mp3"_s), path(u"X.mp3"_s)});
+    QCOMPARE(kept.nameOf(path(u"x.mp3"_s)), path(u"X.mp3"_s));
 }
 
 QTEST_GUILESS_MAIN(SameFileTest)

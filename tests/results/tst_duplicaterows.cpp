@@ -9,6 +9,8 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 bool write(const QString& path)
@@ -58,12 +60,12 @@ private:
 void DuplicateRowsTest::init()
 {
     m_directory = std::make_unique<QTemporaryDir>();
-    QVERIFY(QDir(m_directory->path()).mkpath(u"m"_qs));
-    QVERIFY(QDir(m_directory->path()).mkpath(u"a"_qs));
-    for (const QString& name : {u"m/x"_qs, u"m/y"_qs, u"m/z"_qs, u"a/q"_qs}) {
+    QVERIFY(QDir(m_directory->path()).mkpath(u"m"_s));
+    QVERIFY(QDir(m_directory->path()).mkpath(u"a"_s));
+    for (const QString& name : {u"m/x"_s, u"m/y"_s, u"m/z"_s, u"a/q"_s}) {
         QVERIFY(write(path(name)));
     }
-    QVERIFY(QFile::link(path(u"m"_qs), path(u"link"_qs)));
+    QVERIFY(QFile::link(path(u"m"_s), path(u"link"_s)));
 }
 
 DuplicateMap DuplicateRowsTest::mapOf(const Lists& lists) const
@@ -82,71 +84,67 @@ QStringList DuplicateRowsTest::rows(const Lists& lists) const
     QStringList texts;
     for (const DuplicateRow& row : results::duplicateRows(mapOf(lists))) {
         const bool tickable = row.sameFileAs.isEmpty() && row.isReferenceThere;
-        texts.append((tickable ? u"x "_qs : u"- "_qs) +
-                     row.path.mid(m_directory->path().size() + 1));
+        texts.append((tickable ? u"x "_s : u"- "_s) + row.path.mid(m_directory->path().size() + 1));
     }
     return texts;
 }
 
 void DuplicateRowsTest::existingDuplicatesAreListedInKeyOrder()
 {
-    QCOMPARE(rows({{u"m/x"_qs, {u"m/z"_qs, u"m/absent"_qs, u"m/y"_qs}}, {u"a/q"_qs, {u"m/y"_qs}}}),
-             QStringList({u"x m/y"_qs, u"x m/z"_qs, u"x m/y"_qs}));
+    QCOMPARE(rows({{u"m/x"_s, {u"m/z"_s, u"m/absent"_s, u"m/y"_s}}, {u"a/q"_s, {u"m/y"_s}}}),
+             QStringList({u"x m/y"_s, u"x m/z"_s, u"x m/y"_s}));
     QCOMPARE(rows({}), QStringList());
 }
 
 void DuplicateRowsTest::fileListedTwiceGivesTwoRows()
 {
-    QCOMPARE(rows({{u"m/x"_qs, {u"m/z"_qs}}, {u"m/y"_qs, {u"m/z"_qs}}}),
-             QStringList({u"x m/z"_qs, u"x m/z"_qs}));
+    QCOMPARE(rows({{u"m/x"_s, {u"m/z"_s}}, {u"m/y"_s, {u"m/z"_s}}}),
+             QStringList({u"x m/z"_s, u"x m/z"_s}));
 }
 
 void DuplicateRowsTest::referenceUnderItsOwnNameIsNeverTicked()
 {
-    QCOMPARE(rows({{u"m/x"_qs, {u"m/y"_qs}}, {u"m/z"_qs, {u"m/x"_qs}}}),
-             QStringList({u"x m/y"_qs, u"- m/x"_qs}));
+    QCOMPARE(rows({{u"m/x"_s, {u"m/y"_s}}, {u"m/z"_s, {u"m/x"_s}}}),
+             QStringList({u"x m/y"_s, u"- m/x"_s}));
 }
 
 void DuplicateRowsTest::duplicateOfAMissingReferenceIsMarked()
 {
-    QVERIFY(QFile::remove(path(u"m/x"_qs)));
+    QVERIFY(QFile::remove(path(u"m/x"_s)));
     const QList<DuplicateRow> found =
-        results::duplicateRows(mapOf({{u"m/x"_qs, {u"m/y"_qs}}, {u"a/q"_qs, {u"m/z"_qs}}}));
+        results::duplicateRows(mapOf({{u"m/x"_s, {u"m/y"_s}}, {u"a/q"_s, {u"m/z"_s}}}));
     QCOMPARE(found.size(), 2);
     QVERIFY(found.at(0).isReferenceThere); // a/q comes first
     QVERIFY(!found.at(1).isReferenceThere);
-    QCOMPARE(found.at(1).reference, path(u"m/x"_qs));
+    QCOMPARE(found.at(1).reference, path(u"m/x"_s));
 }
 
 void DuplicateRowsTest::hardLinkOfTheReferenceIsAnotherName()
 {
-    QCOMPARE(::link(qPrintable(path(u"m/x"_qs)), qPrintable(path(u"a/hard"_qs))), 0);
-    QCOMPARE(rows({{u"m/x"_qs, {u"a/hard"_qs, u"m/y"_qs}}}),
-             QStringList({u"- a/hard"_qs, u"x m/y"_qs}));
+    QCOMPARE(::link(qPrintable(path(u"m/x"_s)), qPrintable(path(u"a/hard"_s))), 0);
+    QCOMPARE(rows({{u"m/x"_s, {u"a/hard"_s, u"m/y"_s}}}), QStringList({u"- a/hard"_s, u"x m/y"_s}));
 }
 
 void DuplicateRowsTest::linkBesideItsTargetIsTickedWithIt()
 {
-    QCOMPARE(rows({{u"a/q"_qs, {u"link/y"_qs, u"m/y"_qs}}}),
-             QStringList({u"x link/y"_qs, u"x m/y"_qs}));
+    QCOMPARE(rows({{u"a/q"_s, {u"link/y"_s, u"m/y"_s}}}), QStringList({u"x link/y"_s, u"x m/y"_s}));
 }
 
 void DuplicateRowsTest::noPressTakesTheLastCopy_data()
 {
     QTest::addColumn<Lists>("lists");
     QTest::addColumn<QStringList>("left");
-    const QStringList all = {u"a/q"_qs, u"m/x"_qs, u"m/y"_qs, u"m/z"_qs};
+    const QStringList all = {u"a/q"_s, u"m/x"_s, u"m/y"_s, u"m/z"_s};
     QTest::newRow("a folder and a link to it: two presses")
-        << Lists{{u"link/x"_qs, {u"m/y"_qs}}, {u"link/y"_qs, {u"m/x"_qs}}} << all;
+        << Lists{{u"link/x"_s, {u"m/y"_s}}, {u"link/y"_s, {u"m/x"_s}}} << all;
     QTest::newRow("every name in one group")
-        << Lists{{u"link/x"_qs, {u"link/y"_qs, u"m/x"_qs, u"m/y"_qs}}}
-        << QStringList{u"a/q"_qs, u"m/x"_qs, u"m/z"_qs};
+        << Lists{{u"link/x"_s, {u"link/y"_s, u"m/x"_s, u"m/y"_s}}}
+        << QStringList{u"a/q"_s, u"m/x"_s, u"m/z"_s};
     // q is like y, and y like z, but q is not like z.
     QTest::newRow("a chain through another name")
-        << Lists{{u"a/q"_qs, {u"link/y"_qs}}, {u"m/y"_qs, {u"link/z"_qs}}}
-        << QStringList{u"a/q"_qs, u"m/x"_qs, u"m/y"_qs};
-    QTest::newRow("the reference has gone")
-        << Lists{{u"m/absent"_qs, {u"m/x"_qs, u"m/y"_qs}}} << all;
+        << Lists{{u"a/q"_s, {u"link/y"_s}}, {u"m/y"_s, {u"link/z"_s}}}
+        << QStringList{u"a/q"_s, u"m/x"_s, u"m/y"_s};
+    QTest::newRow("the reference has gone") << Lists{{u"m/absent"_s, {u"m/x"_s, u"m/y"_s}}} << all;
 }
 
 void DuplicateRowsTest::noPressTakesTheLastCopy()
@@ -161,7 +159,7 @@ void DuplicateRowsTest::noPressTakesTheLastCopy()
         }
     }
     QStringList found;
-    for (const QString& folder : {u"a/"_qs, u"m/"_qs}) {
+    for (const QString& folder : {u"a/"_s, u"m/"_s}) {
         for (const QString& name : QDir(path(folder)).entryList(QDir::Files, QDir::Name)) {
             found.append(folder + name);
         }
