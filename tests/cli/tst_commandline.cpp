@@ -273,6 +273,8 @@ void TestCommandLine::wrongUsageIsToldWithTheUsageLine_data()
     QTest::newRow("many jobs") << QStringLiteral("-j 513 one") << jobs;
     QTest::newRow("format") << QStringLiteral("-f xml one")
                             << QStringLiteral("--format takes tree, json or csv.");
+    QTest::newRow("format and more")
+        << QStringLiteral("-f jsonl one") << QStringLiteral("--format takes tree, json or csv.");
     QTest::newRow("output") << QStringLiteral("one --output=")
                             << QStringLiteral("--output takes a file name.");
     QTest::newRow("forget without a store")

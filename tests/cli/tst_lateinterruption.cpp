@@ -1,4 +1,5 @@
 #include "cli/exitstatus.h"
+#include "cli/outputfile.h"
 #include "cli/program.h"
 #include "support/media.h"
 
@@ -10,6 +11,8 @@
 #include <dlfcn.h>
 #include <poll.h>
 #include <semaphore>
+#include <stop_token>
+#include <unistd.h>
 
 namespace {
 
@@ -18,6 +21,10 @@ std::atomic<bool> interruptAfterNaming = false;
 std::atomic<bool> isInterrupted = false;
 /** Released once the stop is requested, since the program waits for a second signal then. */
 std::binary_semaphore stopRequested(0);
+
+constexpr size_t kLargeWrite = 50'000;
+/** If set, a stop is requested when so much is written at once. */
+std::stop_source* stopAtLargeWrite = nullptr;
 
 template <typename Function> Function* original(const char* name)
 {
@@ -53,6 +60,14 @@ int linkat(int fromFolder, const char* from, int toFolder, const char* to, int f
         fromFolder, from, toFolder, to, flags));
 }
 
+ssize_t write(int descriptor, const void* bytes, size_t count)
+{
+    if (stopAtLargeWrite != nullptr && count >= kLargeWrite) {
+        stopAtLargeWrite->request_stop();
+    }
+    return original<ssize_t(int, const void*, size_t)>("write")(descriptor, bytes, count);
+}
+
 int poll(pollfd* descriptors, nfds_t count, int timeoutMs)
 {
     auto* const real = original<int(pollfd*, nfds_t, int)>("poll");
@@ -73,6 +88,7 @@ class TestLateInterruption : public QObject
 
 private Q_SLOTS:
     void stopAfterTheResultIsWrittenChangesNothing();
+    void stopDuringTheLastPieceLeavesTheFileAsItWas();
 };
 
 void TestLateInterruption::stopAfterTheResultIsWrittenChangesNothing()
@@ -87,6 +103,28 @@ void TestLateInterruption::stopAfterTheResultIsWrittenChangesNothing()
     QVERIFY(isInterrupted);
     QVERIFY(testmedia::contentOf(result).startsWith("reference,"));
     QCOMPARE(status, int(cli::Done));
+    // A signal that comes later yet ends the program as any other.
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction action = {};
+        QCOMPARE(::sigaction(signal, nullptr, &action), 0);
+        QVERIFY2(action.sa_handler == SIG_DFL, qPrintable(QString::number(signal)));
+    }
+}
+
+void TestLateInterruption::stopDuringTheLastPieceLeavesTheFileAsItWas()
+{
+    const testmedia::MediaFolder folder;
+    const QString result = folder.write(QStringLiteral("result.csv"), "an older result");
+    cli::Report report;
+    // The last piece of the report, too large for the buffer of a file.
+    report.failures = {{QStringLiteral("/music/a.mp3"), QString(100'000, u'x')}};
+    std::stop_source stop;
+    stopAtLargeWrite = &stop;
+    const QString problem = cli::writeOutput(result, report, cli::Format::Csv, stop.get_token());
+    stopAtLargeWrite = nullptr;
+    QVERIFY(stop.stop_requested());
+    QVERIFY(!problem.isEmpty());
+    QCOMPARE(testmedia::contentOf(result), QByteArray("an older result"));
 }
 
 QTEST_GUILESS_MAIN(TestLateInterruption)
