@@ -405,6 +405,9 @@ void TestFFmpegAudioReader::durationFallsBackToTheContainer()
 
 void TestFFmpegAudioReader::durationIsUnknownWhenNothingTellsIt()
 {
+    FFmpegAudioReader silent;
+    QVERIFY(!silent.Open(media.makePicture(QStringLiteral("film.mkv")).toStdString()));
+    QCOMPARE(silent.DurationMs(), -1);
     const QString path =
         media.makeTune(QStringLiteral("live.mka"), kShort,
                        {QStringLiteral("-c:a"), QStringLiteral("flac"), QStringLiteral("-live"),

@@ -8,13 +8,17 @@
 
 extern "C" {
 #include <libavformat/avio.h>
+#include <libavutil/error.h>
 }
 
 #include <dlfcn.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cerrno>
 
 using chromaprint::MediaFile;
 using chromaprint::OversizedParts;
@@ -22,6 +26,17 @@ using testmedia::MediaFolder;
 
 /** How often FFmpeg has asked for the size of a file. */
 static std::atomic<int> sizeQuestions = 0;
+/** Whether the disk fails in the next read. */
+static std::atomic<bool> failNextRead = false;
+
+extern "C" ssize_t read(int descriptor, void* bytes, size_t count)
+{
+    if (failNextRead.exchange(false)) {
+        errno = EIO;
+        return -1;
+    }
+    return reinterpret_cast<decltype(&read)>(dlsym(RTLD_NEXT, "read"))(descriptor, bytes, count);
+}
 
 extern "C" int fstat(int descriptor, struct stat* status) noexcept
 {
@@ -48,9 +63,13 @@ private Q_SLOTS:
     void tagsOfMoreThan64MibAreSkipped();
     void flacBlocksOfMoreThan64MibAreSkipped_data();
     void flacBlocksOfMoreThan64MibAreSkipped();
+    void flacPictureIsHiddenToItsLastByte_data();
+    void flacPictureIsHiddenToItsLastByte();
     void bytesAreReadAsTheyAre();
+    void tagLargerThanItsSmallFileIsReadAsItIs();
     void sizeIsAskedForOnceAfterEachRead();
     void fileThatGrowsIsSeenToGrow();
+    void errorIsNotReportedAgainFromTheStart();
 
 private:
     MediaFolder media;
@@ -220,6 +239,9 @@ void TestOversizedParts::tagsOfMoreThan64MibAreSkipped_data()
     const QByteArray large = pictureTag(65 * kMebibyte);
     QTest::newRow("none") << QList<QByteArray>{} << 0;
     QTest::newRow("one that fits") << QList<QByteArray>{small} << 0;
+    // The frame's header and what precedes the picture take 26 bytes of the tag.
+    QTest::newRow("one that just fits") << QList<QByteArray>{pictureTag(64 * kMebibyte - 26)} << 0;
+    QTest::newRow("one a byte larger") << QList<QByteArray>{pictureTag(64 * kMebibyte - 25)} << 1;
     QTest::newRow("one that does not") << QList<QByteArray>{large} << 1;
     QTest::newRow("the second of two") << QList<QByteArray>{small, small} << 1;
     QTest::newRow("with a footer") << QList<QByteArray>{pictureTag(65 * kMebibyte, true)} << 3;
@@ -297,6 +319,54 @@ void TestOversizedParts::flacBlocksOfMoreThan64MibAreSkipped()
     QCOMPARE(recordOf(path), recordOf(tune));
 }
 
+void TestOversizedParts::flacPictureIsHiddenToItsLastByte_data()
+{
+    QTest::addColumn<qint64>("beyond");
+    for (const qint64 beyond : {0, 1, 2, 3, 4, 5, 8, 9}) {
+        QTest::addRow("%lld bytes more than full blocks", beyond) << beyond;
+    }
+}
+
+/** Each block has a header of four bytes, also where fewer are left. */
+void TestOversizedParts::flacPictureIsHiddenToItsLastByte()
+{
+    QFETCH(const qint64, beyond);
+    constexpr qint64 kFullBlocks = 20;
+    constexpr qint64 kFullBlock = 4 + 0xFFFFFF;
+    constexpr qint64 kBeforePicture = 42; // within its block
+    const qint64 length = kFullBlocks * kFullBlock + beyond;
+    const qint64 size = length - 4 - kBeforePicture;
+    QByteArray start = "fLaC" + flacBlock(0, QByteArray(34, '\0'));
+    const qint64 begin = start.size();
+    start += flacBlock(6, bigEndian(3, 4) + bigEndian(10, 4) + "image/jpeg" +
+                              QByteArray(4 + 16, '\0') + bigEndian(size, 4));
+    start.replace(begin + 1, 3, bigEndian((size + kBeforePicture) & 0xFFFFFF, 3));
+    const QByteArray sound = "sound";
+    const QString path =
+        media.writeSparse(QStringLiteral("huge.flac"), start, begin + length + sound.size());
+    QFile file(path);
+    QVERIFY(file.open(QFile::ReadWrite) && file.seek(begin + length) &&
+            file.write(sound) == sound.size() && file.flush());
+
+    const View view(path);
+    qint64 position = begin;
+    while (position < begin + length) {
+        const QByteArray header = view.bytes(position, 4);
+        QCOMPARE(header.at(0), '\1');
+        position += 4 + (qint64{static_cast<uchar>(header.at(1))} << 16 |
+                         qint64{static_cast<uchar>(header.at(2))} << 8 |
+                         qint64{static_cast<uchar>(header.at(3))});
+    }
+    QCOMPARE(position, begin + length);
+    QCOMPARE(view.bytes(position, 10), sound);
+}
+
+void TestOversizedParts::tagLargerThanItsSmallFileIsReadAsItIs()
+{
+    const QByteArray content = pictureTag(65 * kMebibyte).first(1000);
+    QCOMPARE(View(media.write(QStringLiteral("cut.mp3"), content)).bytes(0, 1000), content);
+}
+
 void TestOversizedParts::bytesAreReadAsTheyAre()
 {
     QByteArray content;
@@ -337,6 +407,21 @@ void TestOversizedParts::fileThatGrowsIsSeenToGrow()
     QVERIFY(file.open(QFile::Append) && file.write(QByteArray(1000, '\2')) == 1000 && file.flush());
     QCOMPARE(view.bytes(900, 1000), QByteArray(100, '\1') + QByteArray(900, '\2'));
     QCOMPARE(view.size(), qint64{2000});
+}
+
+/** A file is read from its start again where its streams were not known at first. */
+void TestOversizedParts::errorIsNotReportedAgainFromTheStart()
+{
+    const QString path = media.write(QStringLiteral("failing"), QByteArray(1000, '\1'));
+    MediaFile file;
+    QCOMPARE(file.open("file:" + path.toStdString(), {nullptr, nullptr}), 0);
+    std::array<unsigned char, 2000> bytes{};
+    failNextRead = true;
+    QCOMPARE(avio_read(file.context(), bytes.data(), bytes.size()), AVERROR(EIO));
+    QVERIFY(!failNextRead);
+    QCOMPARE(file.rewind(), 0);
+    QCOMPARE(avio_read(file.context(), bytes.data(), bytes.size()), 1000);
+    QCOMPARE(file.context()->error, 0);
 }
 
 QTEST_GUILESS_MAIN(TestOversizedParts)
