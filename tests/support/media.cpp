@@ -1,9 +1,12 @@
 #include "support/media.h"
 
+#include <QCryptographicHash>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QStandardPaths>
 
 #include <filesystem>
 
@@ -32,6 +35,49 @@ void require(bool condition, const QString& what)
     if (!condition) {
         qFatal("%s", qUtf8Printable(what));
     }
+}
+
+/** The name of what ffmpeg makes of these; another ffmpeg may make something else. */
+QString keptName(const QString& suffix, const QStringList& arguments, const QByteArray& input)
+{
+    static const qint64 version =
+        QFileInfo(QStandardPaths::findExecutable(QStringLiteral("ffmpeg")))
+            .lastModified()
+            .toMSecsSinceEpoch();
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    hash.addData(QByteArray::number(version));
+    hash.addData(arguments.join(u'\n').toUtf8() + '\n');
+    hash.addData(input);
+    return QString::fromLatin1(hash.result().toHex()) + u'.' + suffix;
+}
+
+/**
+ * Makes the file at \a path with ffmpeg, or copies what another test made of the same \a arguments
+ * and \a input: encoding takes half the time of the tests of reading. QUORVEL_TEST_MEDIA names the
+ * folder of what is kept.
+ */
+void makeOrCopy(const QString& path, const QStringList& arguments, const QByteArray& input)
+{
+    const QDir keptMedia(qEnvironmentVariable("QUORVEL_TEST_MEDIA"));
+    // Not if it is made of a file of the test, whose content is not part of the arguments.
+    const bool readsFiles = !arguments.filter(QDir::tempPath()).isEmpty();
+    if (!qEnvironmentVariableIsSet("QUORVEL_TEST_MEDIA") || readsFiles) {
+        runFfmpeg(arguments + QStringList{url(path)}, input);
+        return;
+    }
+    require(keptMedia.mkpath(QStringLiteral(".")), keptMedia.path());
+    const QString kept = keptMedia.filePath(keptName(QFileInfo(path).suffix(), arguments, input));
+    if (!QFile::exists(kept)) {
+        runFfmpeg(arguments + QStringList{url(path)}, input);
+        // Several tests may make the same at once: each under a name of its own first.
+        const QString unfinished =
+            kept + QStringLiteral(".%1").arg(QCoreApplication::applicationPid());
+        require(QFile::copy(path, unfinished), unfinished);
+        std::filesystem::rename(unfinished.toStdString(), kept.toStdString());
+        return;
+    }
+    QFile::remove(path);
+    require(QFile::copy(kept, path), path);
 }
 
 } // namespace
@@ -95,7 +141,7 @@ QString MediaFolder::makeTune(const QString& name, const Tune& tune,
                               const QStringList& outputArguments) const
 {
     const QString path = filePath(name);
-    runFfmpeg(tuneInput(tune) + outputArguments + QStringList{url(path)}, samplesOf(tune));
+    makeOrCopy(path, tuneInput(tune) + outputArguments, samplesOf(tune));
     return path;
 }
 
@@ -108,7 +154,7 @@ QString MediaFolder::makeFilm(const QString& name, const Tune& tune,
         QStringLiteral("-i"),   QStringLiteral("testsrc2=s=176x144:r=10:d=%1").arg(tune.seconds),
         QStringLiteral("-map"), QStringLiteral("1:v"),
         QStringLiteral("-map"), QStringLiteral("0:a")};
-    runFfmpeg(tuneInput(tune) + film + outputArguments + QStringList{url(path)}, samplesOf(tune));
+    makeOrCopy(path, tuneInput(tune) + film + outputArguments, samplesOf(tune));
     return path;
 }
 
@@ -116,10 +162,12 @@ QString MediaFolder::makePicture(const QString& name, int width, int height,
                                  const QStringList& outputArguments) const
 {
     const QString path = filePath(name);
-    runFfmpeg(QStringList{QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-                          QStringLiteral("testsrc2=s=%1x%2").arg(width).arg(height),
-                          QStringLiteral("-frames:v"), QStringLiteral("1")} +
-              outputArguments + QStringList{url(path)});
+    makeOrCopy(path,
+               QStringList{QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                           QStringLiteral("testsrc2=s=%1x%2").arg(width).arg(height),
+                           QStringLiteral("-frames:v"), QStringLiteral("1")} +
+                   outputArguments,
+               {});
     return path;
 }
 
