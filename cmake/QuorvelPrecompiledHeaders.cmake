@@ -1,8 +1,8 @@
 # Precompiled headers: parsing those of Qt takes most of the time that a small source takes to
 # compile.
 #
-# The tests always use them. The programs' own sources use them only where this option is on: a
-# source that lacks an include compiles with them and fails without.
+# The tests, the demonstration and the benchmarks always use them. The programs' own sources use them
+# only where this option is on: a source that lacks an include compiles with them and fails without.
 option(QUORVEL_PRECOMPILE_HEADERS "Precompile headers for the programs' own sources, too" OFF)
 
 # quorvel_precompile_headers(<Core | Widgets> <target>...)
