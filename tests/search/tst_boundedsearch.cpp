@@ -1,6 +1,8 @@
 #include "compare/recordsimilarity.h"
+#include "compare/similarity.h"
 #include "search/duplicatesearch.h"
 #include "search/fingerprintcollection.h"
+#include "search/pairbound.h"
 #include "support/fingerprintwords.h"
 #include "support/kernelrows.h"
 #include "support/media.h"
@@ -157,6 +159,8 @@ private Q_SLOTS:
     void everyKernelFindsTheSame_data();
     void everyKernelFindsTheSame();
     void twoListsGiveTheSame();
+    void duplicateWithTheMostErrorsIsFound();
+    void recordTooLongForTheMeasureIsNotBounded();
     void strangersAreRuledOut();
     void smallSearchesDoWithoutTheBound();
     void boundThatRulesLittleOutIsGivenUp();
@@ -269,6 +273,44 @@ void TestBoundedSearch::twoListsGiveTheSame()
         QCOMPARE(bounded.comparedPairs, scanned.comparedPairs);
         QCOMPARE(scanned.scannedPairs, scanned.comparedPairs);
     }
+}
+
+// Errors in the middle alone are within the blocks at every shift, and against silence their number
+// is the bound itself.
+void TestBoundedSearch::duplicateWithTheMostErrorsIsFound()
+{
+    constexpr int kThreshold = 70;
+    constexpr int kWords = 600;
+    const int errors = compare::largestErrorCount(kWords, kThreshold);
+    const auto damaged = [](int errorCount) {
+        Words words(kWords);
+        for (int i = 0; i < errorCount; ++i) {
+            words[kWords / 3 + i / 32] |= 1U << (i % 32);
+        }
+        return words;
+    };
+    std::mt19937 random(6);
+    QList<Words> fingerprints = {damaged(0), damaged(errors), damaged(errors + 1)};
+    while (fingerprints.size() < kRecords) {
+        fingerprints.append(walkingWords(random, kWords));
+    }
+    const Records records = recordsOf(fingerprints);
+    QCOMPARE(compare::recordSimilarity(records.at(0), records.at(1)), kThreshold);
+    QVERIFY(compare::recordSimilarity(records.at(0), records.at(2)) < kThreshold);
+
+    const search::Comparison comparison = search::compareWithin(records, {kThreshold, 1, {}, {}});
+    QVERIFY(comparison.scannedPairs < comparison.comparedPairs / 2);
+    QCOMPARE(comparison.duplicates, PlainComparison(records).within(kThreshold));
+}
+
+void TestBoundedSearch::recordTooLongForTheMeasureIsNotBounded()
+{
+    constexpr std::uint32_t kUnbounded = std::numeric_limits<std::uint32_t>::max();
+    constexpr int kMostWords = compare::kMostBoundedWords;
+    QCOMPARE(search::allowedErrors(kMostWords, 70),
+             static_cast<std::uint32_t>(compare::largestErrorCount(kMostWords, 70)));
+    QCOMPARE(search::allowedErrors(qsizetype{kMostWords} + 1, 70), kUnbounded);
+    QCOMPARE(search::allowedErrors(0, 70), kUnbounded);
 }
 
 void TestBoundedSearch::strangersAreRuledOut()
