@@ -69,6 +69,8 @@ private Q_SLOTS:
     void resultIsNotWrittenOverTheStore();
     void resultMayReplaceAnotherNameOfTheStore();
     void storeAndResultMayBothBeNew();
+    void storeThatFailsExitsWithThreeAfterTheRest_data();
+    void storeThatFailsExitsWithThreeAfterTheRest();
     void storeServesTheNextRun();
     void filesThatAreGoneAreForgottenOnRequest();
     void commitIsFlushedWithItsFolder();
@@ -177,6 +179,28 @@ void TestQuorvelCliStore::storeAndResultMayBothBeNew()
     QCOMPARE(run.errors, QByteArray());
     QCOMPARE(run.exitStatus, 0);
     QVERIFY(QFile::exists(path("new.db")) && QFile::exists(path("new.txt")));
+}
+
+void TestQuorvelCliStore::storeThatFailsExitsWithThreeAfterTheRest_data()
+{
+    QTest::addColumn<QStringList>("folders");
+    QTest::newRow("alone") << QStringList{first, second};
+    QTest::newRow("and a folder is missing") << QStringList{first, second, path("nowhere")};
+}
+
+void TestQuorvelCliStore::storeThatFailsExitsWithThreeAfterTheRest()
+{
+    QFETCH(const QStringList, folders);
+    const QString store = path("full.db");
+    QFile::remove(store);
+    const search::FingerprintStore made(store);
+    executed(store, {QStringLiteral("CREATE TRIGGER refusal BEFORE INSERT ON files "
+                                    "BEGIN SELECT RAISE(ABORT, 'no room'); END")});
+    const QStringList arguments = folders + QStringList{QStringLiteral("-fjson")};
+    const CliRun run = runCli(arguments + QStringList{QStringLiteral("--store"), store});
+    QCOMPARE(run.exitStatus, 3);
+    QVERIFY2(run.errors.contains("no room"), run.errors.constData());
+    QCOMPARE(run.output, runCli(arguments).output);
 }
 
 void TestQuorvelCliStore::storeServesTheNextRun()

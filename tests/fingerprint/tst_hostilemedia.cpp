@@ -27,6 +27,8 @@ private Q_SLOTS:
     void absurdDurationIsOnlyANumber();
     void gigabytesAnnouncedInAKilobyteAreNotBelieved_data();
     void gigabytesAnnouncedInAKilobyteAreNotBelieved();
+    void packetOfMoreThan16MibIsRefused_data();
+    void packetOfMoreThan16MibIsRefused();
     void oneStreamOfAThousandIsRead();
     void fileOfThousandsOfStreamsIsRefused();
     void streamThatChangesEverySecondIsFollowed_data();
@@ -258,6 +260,31 @@ void TestHostileMedia::gigabytesAnnouncedInAKilobyteAreNotBelieved()
         fingerprinted(media.write(QStringLiteral("announced.") + suffix, content));
     QVERIFY(result.words.isEmpty());
     QCOMPARE(result.report.messages.size(), 1);
+}
+
+void TestHostileMedia::packetOfMoreThan16MibIsRefused_data()
+{
+    constexpr int kMost = 16 << 20;
+    QTest::addColumn<int>("size");
+    QTest::addColumn<QByteArrayList>("messages");
+    QTest::newRow("16 MiB") << kMost << QByteArrayList();
+    QTest::newRow("a sample more")
+        << kMost + 2
+        << QByteArrayList{"Error reading from the audio source (Cannot allocate memory)"};
+}
+
+void TestHostileMedia::packetOfMoreThan16MibIsRefused()
+{
+    QFETCH(const int, size);
+    const QByteArray second = testmedia::samplesOf(kSecond);
+    const QByteArray samples = second.repeated(size / second.size() + 1).first(size);
+    const QByteArrayList blocks =
+        fiveBlocks() + QByteArrayList{matroska::soundBlock(5000, samples)};
+    const Fingerprinted result = fingerprinted(media.write(
+        QStringLiteral("packet.mka"), matroska::file({matroska::soundTrack(1)}, blocks)));
+    QTEST(result.report.messages, "messages");
+    // What comes before such a packet is read.
+    QVERIFY(!result.words.isEmpty());
 }
 
 void TestHostileMedia::oneStreamOfAThousandIsRead()
