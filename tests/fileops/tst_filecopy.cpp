@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 using namespace Qt::StringLiterals;
 
@@ -68,11 +69,8 @@ private Q_SLOTS:
         addOperations();
     }
     void takenNameIsNotCopiedTo();
-    void pipeThatTakesTheNameIsNotWaitedFor_data()
-    {
-        addOperations();
-    }
-    void pipeThatTakesTheNameIsNotWaitedFor();
+    void pipeOrDeviceThatTakesTheNameIsRefused_data();
+    void pipeOrDeviceThatTakesTheNameIsRefused();
     void eachStepIsOnDiskBeforeTheNext_data()
     {
         addOperations();
@@ -330,10 +328,26 @@ void FileCopyTest::takenNameIsNotCopiedTo()
     QCOMPARE(read(source()), m_content);
 }
 
-/** The pipe comes between the look at the source and its opening. */
-void FileCopyTest::pipeThatTakesTheNameIsNotWaitedFor()
+void FileCopyTest::pipeOrDeviceThatTakesTheNameIsRefused_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<mode_t>("type");
+    for (const QString& operation : {u"move"_s, u"copy"_s}) {
+        QTest::addRow("%s, pipe", qPrintable(operation)) << operation << mode_t{S_IFIFO};
+        QTest::addRow("%s, device", qPrintable(operation)) << operation << mode_t{S_IFCHR};
+    }
+}
+
+/** It comes between the look at the source and its opening. A pipe is not waited for. */
+void FileCopyTest::pipeOrDeviceThatTakesTheNameIsRefused()
 {
     QFETCH(const QString, operation);
+    QFETCH(const mode_t, type);
+    const QString node = m_here->filePath(u"node"_s);
+    // A device that is as empty as a file of no size, so that nothing else refuses it.
+    if (::mknod(QFile::encodeName(node).constData(), type | 0600, ::makedev(1, 3)) != 0) {
+        QSKIP("devices cannot be made here");
+    }
     const tracedrun::Result& without = m_without[operation];
     int looks = 0; // at anything before the source is opened
     for (const tracedrun::Call& call : without.operationCalls()) {
@@ -346,8 +360,8 @@ void FileCopyTest::pipeThatTakesTheNameIsNotWaitedFor()
     bool heldUp = false;
     const tracedrun::Result result =
         tracedrun::runStopped(arguments(), {}, u"newfstatat"_s, looks, [&] {
-            heldUp = QFile::remove(source()) &&
-                     ::mkfifo(QFile::encodeName(source()).constData(), 0600) == 0;
+            heldUp = ::rename(QFile::encodeName(node).constData(),
+                              QFile::encodeName(source()).constData()) == 0;
         });
     QVERIFY(heldUp);
     QCOMPARE(result.output, "false\n");

@@ -10,8 +10,12 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <cerrno>
+#include <cstdarg>
 #include <memory>
 
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -21,12 +25,52 @@ using filefixture::write;
 
 namespace {
 
+/** The file that the system refuses to open, if there is a reason. */
+QByteArray refusedPath;
+int refusal = 0;
+
+int openUnlessRefused(const char* function, const char* path, int flags, mode_t mode)
+{
+    if (refusal != 0 && refusedPath == path) {
+        errno = refusal;
+        return -1;
+    }
+    using Function = int(const char*, int, ...);
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, function))(path, flags, mode);
+}
+
+/** The third argument of open(), if the \a flags are such that it has one. */
+mode_t modeOf(int flags, va_list arguments)
+{
+    return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE ? va_arg(arguments, mode_t)
+                                                                      : 0;
+}
+
 bool hardLink(const QString& path, const QString& name)
 {
     return ::link(QFile::encodeName(path).constData(), QFile::encodeName(name).constData()) == 0;
 }
 
 } // namespace
+
+// The program's own functions replace those of the C library, in Qt's calls too.
+extern "C" int open(const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = modeOf(flags, arguments);
+    va_end(arguments);
+    return openUnlessRefused("open", path, flags, mode);
+}
+
+extern "C" int open64(const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = modeOf(flags, arguments);
+    va_end(arguments);
+    return openUnlessRefused("open64", path, flags, mode);
+}
 
 /** Which paths lead to one and the same file, and which of them are names of files that stay. */
 class SameFileTest : public QObject
@@ -55,6 +99,8 @@ private Q_SLOTS:
 
     void namesOfAReferenceAreFound();
     void fileOfItsOwnIsNoName();
+    void fileThatMayNotBeReadIsThere_data();
+    void fileThatMayNotBeReadIsThere();
     void missingReferenceIsNotThere_data();
     void missingReferenceIsNotThere();
     void referenceShownByAnotherFileSystemIsFound();
@@ -237,6 +283,36 @@ void SameFileTest::fileOfItsOwnIsNoName()
     fileops::KeptFiles kept({path(u"music/x.mp3"_s)});
     QCOMPARE(kept.nameOf(path(u"music/y.mp3"_s)), QString());
     QCOMPARE(kept.nameOf(path(u"absent"_s)), QString());
+}
+
+void SameFileTest::fileThatMayNotBeReadIsThere_data()
+{
+    using Kind = fileops::FileSystemKind;
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<int>("error");
+    QTest::addColumn<bool>("there");
+    QTest::newRow("can be read") << Kind::FuseOrNetwork << 0 << true;
+    QTest::newRow("another's") << Kind::FuseOrNetwork << EACCES << true;
+    QTest::newRow("protected") << Kind::FuseOrNetwork << EPERM << true;
+    QTest::newRow("gone") << Kind::FuseOrNetwork << ENOENT << false;
+    QTest::newRow("gone on its server") << Kind::FuseOrNetwork << ESTALE << false;
+    QTest::newRow("broken disk") << Kind::FuseOrNetwork << EIO << false;
+    QTest::newRow("gone below an overlay") << Kind::Layered << ENOENT << false;
+    QTest::newRow("local, is not opened") << Kind::Local << ENOENT << true;
+}
+
+void SameFileTest::fileThatMayNotBeReadIsThere()
+{
+    QFETCH(const fileops::FileSystemKind, kind);
+    QFETCH(const int, error);
+    fileops::FileIdentity identity;
+    identity.path = path(u"music/x.mp3"_s);
+    identity.kind = kind;
+    refusedPath = QFile::encodeName(identity.path);
+    refusal = error;
+    const bool there = fileops::isStillThere(identity);
+    refusal = 0;
+    QTEST(there, "there");
 }
 
 void SameFileTest::missingReferenceIsNotThere_data()
