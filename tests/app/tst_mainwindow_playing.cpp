@@ -39,6 +39,7 @@ private Q_SLOTS:
     void aClickBesideTheHandleSeeksThere();
     void aPositionOfThePlayerSeeksNothing();
     void closingTheWindowLeavesItPlaying();
+    void aDestroyedWindowHearsNothingOfItsPlayer();
     void aResetUnloadsTheFile_data();
     void aResetUnloadsTheFile();
 
@@ -235,6 +236,22 @@ void TestMainWindowPlaying::closingTheWindowLeavesItPlaying()
     QVERIFY(fixture->window().close());
     QCOMPARE(player().playbackState(), QMediaPlayer::PlayingState);
     QCOMPARE(preview->loadedPath(), kFirst);
+}
+
+/** The player is destroyed by the window's base class, which is a window of no slots by then. */
+void TestMainWindowPlaying::aDestroyedWindowHearsNothingOfItsPlayer()
+{
+    playHour();
+    QMediaPlayer* const last = preview->player;
+    int reports = 0;
+    connect(last, &QMediaPlayer::positionChanged, last, [&reports] { ++reports; });
+    connect(&fixture->window(), &QObject::destroyed, last, [last, &reports] {
+        reports = 0;
+        Q_EMIT last->positionChanged(kMinuteMs);
+    });
+    preview.reset();
+    fixture->destroy();
+    QCOMPARE(reports, 1);
 }
 
 void TestMainWindowPlaying::aResetUnloadsTheFile_data()
