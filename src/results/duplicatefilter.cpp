@@ -4,31 +4,69 @@
 
 namespace results {
 
-DuplicateMap filterForDisplay(const DuplicateMap& duplicates)
+namespace {
+
+/** The paths that are listed already. */
+class ListedPaths
 {
-    QSet<QString> seen;
-    DuplicateMap shown;
-    for (auto entry = duplicates.cbegin(); entry != duplicates.cend(); ++entry) {
-        const QString& reference = entry.key();
-        if (seen.contains(reference)) {
-            continue;
-        }
+public:
+    /** Lists \a reference with those of \a matches that can be; returns these. */
+    QList<std::tuple<QString, int>> list(const QString& reference,
+                                         const QList<std::tuple<QString, int>>& matches)
+    {
         QList<std::tuple<QString, int>> kept;
-        for (const auto& match : entry.value()) {
+        if (m_seen.contains(reference)) {
+            return kept;
+        }
+        for (const auto& match : matches) {
             const QString& path = std::get<0>(match);
-            if (path != reference && !seen.contains(path)) {
+            if (path != reference && !m_seen.contains(path)) {
                 kept.append(match);
             }
         }
         if (kept.isEmpty()) {
+            return kept;
+        }
+        m_seen.insert(reference);
+        for (const auto& match : kept) {
+            m_seen.insert(std::get<0>(match));
+        }
+        return kept;
+    }
+
+private:
+    QSet<QString> m_seen;
+};
+
+} // namespace
+
+DuplicateMap filterForDisplay(const DuplicateMap& duplicates)
+{
+    ListedPaths listed;
+    DuplicateMap shown;
+    for (auto entry = duplicates.cbegin(); entry != duplicates.cend(); ++entry) {
+        const auto kept = listed.list(entry.key(), entry.value());
+        if (!kept.isEmpty()) {
+            // Keys arrive in ascending order, so each belongs at the end.
+            shown.insert(shown.cend(), entry.key(), kept);
+        }
+    }
+    return shown;
+}
+
+DuplicateMap filterForDisplay(const DuplicateMap& duplicates, const QStringList& references)
+{
+    ListedPaths listed;
+    DuplicateMap shown;
+    for (const QString& reference : references) {
+        const auto entry = duplicates.constFind(reference);
+        if (entry == duplicates.cend()) {
             continue;
         }
-        seen.insert(reference);
-        for (const auto& match : kept) {
-            seen.insert(std::get<0>(match));
+        const auto kept = listed.list(reference, *entry);
+        if (!kept.isEmpty()) {
+            shown.insert(reference, kept);
         }
-        // Keys arrive in ascending order, so each belongs at the end.
-        shown.insert(shown.cend(), reference, kept);
     }
     return shown;
 }

@@ -2,6 +2,8 @@
 
 #include "compare/duplicatemap.h"
 
+#include <QStringList>
+
 namespace results {
 
 /**
@@ -17,5 +19,11 @@ namespace results {
  * Cost: linear in the number of entries. Reentrant.
  */
 DuplicateMap filterForDisplay(const DuplicateMap& duplicates);
+
+/**
+ * As above, but visits the reference files in the order of \a references; leaves out those that are
+ * not in it, and passes over those that have no entries.
+ */
+DuplicateMap filterForDisplay(const DuplicateMap& duplicates, const QStringList& references);
 
 } // namespace results

@@ -4,6 +4,8 @@
 
 #include <random>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString letter(int index)
@@ -62,6 +64,8 @@ private Q_SLOTS:
     void keepsOrderAndSimilarity();
     void tellsPathsApartByLetterCase();
     void equalsTheRuleOnRandomMaps();
+    void visitsReferencesInTheOrderGiven_data();
+    void visitsReferencesInTheOrderGiven();
 };
 
 void TestDuplicateFilter::listsEveryPathOnce_data()
@@ -113,7 +117,31 @@ void TestDuplicateFilter::equalsTheRuleOnRandomMaps()
                 {letter(static_cast<int>(random() % 10)), static_cast<int>(random() % 101)});
         }
         QCOMPARE(results::filterForDisplay(duplicates), filterByTheRule(duplicates));
+        QCOMPARE(results::filterForDisplay(duplicates, duplicates.keys()),
+                 filterByTheRule(duplicates));
     }
+}
+
+void TestDuplicateFilter::visitsReferencesInTheOrderGiven_data()
+{
+    QTest::addColumn<DuplicateMap>("duplicates");
+    QTest::addColumn<QString>("references");
+    QTest::addColumn<DuplicateMap>("shown");
+    QTest::newRow("C is the best, A would have B") << map("A:B C:AB") << u"CAB"_s << map("C:AB");
+    QTest::newRow("C and A would both have B") << map("A:BD C:B") << u"CA"_s << map("A:D C:B");
+    QTest::newRow("the order of the paths") << map("A:B C:AB") << u"ABC"_s << map("A:B");
+    QTest::newRow("those without entries are passed over") << map("A:B") << u"XBA"_s << map("A:B");
+    QTest::newRow("those that are not named are left out")
+        << map("A:B C:D") << u"C"_s << map("C:D");
+    QTest::newRow("named twice") << map("A:B") << u"AA"_s << map("A:B");
+}
+
+void TestDuplicateFilter::visitsReferencesInTheOrderGiven()
+{
+    QFETCH(const DuplicateMap, duplicates);
+    QFETCH(const QString, references);
+    QTEST(results::filterForDisplay(duplicates, references.split(QString(), Qt::SkipEmptyParts)),
+          "shown");
 }
 
 QTEST_GUILESS_MAIN(TestDuplicateFilter)
