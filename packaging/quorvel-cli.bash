@@ -30,6 +30,14 @@ _quorvel_cli() {
         mapfile -t COMPREPLY < <(compgen -W '+all +opus +oga +aiff +wv' -- "$cur")
         return
         ;;
+    --keep)
+        local done=
+        [[ $cur == *,* ]] && done=${cur%,*},
+        mapfile -t COMPREPLY < <(compgen -P "$done" \
+            -W 'complete lossless sample-rate bit-rate size oldest under=' -- "${cur##*,}")
+        compopt -o nospace
+        return
+        ;;
     -t | --threshold | --min-duration | --exclude | -j | --jobs | --min-similarity)
         return
         ;;
@@ -40,7 +48,7 @@ _quorvel_cli() {
     case $command in
     search)
         options='--against= --threshold= --min-duration= --ext= --exclude= --jobs= --format=
-            --output= --pairs --store= --forget --quiet --verbose --help --version'
+            --output= --pairs --keep= --store= --forget --quiet --verbose --help --version'
         ;;
     apply)
         options='--move-to= --yes --min-similarity= --even-short --even-featureless --even-partial

@@ -12,6 +12,7 @@ local -a search_options=(
     '(-f --format)'{-f+,--format=}'[the output format]:format:(tree json csv)'
     '(-o --output)'{-o+,--output=}'[write to this file]:file:_files'
     '--pairs[list every pair, not each file once]'
+    '*--keep=[put the file to keep above those like it]:rules:_values -s , rule complete lossless sample-rate bit-rate size oldest under\:folder\:"_files -/"'
     '--store=[keep fingerprints in this file]:file:_files'
     '--forget[take files that are gone out of the store]'
     '(-q --quiet)'{-q,--quiet}'[show no progress]'

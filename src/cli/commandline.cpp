@@ -2,6 +2,7 @@
 
 #include "cli/applyparser.h"
 #include "cli/exclusion.h"
+#include "cli/keeprules.h"
 #include "cli/optionparser.h"
 #include "cli/report.h"
 #include "compare/similarity.h"
@@ -33,6 +34,7 @@ constexpr auto kEndOfHelp =
     "  quorvel-cli ~/Music\n"
     "  quorvel-cli -f json -o found.json --store ~/music.db ~/Music\n"
     "  quorvel-cli --threshold 90 /mnt/backup --against ~/Music\n"
+    "  quorvel-cli --keep lossless,sample-rate,bit-rate,size,oldest ~/Music\n"
     "\nExit status:\n"
     "  0  The search is complete, with or without duplicates.\n"
     "  1  A FOLDER does not exist or cannot be read; the others were searched.\n"
@@ -48,7 +50,7 @@ public:
               "Finds duplicate audio files by how they sound, and lists them. Changes no file."))
     {
         m_parser.addOptions({against, threshold, minDuration, exclude, ext, jobs, format, output,
-                             pairs, store, forget, quiet, verbose, help, version});
+                             pairs, keep, store, forget, quiet, verbose, help, version});
         m_parser.addPositionalArgument(QStringLiteral("FOLDER"),
                                        QStringLiteral("A folder to search, with its subfolders."),
                                        QStringLiteral("FOLDER..."));
@@ -97,6 +99,7 @@ private:
         options.format = chosenFormat();
         options.outputFile = fileName(output);
         options.allPairs = m_parser.isSet(pairs);
+        options.keep = parseKeepRules(m_parser.values(keep));
         options.storeFile = fileName(store);
         options.forget = m_parser.isSet(forget);
         if (options.forget && options.storeFile.isEmpty()) {
@@ -204,6 +207,13 @@ private:
     const QCommandLineOption pairs =
         option({QStringLiteral("pairs")},
                QStringLiteral("List every pair that reaches the threshold, not each file once."));
+    const QCommandLineOption keep =
+        option({QStringLiteral("keep")},
+               QStringLiteral("Put the file to keep above those like it. The first rule that tells "
+                              "two files apart decides: %1. The first one always is. With "
+                              "--against it is a file of Group A.")
+                   .arg(keepRuleNames()),
+               "RULE,...");
     const QCommandLineOption store =
         option({QStringLiteral("store")},
                QStringLiteral("Keep fingerprints in FILE, and reuse them for files whose size and "

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "actions/applyrules.h"
+#include "search/keeporder.h"
 
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -38,6 +40,8 @@ struct Options
     /** Whether files of every audio ending that FFmpeg knows are searched. */
     bool everyEnding = false;
     bool allPairs = false;
+    /** Which file of a group is its reference; none: the one whose path is first. */
+    QList<search::KeepRule> keep;
     /** Empty: none. */
     QString storeFile;
     /** Whether files that are gone are taken out of the store. */

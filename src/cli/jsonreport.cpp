@@ -65,6 +65,9 @@ QJsonObject headOf(const Report& report)
                                         report.countOf(fingerprint::Completeness::Unknown)},
         {QStringLiteral("groups"), report.duplicates.size()},
         {QStringLiteral("duplicates"), report.duplicateCount()}};
+    if (!report.keep.isEmpty()) {
+        head.insert(QStringLiteral("keep"), QJsonArray::fromStringList(report.keep));
+    }
     if (report.leastDuration) {
         head.insert(QStringLiteral("minDurationSeconds"), *report.leastDuration);
         counts.insert(QStringLiteral("tooShort"), report.tooShortCount);

@@ -29,6 +29,8 @@ struct Report
     QStringList folders;
     QStringList against;
     int threshold = 0;
+    /** The rules by which references were chosen; empty if by their paths. */
+    QStringList keep;
     qsizetype fileCount = 0;
     DuplicateMap duplicates;
     /** Of all files compared. */

@@ -5,6 +5,8 @@
 #include "cli/exitstatus.h"
 #include "cli/foundfiles.h"
 #include "cli/interruption.h"
+#include "cli/keepcandidates.h"
+#include "cli/keeprules.h"
 #include "cli/message.h"
 #include "cli/outputfile.h"
 #include "cli/progressline.h"
@@ -17,6 +19,7 @@
 #include "search/fingerprintcollection.h"
 #include "search/fingerprintstore.h"
 #include "search/forgetting.h"
+#include "search/keptreferences.h"
 #include "settings/settingsstore.h"
 
 #include <QDir>
@@ -131,6 +134,7 @@ public:
     {
         m_report.betweenGroups = !options.against.isEmpty();
         m_report.threshold = chosenThreshold(options);
+        m_report.keep = keepRuleTexts(options.keep);
         m_report.leastDuration = options.leastDuration;
     }
 
@@ -316,10 +320,28 @@ private:
         m_progress.show(QStringLiteral("Comparing: 0 of %1 files").arg(m_report.fileCount));
         const search::ComparisonOptions options{m_report.threshold, m_options.threadCount,
                                                 comparisonProgress(), m_stop};
-        const DuplicateMap found = m_report.betweenGroups
-                                       ? search::compareBetween(first, second, options).duplicates
-                                       : search::compareWithin(first, options).duplicates;
-        m_report.duplicates = m_options.allPairs ? found : results::filterForDisplay(found);
+        DuplicateMap found = m_report.betweenGroups
+                                 ? search::compareBetween(first, second, options).duplicates
+                                 : search::compareWithin(first, options).duplicates;
+        m_report.duplicates =
+            m_options.keep.isEmpty() ? listed(found) : listedBestFirst(std::move(found));
+    }
+
+    DuplicateMap listed(const DuplicateMap& found) const
+    {
+        return m_options.allPairs ? found : results::filterForDisplay(found);
+    }
+
+    /** As listed(), but the file to keep is above the others. */
+    DuplicateMap listedBestFirst(DuplicateMap found) const
+    {
+        KeepCandidates files(m_report.audioInfo, m_report.facts);
+        const search::KeptReferences kept = search::keepBest(
+            std::move(found), m_options.keep,
+            m_report.betweenGroups ? search::Candidates::FirstGroup : search::Candidates::All,
+            [&files](const QString& path) { return files.fileAt(path); });
+        return m_options.allPairs ? kept.duplicates
+                                  : results::filterForDisplay(kept.duplicates, kept.bestFirst);
     }
 
     /** Reports the facts of the files that have a fingerprint and were not left out. */

@@ -1,10 +1,13 @@
 #include "cli/commandline.h"
+#include "cli/keeprules.h"
 
 #include <QCoreApplication>
 #include <QFile>
 #include <QRegularExpression>
 #include <QTest>
 #include <QThread>
+
+using namespace Qt::StringLiterals;
 
 using cli::CommandLine;
 using cli::Format;
@@ -98,6 +101,8 @@ private Q_SLOTS:
     void patternsMayBeRepeated();
     void endingsAreAddedWithAPlus_data();
     void endingsAreAddedWithAPlus();
+    void rulesAreTakenInTheirOrder_data();
+    void rulesAreTakenInTheirOrder();
     void formatIsChosenByName();
     void wrongUsageIsToldWithTheUsageLine_data();
     void wrongUsageIsToldWithTheUsageLine();
@@ -107,6 +112,8 @@ private Q_SLOTS:
     void manualPageNamesEveryOption();
     void completionNamesEveryOption_data();
     void completionNamesEveryOption();
+    void completionAndManualPageNameEveryRule_data();
+    void completionAndManualPageNameEveryRule();
     void applyTakesItsOptions();
     void undoTakesItsOptions();
     void wrongUsageOfACommandIsReportedWithItsLine_data();
@@ -139,6 +146,7 @@ void TestCommandLine::foldersAloneTakeTheDefaults()
     QVERIFY(line.options.outputFile.isEmpty() && line.options.storeFile.isEmpty());
     QVERIFY(!line.options.allPairs && !line.options.quiet && !line.options.verbose &&
             !line.options.forget);
+    QVERIFY(line.options.keep.isEmpty());
 }
 
 void TestCommandLine::everyOptionHasItsShortAndLongName_data()
@@ -225,6 +233,37 @@ void TestCommandLine::endingsAreAddedWithAPlus()
     QCOMPARE(line.options.everyEnding, everyEnding);
 }
 
+void TestCommandLine::rulesAreTakenInTheirOrder_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("rules");
+    QTest::newRow("none") << u"one"_s << u""_s;
+    QTest::newRow("complete alone") << u"--keep complete one"_s << u"complete"_s;
+    QTest::newRow("complete is first, not named") << u"--keep size one"_s << u"complete size"_s;
+    QTest::newRow("complete is first, named later")
+        << u"--keep=size,complete one"_s << u"complete size"_s;
+    QTest::newRow("every one") << u"--keep oldest,size,bit-rate,sample-rate,lossless one"_s
+                               << u"complete oldest size bit-rate sample-rate lossless"_s;
+    QTest::newRow("option repeated")
+        << u"--keep size --keep=oldest,lossless one"_s << u"complete size oldest lossless"_s;
+    QTest::newRow("rule repeated") << u"--keep size,oldest,size one"_s << u"complete size oldest"_s;
+    QTest::newRow("folders") << u"--keep under=/usr,size,under=/ one"_s
+                             << u"complete under=/usr size under=/"_s;
+    QTest::newRow("folder under two names")
+        << u"--keep under=/usr/,under=/usr/../usr one"_s << u"complete under=/usr"_s;
+    QTest::newRow("backslash before what needs none")
+        << u"--keep under=/\\usr,si\\ze one"_s << u"complete under=/usr size"_s;
+}
+
+void TestCommandLine::rulesAreTakenInTheirOrder()
+{
+    QFETCH(const QString, arguments);
+    QFETCH(const QString, rules);
+    const CommandLine line = parse(arguments);
+    QCOMPARE(line.text, QString());
+    QCOMPARE(cli::keepRuleTexts(line.options.keep).join(u' '), rules);
+}
+
 void TestCommandLine::formatIsChosenByName()
 {
     QCOMPARE(parse(QStringLiteral("-f tree one")).options.format, Format::Tree);
@@ -265,6 +304,29 @@ void TestCommandLine::wrongUsageIsToldWithTheUsageLine_data()
     QTest::newRow("pattern with a set that is none")
         << QStringLiteral("--exclude [z-a] one")
         << QStringLiteral("--exclude takes no pattern like '[z-a]'.");
+    for (const char* rules :
+         {"", "foo", "size,", ",size", "Size", "under", "under:/usr", "size=1"}) {
+        const QString list = QString::fromLatin1(rules);
+        QTest::addRow("rules '%s'", rules)
+            << u"--keep="_s + list + u" one"_s
+            << u"--keep takes complete, lossless, sample-rate, bit-rate, size, oldest, "
+               "under=FOLDER, with commas between, not '%1'."_s.arg(list.contains(u',') ? QString()
+                                                                                        : list);
+    }
+    QTest::newRow("rule with the name of no folder")
+        << u"--keep under= one"_s << u"--keep under= takes the name of a folder."_s;
+    QTest::newRow("rule with a folder that does not exist")
+        << u"--keep size,under=/usr/nowhere one"_s
+        << u"--keep under=: No such folder: /usr/nowhere"_s;
+    QTest::newRow("rule with half of a folder's name")
+        << u"--keep under=/usr/nowhere,size one"_s
+        << u"--keep under=: No such folder: /usr/nowhere"_s;
+    QTest::newRow("rule with a file")
+        << u"--keep under=" QUORVEL_SOURCE_DIR "/README.md one"_s
+        << u"--keep under=: Not a folder: " QUORVEL_SOURCE_DIR "/README.md"_s;
+    QTest::newRow("rules that end with a backslash")
+        << u"--keep size\\ one"_s
+        << u"--keep ends with a backslash, which takes the next character as it is."_s;
     QTest::newRow("above 100") << QStringLiteral("-t 101 one") << percent;
     QTest::newRow("negative") << QStringLiteral("-t -1 one") << percent;
     QTest::newRow("fraction") << QStringLiteral("-t 70.5 one") << percent;
@@ -312,7 +374,7 @@ void TestCommandLine::manualPageNamesEveryOption_data()
 {
     QTest::addColumn<QString>("command");
     QTest::addColumn<int>("count");
-    QTest::newRow("search") << QStringLiteral("search") << 15;
+    QTest::newRow("search") << QStringLiteral("search") << 16;
     QTest::newRow("apply") << QStringLiteral("apply") << 10;
     QTest::newRow("undo") << QStringLiteral("undo") << 3;
 }
@@ -352,6 +414,28 @@ void TestCommandLine::completionNamesEveryOption()
         if (option.startsWith(QLatin1String("--")) || !file.endsWith(QLatin1String(".bash"))) {
             QVERIFY2(hasWord(completion, inCompletion(file, option)), qPrintable(option));
         }
+    }
+}
+
+void TestCommandLine::completionAndManualPageNameEveryRule_data()
+{
+    QTest::addColumn<QString>("option");
+    QTest::newRow("packaging/quorvel-cli.bash") << u"    --keep)"_s;
+    QTest::newRow("packaging/quorvel-cli.zsh") << u"--keep="_s;
+    QTest::newRow("packaging/quorvel-cli.fish") << u" -l keep "_s;
+    QTest::newRow("docs/quorvel-cli.1") << u".It Fl -keep "_s;
+}
+
+void TestCommandLine::completionAndManualPageNameEveryRule()
+{
+    QFETCH(const QString, option);
+    // Up to the next option.
+    QString text = contentOf(QTest::currentDataTag()).section(option, 1);
+    static const QRegularExpression next(u"\n *(;;|'|complete |\\.It Fl)"_s);
+    text.truncate(text.indexOf(next));
+    for (const char* rule :
+         {"complete", "lossless", "sample-rate", "bit-rate", "size", "oldest", "under"}) {
+        QVERIFY2(hasWord(text, QString::fromLatin1(rule)), rule);
     }
 }
 

@@ -291,6 +291,13 @@ void TestQuorvelCliStore::filesOfAnOlderStoreCountAsPartialUntilTheyChange()
                              QFileDevice::FileModificationTime));
     file.close();
     QCOMPARE(partialCount(), 5);
+    // Of the files that are alike it alone is known to be whole, so it is kept.
+    const CliRun kept =
+        runCli(arguments + QStringList{QStringLiteral("-fjson"), QStringLiteral("--keep=size")});
+    QCOMPARE(kept.json()[QStringLiteral("groups")][1][QStringLiteral("reference")]
+                        [QStringLiteral("path")]
+                            .toString(),
+             path("first/2.flac"));
 }
 
 /** A kill before each call by which an upgrade changes the disk, one after the other. */

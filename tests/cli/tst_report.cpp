@@ -171,6 +171,7 @@ private Q_SLOTS:
     void jsonCarriesTheFactsOfEachFile();
     void jsonFollowsItsSchema_data();
     void jsonFollowsItsSchema();
+    void rulesAreInTheHead();
     void schemaRefusesOtherJson();
     void deviceThatTakesNoMoreIsNoticed_data();
     void deviceThatTakesNoMoreIsNoticed();
@@ -423,6 +424,23 @@ void TestReport::jsonFollowsItsSchema()
     const QByteArray json = written(empty ? Report() : sampleWithFacts(), Format::Json);
     QVERIFY(!json.isEmpty());
     QCOMPARE(schemaObjection(json), QByteArray());
+    QVERIFY(!json.contains("\"keep\""));
+}
+
+void TestReport::rulesAreInTheHead()
+{
+    Report report = sampleReport();
+    report.keep = {QStringLiteral("complete"),     QStringLiteral("lossless"),
+                   QStringLiteral("sample-rate"),  QStringLiteral("bit-rate"),
+                   QStringLiteral("size"),         QStringLiteral("oldest"),
+                   QStringLiteral("under=/m/a, b")};
+    const QByteArray json = written(report, Format::Json);
+    QCOMPARE(schemaObjection(json), QByteArray());
+    QCOMPARE(QJsonDocument::fromJson(json)[QStringLiteral("keep")].toVariant().toStringList(),
+             report.keep);
+    // They change nothing else.
+    QCOMPARE(written(report, Format::Tree), written(sampleReport(), Format::Tree));
+    QCOMPARE(written(report, Format::Csv), written(sampleReport(), Format::Csv));
 }
 
 void TestReport::schemaRefusesOtherJson()
@@ -434,6 +452,12 @@ void TestReport::schemaRefusesOtherJson()
         schemaObjection(QByteArray(json).replace("\"counts\"", "\"numbers\"")).contains("refused"));
     QVERIFY(
         schemaObjection(QByteArray(json).replace("\"codec\"", "\"coder\"")).contains("refused"));
+    for (const char* rules : {"[]", "[\"size\"]", "[\"complete\",\"best\"]",
+                              "[\"complete\",\"under=a\"]", "[\"complete\",\"size,oldest\"]"}) {
+        QByteArray other = json;
+        other.insert(1, "\"keep\":" + QByteArray(rules) + ',');
+        QVERIFY2(schemaObjection(other).contains("refused"), rules);
+    }
 }
 
 void TestReport::deviceThatTakesNoMoreIsNoticed_data()
