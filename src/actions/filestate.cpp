@@ -84,11 +84,19 @@ qint64 milliseconds(const fileops::FileTime& time)
 
 void setModified(const QString& path, const fileops::FileTime& time)
 {
+    const QByteArray name = QFile::encodeName(path);
     std::array<timespec, 2> times = {};
     times[0].tv_nsec = UTIME_OMIT;
     times[1].tv_sec = static_cast<time_t>(time.seconds);
     times[1].tv_nsec = static_cast<long>(time.nanoseconds);
-    static_cast<void>(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times.data(), 0));
+    // Programs built with FUSE 2, such as bindfs, ignore a request that sets one of the times alone,
+    // and report success.
+    struct statx status = {};
+    if (::statx(AT_FDCWD, name.constData(), AT_STATX_FORCE_SYNC, STATX_ATIME, &status) == 0) {
+        times[0].tv_sec = static_cast<time_t>(status.stx_atime.tv_sec);
+        times[0].tv_nsec = static_cast<long>(status.stx_atime.tv_nsec);
+    }
+    static_cast<void>(::utimensat(AT_FDCWD, name.constData(), times.data(), 0));
 }
 
 bool canBeRead(const QString& path, qint64 sizeBytes, qint64 modifiedMs)

@@ -40,7 +40,8 @@ std::optional<fileops::FileTime> folderTime(const QString& path);
 qint64 milliseconds(const fileops::FileTime& time);
 
 /**
- * Sets the modification time of the file or folder \a path. Ignores failures: only its owner may.
+ * Sets the modification time of the file or folder that \a path leads to, and leaves the access
+ * time as it is. Ignores failures: only its owner may.
  * Thread: Any thread, blocking.
  */
 void setModified(const QString& path, const fileops::FileTime& time);

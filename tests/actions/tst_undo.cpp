@@ -9,11 +9,14 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 #include <QTest>
 
 #include <functional>
 #include <memory>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -24,6 +27,37 @@ namespace {
 
 const QString one = QStringLiteral("a/one.mp3");
 const QString two = QStringLiteral("a/two.mp3");
+
+/** The music of a stage as a FUSE program shows it, for as long as this lives. */
+class ShownMusic
+{
+public:
+    ShownMusic(const Stage& stage, const QString& program)
+        : m_path(stage.besides(u"music"_s))
+    {
+        const QString files = stage.besides(u"files"_s);
+        m_isMounted = ::geteuid() == 0 && m_mountsOfItsOwn.isAvailable() &&
+                      QDir().rename(m_path, files) && QDir().mkdir(m_path) &&
+                      QProcess::execute(program, {files, m_path}) == 0;
+    }
+    ~ShownMusic()
+    {
+        if (m_isMounted) {
+            ::umount2(QFile::encodeName(m_path).constData(), MNT_DETACH);
+        }
+    }
+    Q_DISABLE_COPY_MOVE(ShownMusic)
+
+    bool isAvailable() const
+    {
+        return m_isMounted;
+    }
+
+private:
+    const filefixture::SecondFileSystem m_mountsOfItsOwn;
+    const QString m_path;
+    bool m_isMounted = false;
+};
 
 } // namespace
 
@@ -37,6 +71,8 @@ private Q_SLOTS:
 
     void everythingIsAsItWas_data();
     void everythingIsAsItWas();
+    void everythingIsAsItWasWhereAProgramShowsIt_data();
+    void everythingIsAsItWasWhereAProgramShowsIt();
     void secondUndoDoesNothing();
     void fileIsLeftAlone_data();
     void fileIsLeftAlone();
@@ -55,6 +91,7 @@ private Q_SLOTS:
     void runThatWasCutOffContinues();
 
 private:
+    void requireThatUndoRestoresEverything() const;
     /** The bytes of the journal of a whole run. */
     QByteArray appliedJournal() const
     {
@@ -92,6 +129,29 @@ void UndoTest::everythingIsAsItWas()
         }
         m_stage->setTarget(other.filePath(u"target"_s));
     }
+    requireThatUndoRestoresEverything();
+}
+
+void UndoTest::everythingIsAsItWasWhereAProgramShowsIt_data()
+{
+    QTest::addColumn<QString>("program");
+    for (const char* program : {"bindfs", "mergerfs"}) {
+        QTest::newRow(program) << QString::fromLatin1(program);
+    }
+}
+
+void UndoTest::everythingIsAsItWasWhereAProgramShowsIt()
+{
+    QFETCH(const QString, program);
+    const ShownMusic shown(*m_stage, program);
+    if (!shown.isAvailable()) {
+        QSKIP(qPrintable(program + u" is not installed, or mounting is not allowed here"_s));
+    }
+    requireThatUndoRestoresEverything();
+}
+
+void UndoTest::requireThatUndoRestoresEverything() const
+{
     const QStringList before = m_stage->picture();
     QCOMPARE(m_stage->apply().text(), u"3 moved, 0 before, 0 left alone"_s);
     QVERIFY(m_stage->picture() != before);
