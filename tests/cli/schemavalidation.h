@@ -3,7 +3,9 @@
 #include <QByteArray>
 
 /**
- * What the validator says of \a json, held against the documented schema; empty when it has no
- * objection.
+ * Why the validator refuses \a json, a result, by the documented schema; empty if it does not.
  */
 QByteArray schemaObjection(const QByteArray& json);
+
+/** The same of the lines of \a journal. One without lines is refused. */
+QByteArray journalObjection(const QByteArray& journal);

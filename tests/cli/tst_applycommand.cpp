@@ -2,17 +2,32 @@
 #include "actions/stage.h"
 #include "cliprocess.h"
 #include "fileops/filefixture.h"
+#include "schemavalidation.h"
 
 #include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTest>
 
 #include <memory>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 const QString one = QStringLiteral("a/one.mp3");
+
+/** The kinds of lines in \a journal, in the order in which they first come. */
+QStringList kindsOfLines(const QByteArray& journal)
+{
+    QStringList kinds;
+    for (const QByteArray& line : journal.trimmed().split('\n')) {
+        kinds.append(QJsonDocument::fromJson(line)[u"event"_s].toString(u"head"_s));
+    }
+    kinds.removeDuplicates();
+    return kinds;
+}
 
 } // namespace
 
@@ -27,6 +42,8 @@ private Q_SLOTS:
     void withoutYesEverythingIsShownAndNothingDone();
     void moveAndUndoReportTheirSums();
     void journalIsBesideTheResult();
+    void everyLineOfTheJournalFollowsTheSchema();
+    void lineOfAFileThatStaysFollowsTheSchema();
     void resultComesFromStandardInput();
     void optionsLetMoreBeMoved();
     void exitStatusIsThatOfTheWorstOutcome_data();
@@ -111,6 +128,39 @@ void ApplyCommandTest::journalIsBesideTheResult()
     QCOMPARE(runCli({u"undo"_s, m_stage->journal()}).exitStatus, 0);
     QCOMPARE(apply({u"--yes"_s, u"--journal"_s, other}).exitStatus, 0);
     QCOMPARE(runCli({u"undo"_s, other}).output, "3 moved back, 34 bytes; 0 left alone\n");
+}
+
+void ApplyCommandTest::everyLineOfTheJournalFollowsTheSchema()
+{
+    QStringList kinds{u"head"_s, u"folder"_s, u"move"_s, u"folderMade"_s, u"moved"_s};
+    QCOMPARE(apply({u"--yes"_s}).exitStatus, 0);
+    const QByteArray applied = filefixture::read(m_stage->journal());
+    QCOMPARE(kindsOfLines(applied), kinds);
+    QCOMPARE(journalObjection(applied), "");
+
+    kinds += {u"return"_s, u"returned"_s, u"folderRemoved"_s};
+    QCOMPARE(runCli({u"undo"_s, m_stage->journal()}).exitStatus, 0);
+    const QByteArray undone = filefixture::read(m_stage->journal());
+    QCOMPARE(kindsOfLines(undone), kinds);
+    QCOMPARE(journalObjection(undone), "");
+    QVERIFY(!journalObjection(QByteArray(undone).replace("\"returned\"", "\"lost\"")).isEmpty());
+}
+
+void ApplyCommandTest::lineOfAFileThatStaysFollowsTheSchema()
+{
+    const filefixture::SecondFileSystem other;
+    if (!other.isAvailable()) {
+        QSKIP(filefixture::kNoSecondFileSystem);
+    }
+    // It cannot be moved to another file system without being separated from its other name.
+    QCOMPARE(::link(QFile::encodeName(m_stage->music(one)).constData(),
+                    QFile::encodeName(m_stage->besides(u"other"_s)).constData()),
+             0);
+    m_stage->setTarget(other.filePath(u"target"_s));
+    QCOMPARE(apply({u"--yes"_s}).exitStatus, 1);
+    const QByteArray journal = filefixture::read(m_stage->journal());
+    QVERIFY(kindsOfLines(journal).contains(u"stayed"_s));
+    QCOMPARE(journalObjection(journal), "");
 }
 
 void ApplyCommandTest::resultComesFromStandardInput()
