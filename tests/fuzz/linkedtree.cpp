@@ -176,7 +176,8 @@ void LinkedTree::mountAgain(Random& random)
         QFileInfo(QFile::decodeName(folder)).canonicalFilePath() == QFile::decodeName(m_root);
     const QByteArray way =
         isAround ? "bind" : ways.at(static_cast<qsizetype>(any % quint64(ways.size())));
-    if (show(folder, path, way)) {
+    // mergerfs shows a link to nothing, too, as a folder that is not there.
+    if (QFileInfo(QFile::decodeName(folder)).isDir() && show(folder, path, way)) {
         m_mountPoint = path;
         m_isOverlay = way == "overlay";
         m_folders.append(path);
