@@ -115,7 +115,8 @@ TargetFolder::Missing TargetFolder::missingFor(const QString& destination) const
     Missing missing;
     for (QString folder = folderOf(destination);; folder = folderOf(folder)) {
         const FileState::Kind kind = stateOf(folder).kind;
-        if (kind == FileState::Kind::Nothing) {
+        const bool isRoot = folder == QLatin1String("/");
+        if (kind == FileState::Kind::Nothing && !isRoot) {
             missing.folders.prepend(folder);
         } else if (kind != FileState::Kind::Folder) {
             // A link could lead into a folder that was searched.

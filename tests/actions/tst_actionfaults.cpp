@@ -150,6 +150,7 @@ private Q_SLOTS:
     void initTestCase();
     void failingSystemCallLosesNothing_data();
     void failingSystemCallLosesNothing();
+    void runEndsWhereNoFolderExists();
     void killLosesNothing_data();
     void killLosesNothing();
 
@@ -223,6 +224,7 @@ void ActionFaultsTest::failingSystemCallLosesNothing()
         const InterruptedStage stage(scenario, otherFolder());
         const tracedrun::Result result = tracedrun::run(stage.arguments, {fault});
         struck += result.injected > 0 ? 1 : 0;
+        QVERIFY2(result.exitCode >= 0, qPrintable(fault + u": crashed, or did not end"_s));
         QVERIFY2(stage.loss().isEmpty(), qPrintable(fault + u": "_s + stage.loss()));
         const QString problem = stage.goOn();
         QVERIFY2(problem.isEmpty(), qPrintable(fault + u": "_s + problem));
@@ -238,6 +240,20 @@ void ActionFaultsTest::failingSystemCallLosesNothing()
     QVERIFY2(struck >= sample.size() / 2, qPrintable(QString::number(struck)));
     std::printf("%s: %s faults\n", qPrintable(scenario.name()),
                 qPrintable(QString::number(sample.size())));
+}
+
+void ActionFaultsTest::runEndsWhereNoFolderExists()
+{
+    const InterruptedStage whole({}, otherFolder());
+    const QString newFolder = whole.arguments.at(2) + QDir::tempPath();
+    const int number =
+        tracedrun::run(whole.arguments, {}).numberOfCall("statx", newFolder.toUtf8());
+    QVERIFY(number > 0);
+    const InterruptedStage stage({}, otherFolder());
+    const tracedrun::Result result =
+        tracedrun::run(stage.arguments, {u"statx:error=ENOENT:when=%1+"_s.arg(number)});
+    QCOMPARE(result.exitCode, 1);
+    QCOMPARE(stage.picture(), stage.before);
 }
 
 void ActionFaultsTest::killLosesNothing_data()
