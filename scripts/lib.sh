@@ -42,13 +42,13 @@ packages_for_package_check=(
 # A sound server that plays into nothing.
 packages_for_playback=(pulseaudio pulseaudio-utils)
 # jsonschema validates the program's output; the benchmarks are built with the tests. The tools of
-# desktops, software centres and packagers check what is installed, and each shell completes it. Some
-# file systems show one file under two names.
+# desktops, software centres and packagers check what is installed, and each shell completes it; jq is in
+# an example. Some file systems show one file under two names.
 packages_for_testing=(
     ffmpeg strace python3-jsonschema libbenchmark-dev fonts-dejavu-core
     bindfs exfat-fuse exfatprogs mergerfs
     appstream binutils desktop-file-utils mandoc python3-yaml
-    bash-completion fish zsh
+    bash-completion fish jq zsh
 )
 # scripts/lint; clang-tidy is large, and seldom run.
 packages_for_linting=(clang-format cppcheck shellcheck)
