@@ -130,10 +130,13 @@ private:
         const MadeFolder made = m_journal.content().madeFolders.value(path);
         const std::optional<fileops::FileTime> now = folderTime(folderOf(path));
         if (::rmdir(QFile::encodeName(path).constData()) == 0) {
-            // Its time is not known where the parent was made as well, or a kill came between.
+            // Its time is not known where the parent was made as well, or a kill came between. It
+            // has its earlier time where the parent is, under another name, a folder that a file
+            // was moved back to.
             const bool isKnown = made.parentModified != fileops::FileTime{};
             const bool isKnownAfter = made.parentModifiedAfter != fileops::FileTime{};
-            if (isKnown && (!isKnownAfter || made.parentModifiedAfter == now)) {
+            if (isKnown &&
+                (!isKnownAfter || made.parentModifiedAfter == now || made.parentModified == now)) {
                 setModified(folderOf(path), made.parentModified);
             }
         } else if (errno != ENOENT) {

@@ -28,25 +28,23 @@ namespace {
 const QString one = QStringLiteral("a/one.mp3");
 const QString two = QStringLiteral("a/two.mp3");
 
-/** The music of a stage as a FUSE program shows it, for as long as this lives. */
-class ShownMusic
+/** A folder as a FUSE program shows it by another path, for as long as this lives. */
+class ShownFolder
 {
 public:
-    ShownMusic(const Stage& stage, const QString& program)
-        : m_path(stage.besides(u"music"_s))
+    ShownFolder(const QString& program, const QString& folder, const QString& path)
+        : m_path(path)
+        , m_isMounted(::geteuid() == 0 && m_mountsOfItsOwn.isAvailable() && QDir().mkdir(path) &&
+                      QProcess::execute(program, {folder, path}) == 0)
     {
-        const QString files = stage.besides(u"files"_s);
-        m_isMounted = ::geteuid() == 0 && m_mountsOfItsOwn.isAvailable() &&
-                      QDir().rename(m_path, files) && QDir().mkdir(m_path) &&
-                      QProcess::execute(program, {files, m_path}) == 0;
     }
-    ~ShownMusic()
+    ~ShownFolder()
     {
         if (m_isMounted) {
             ::umount2(QFile::encodeName(m_path).constData(), MNT_DETACH);
         }
     }
-    Q_DISABLE_COPY_MOVE(ShownMusic)
+    Q_DISABLE_COPY_MOVE(ShownFolder)
 
     bool isAvailable() const
     {
@@ -56,7 +54,7 @@ public:
 private:
     const filefixture::SecondFileSystem m_mountsOfItsOwn;
     const QString m_path;
-    bool m_isMounted = false;
+    const bool m_isMounted;
 };
 
 } // namespace
@@ -135,15 +133,26 @@ void UndoTest::everythingIsAsItWas()
 void UndoTest::everythingIsAsItWasWhereAProgramShowsIt_data()
 {
     QTest::addColumn<QString>("program");
+    QTest::addColumn<bool>("isTarget");
     for (const char* program : {"bindfs", "mergerfs"}) {
-        QTest::newRow(program) << QString::fromLatin1(program);
+        QTest::addRow("%s, the music", program) << QString::fromLatin1(program) << false;
+        QTest::addRow("%s, a folder in it to move to", program)
+            << QString::fromLatin1(program) << true;
     }
 }
 
 void UndoTest::everythingIsAsItWasWhereAProgramShowsIt()
 {
     QFETCH(const QString, program);
-    const ShownMusic shown(*m_stage, program);
+    QFETCH(const bool, isTarget);
+    const QString music = m_stage->besides(u"music"_s);
+    const QString other = m_stage->besides(u"other"_s);
+    if (isTarget) {
+        m_stage->setTarget(other + u"/a/target"_s);
+    } else {
+        QVERIFY(QDir().rename(music, other));
+    }
+    const ShownFolder shown(program, isTarget ? music : other, isTarget ? other : music);
     if (!shown.isAvailable()) {
         QSKIP(qPrintable(program + u" is not installed, or mounting is not allowed here"_s));
     }
