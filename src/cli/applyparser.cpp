@@ -16,7 +16,8 @@ QString exitStatuses(const QString& actions)
                           "  1  Some files were left alone; the output has the reasons.\n"
                           "  2  Wrong usage.\n"
                           "  3  Nothing could be done, or the journal could not be written.\n"
-                          "     A message gives the reason.\n")
+                          "     A message gives the reason.\n"
+                          "  130  Interrupted by Ctrl-C, after the file in progress.\n")
         .arg(actions);
 }
 
@@ -51,9 +52,10 @@ class ApplyParser : OptionParser
 public:
     ApplyParser()
         : OptionParser(QStringLiteral(
-              "Moves the duplicates of a search's result, each below FOLDER under its own absolute "
-              "path. Without --yes it only shows what would be done, and why. Deletes and "
-              "overwrites nothing. The same command again continues after an interruption."))
+              "Moves the duplicates of a search's result, each below FOLDER under its own\n"
+              "absolute path. Without --yes it only shows what would be done, and why.\n"
+              "Deletes and overwrites nothing. The same command again continues after an\n"
+              "interruption."))
     {
         m_parser.addOptions({moveTo, yes, minSimilarity, evenShort, evenFeatureless, evenPartial,
                              journal, quiet, verbose, help});
@@ -150,9 +152,9 @@ class UndoParser : OptionParser
 public:
     UndoParser()
         : OptionParser(QStringLiteral(
-              "Moves the files back that \"quorvel-cli apply\" moved, and removes the folders that "
-              "it made, if they are empty. Overwrites nothing. The same command again continues "
-              "after an interruption."))
+              "Moves the files back that \"quorvel-cli apply\" moved, and removes the folders\n"
+              "that it made, if they are empty. Overwrites nothing. The same command again\n"
+              "continues after an interruption."))
     {
         m_parser.addOptions({quiet, verbose, help});
         m_parser.addPositionalArgument(QStringLiteral("JOURNAL"),

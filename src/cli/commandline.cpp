@@ -39,7 +39,8 @@ constexpr auto kEndOfHelp =
     "  0  The search is complete, with or without duplicates.\n"
     "  1  A FOLDER does not exist or cannot be read; the others were searched.\n"
     "  2  Wrong usage.\n"
-    "  3  There is no result, or some fingerprints could not be saved to the store.\n";
+    "  3  There is no result, or some fingerprints could not be saved to the store.\n"
+    "  130  Interrupted by Ctrl-C. The store keeps what was saved.\n";
 
 /** The options of a search, and what parses them. */
 class Parser : OptionParser

@@ -119,6 +119,7 @@ private Q_SLOTS:
     void wrongUsageOfACommandIsReportedWithItsLine_data();
     void wrongUsageOfACommandIsReportedWithItsLine();
     void everyHelpHasExamplesAndExitStatuses();
+    void everyHelpFitsATerminal();
 };
 
 void TestCommandLine::searchIsTheCommandWithoutOne()
@@ -509,6 +510,19 @@ void TestCommandLine::everyHelpHasExamplesAndExitStatuses()
         QVERIFY(line.text.startsWith(QLatin1String("Usage: quorvel-cli ")));
         QVERIFY(line.text.contains(QLatin1String("\nExamples:\n  quorvel-cli ")));
         QVERIFY(line.text.contains(QLatin1String("\nExit status:\n  0  ")));
+        QVERIFY(line.text.contains(QLatin1String("\n  130  Interrupted by Ctrl-C")));
+    }
+}
+
+void TestCommandLine::everyHelpFitsATerminal()
+{
+    constexpr qsizetype kColumns = 80;
+    for (const QString& command :
+         {QStringLiteral("search"), QStringLiteral("apply"), QStringLiteral("undo")}) {
+        const QString text = parse(command + QStringLiteral(" --help")).text;
+        for (const QString& line : text.split(QLatin1Char('\n'))) {
+            QVERIFY2(line.size() <= kColumns, qPrintable(line));
+        }
     }
 }
 
