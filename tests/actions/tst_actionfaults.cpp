@@ -101,14 +101,24 @@ public:
                    : u"a file is in neither place"_s;
     }
 
-    /** Goes on without faults, back to the beginning. Why that fails, or nothing. */
-    QString goOn() const
+    /**
+     * Goes on without faults, back to the beginning. Why that fails, or nothing. If \a mayLeaveCopies,
+     * files whose names in the target have a copy that could not be removed stay in their places.
+     */
+    QString goOn(bool mayLeaveCopies = false)
     {
         if (m_scenario.applyAgain) {
             const Performance again = m_stage.apply();
-            if (again.counts.leftAlone > 0 || !again.failure.isEmpty()) {
-                return u"apply again: "_s + again.text() +
-                       again.reasonOf(m_stage.music(u"a/one.mp3"_s));
+            for (const actions::HandledFile& file : again.files) {
+                const bool isBesideCopy = file.reason.startsWith(u"its name is taken"_s) &&
+                                          m_scenario.toOtherFileSystem && mayLeaveCopies;
+                copiesLeft += isBesideCopy ? 1 : 0;
+                if (!file.reason.isEmpty() && !isBesideCopy) {
+                    return u"apply again: %1: %2"_s.arg(file.path, file.reason);
+                }
+            }
+            if (!again.failure.isEmpty()) {
+                return u"apply again: "_s + again.failure;
             }
         }
         if (QFileInfo(m_stage.journal()).size() == 0) {
@@ -127,6 +137,8 @@ public:
 
     QStringList before;
     QStringList arguments;
+    /** Found by goOn(). */
+    qsizetype copiesLeft = 0;
 
 private:
     const Scenario m_scenario;
@@ -218,15 +230,18 @@ void ActionFaultsTest::failingSystemCallLosesNothing()
     }
     QVERIFY(!faults.isEmpty());
     qsizetype struck = 0;
+    qsizetype copiesLeft = 0;
     const QStringList sample = support::sampleOf(
         faults, support::numberFromEnvironment("QUORVEL_FAULT_CASES", kStandardFaults), kSeed);
     for (const QString& fault : sample) {
-        const InterruptedStage stage(scenario, otherFolder());
+        InterruptedStage stage(scenario, otherFolder());
         const tracedrun::Result result = tracedrun::run(stage.arguments, {fault});
         struck += result.injected > 0 ? 1 : 0;
         QVERIFY2(result.exitCode >= 0, qPrintable(fault + u": crashed, or did not end"_s));
         QVERIFY2(stage.loss().isEmpty(), qPrintable(fault + u": "_s + stage.loss()));
-        const QString problem = stage.goOn();
+        // A copy is left where it cannot be looked at, or not be removed, from then on.
+        const QString problem = stage.goOn(fault.endsWith(u'+'));
+        copiesLeft += stage.copiesLeft;
         QVERIFY2(problem.isEmpty(), qPrintable(fault + u": "_s + problem));
         // A folder's time is not restored where a file of it had to be skipped.
         const bool concernsTimes = fault.startsWith(u"utimensat"_s);
@@ -238,8 +253,9 @@ void ActionFaultsTest::failingSystemCallLosesNothing()
     }
     // How often a program looks around differs a little, so the last such call may not come.
     QVERIFY2(struck >= sample.size() / 2, qPrintable(QString::number(struck)));
-    std::printf("%s: %s faults\n", qPrintable(scenario.name()),
-                qPrintable(QString::number(sample.size())));
+    std::printf("%s: %s faults, %s copies left\n", qPrintable(scenario.name()),
+                qPrintable(QString::number(sample.size())),
+                qPrintable(QString::number(copiesLeft)));
 }
 
 void ActionFaultsTest::runEndsWhereNoFolderExists()
@@ -269,7 +285,7 @@ void ActionFaultsTest::killLosesNothing()
         kSeed);
     QVERIFY(!sample.isEmpty());
     for (const tracedrun::Call& call : sample) {
-        const InterruptedStage stage(scenario, otherFolder());
+        InterruptedStage stage(scenario, otherFolder());
         const QString kill =
             u"%1:signal=KILL:when=%2"_s.arg(QString::fromLatin1(call.name)).arg(call.number);
         const tracedrun::Result result = tracedrun::run(stage.arguments, {kill});
