@@ -5,6 +5,8 @@
 /** An output that nothing is heard from. */
 class QAudioOutput : public QObject
 {
+    Q_OBJECT
+
 public:
     using QObject::QObject;
 };
