@@ -32,14 +32,20 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 
-# What is linked is found by itself. What is loaded at run time is not: without GStreamer's base
-# plugins Qt's player crashes, and without the driver there is no store of fingerprints.
+# What is linked is found by itself. What is loaded at run time is not: without the driver there is no
+# store of fingerprints.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "gstreamer1.0-plugins-base, libqt6sql6-sqlite")
-# To hear what was found, in every format and through the sound server, and to start on Wayland
-# without X. A font comes with fontconfig.
-string(JOIN ", " CPACK_DEBIAN_PACKAGE_RECOMMENDS
-    gstreamer1.0-plugins-good gstreamer1.0-libav gstreamer1.0-plugins-ugly qt6-wayland)
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6sql6-sqlite")
+# To start on Wayland without X. A font comes with fontconfig.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-wayland")
+# Qt before 6.5 plays through GStreamer, without whose base plugins its player crashes; the others
+# are to hear what was found, in every format and through the sound server. Later ones play through
+# FFmpeg, which is linked.
+if(Qt6Multimedia_VERSION VERSION_LESS 6.5)
+    string(PREPEND CPACK_DEBIAN_PACKAGE_DEPENDS "gstreamer1.0-plugins-base, ")
+    string(PREPEND CPACK_DEBIAN_PACKAGE_RECOMMENDS
+        "gstreamer1.0-plugins-good, gstreamer1.0-libav, gstreamer1.0-plugins-ugly, ")
+endif()
 
 set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/QuorvelDebianFiles.cmake")
 

@@ -15,7 +15,7 @@ if [[ ${CI-} == true ]] && (. /etc/os-release && [[ "$ID $VERSION_ID" == "debian
     tests_preset=ci
 fi
 
-# Debian packages by purpose; the names are those of Debian 12.
+# Debian packages by purpose; the names are those of Debian 12 and later.
 packages_for_building=(
     cmake g++ ninja-build pkgconf
     qt6-base-dev qt6-multimedia-dev
@@ -23,12 +23,13 @@ packages_for_building=(
     libchromaprint-dev
     libacl1-dev libattr1-dev
 )
-# Qt Multimedia plays through GStreamer: without the base plugins its player crashes, without the
-# others it lacks formats. A minimal system has no font at all.
-packages_for_running=(
+# A minimal system has no font at all.
+packages_for_running=(fonts-dejavu-core)
+# Qt Multimedia before 6.5 plays through GStreamer: without the base plugins its player crashes,
+# without the others it lacks formats. Later ones play through FFmpeg, which is there already.
+packages_for_gstreamer=(
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     gstreamer1.0-libav gstreamer1.0-plugins-ugly
-    fonts-dejavu-core
 )
 # Qt's driver for the store of fingerprints.
 packages_for_cli=(libqt6sql6-sqlite)
@@ -60,8 +61,8 @@ packages_for_races=(
 )
 
 # install_missing PURPOSE...: installs what is missing of the packages for building, running, cli,
-# demo, packaging, package_check, playback, testing, linting, tidying or races. Where nothing is
-# missing, it uses neither the package tools nor the network.
+# gstreamer, demo, packaging, package_check, playback, testing, linting, tidying or races. Where
+# nothing is missing, it uses neither the package tools nor the network.
 install_missing() {
     local purpose needed=() missing=()
     for purpose; do
@@ -90,6 +91,13 @@ install_missing() {
     "${as_root[@]}" apt-get update
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
         apt-get install -y --no-install-recommends "${missing[@]}"
+}
+
+# install_for_running [PURPOSE...]: installs what is missing to build and to run the window, and for
+# the purposes. What Qt plays through depends on its version, which is known once it is installed.
+install_for_running() {
+    install_missing building running "$@"
+    ! pkg-config --exists "Qt6Multimedia < 6.5" 2>/dev/null || install_missing gstreamer
 }
 
 # list_missing PACKAGE...: those that are not installed, one a line.
