@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QByteArrayList>
+#include <QtEndian>
 
 /** Matroska files, built of their elements so that these can claim anything. */
 namespace matroska {
@@ -25,11 +26,13 @@ inline QByteArray number(int value)
     return QByteArray(1, static_cast<char>(value >> 8)) + static_cast<char>(value & 0xFF);
 }
 
-/** A track of mono 16-bit sound at 44,100 Hz. */
-inline QByteArray soundTrack(int index)
+/** A track of mono 16-bit sound. */
+inline QByteArray soundTrack(int index, double sampleRateHz = 44100.0)
 {
-    const QByteArray audio = element("E1", element("B5", QByteArray::fromHex("40E5888000000000")) +
-                                               element("9F", "\x01") + element("6264", "\x10"));
+    QByteArray rate(sizeof(sampleRateHz), '\0');
+    qToBigEndian(sampleRateHz, rate.data());
+    const QByteArray audio =
+        element("E1", element("B5", rate) + element("9F", "\x01") + element("6264", "\x10"));
     return element("AE", element("D7", number(index)) + element("73C5", number(index)) +
                              element("83", "\x02") + element("86", "A_PCM/INT/LIT") + audio);
 }

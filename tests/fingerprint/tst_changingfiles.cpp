@@ -186,7 +186,7 @@ void TestChangingFiles::fileThatChangesBetweenItsTwoReadersFails()
             QFile::link(path, path);
         } else if (change == u"a playlist") {
             media.write(QStringLiteral("swapped.flac"),
-                        "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\nswapped.flac\n");
+                        "ffconcat version 1.0\nfile swapped.flac\n");
         }
     });
     const Fingerprinted result = fingerprinted(path);

@@ -299,7 +299,11 @@ void TestFFmpegAudioReader::codecThatRefusesTheStreamIsReported()
     const QString path = media.write(QStringLiteral("three.wav"),
                                      waveFile(0x11, 3, 44100, 4, 1024, QByteArray(40960, 'x'),
                                               QByteArray("\x02\x00\xF9\x03", 4)));
-    QCOMPARE(openError(path), QByteArray("Could not open the codec (Invalid argument)"));
+    // FFmpeg 7 finds out earlier, and does not count the stream.
+    const QByteArray error = openError(path);
+    QVERIFY2(error == "Could not open the codec (Invalid argument)" ||
+                 error == "Could not find any audio stream in the file (Stream not found)",
+             error.constData());
 }
 
 void TestFFmpegAudioReader::sourceThatCannotBeConvertedIsReported()

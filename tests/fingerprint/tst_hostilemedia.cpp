@@ -30,7 +30,7 @@ private Q_SLOTS:
     void packetOfMoreThan16MibIsRefused_data();
     void packetOfMoreThan16MibIsRefused();
     void oneStreamOfAThousandIsRead();
-    void fileOfThousandsOfStreamsIsRefused();
+    void fileOfThousandsOfStreamsIsReadOrRefused();
     void streamThatChangesEverySecondIsFollowed_data();
     void streamThatChangesEverySecondIsFollowed();
 
@@ -145,13 +145,15 @@ void TestHostileMedia::headerOfAFewHertzIsRead_data()
 void TestHostileMedia::headerOfAFewHertzIsRead()
 {
     QFETCH(const int, rate);
-    const QByteArray samples = testmedia::samplesOf(kSecond).repeated(5);
+    // FFmpeg 7 reads such a file sample by sample, and each takes a buffer of output.
+    constexpr int kSamples = 20000;
+    const QByteArray samples = testmedia::samplesOf(kSecond).first(2 * kSamples);
     const Fingerprinted result = fingerprinted(
         media.write(QStringLiteral("slow.wav"), testmedia::wavFile(samples, rate, 1)));
     QCOMPARE(result.report.messages, QByteArrayList());
     QVERIFY(!result.words.isEmpty());
     QCOMPARE(result.sampleRateHz, rate);
-    QCOMPARE(qint64{result.durationMs}, qint64{5} * 44100 * 1000 / rate);
+    QCOMPARE(qint64{result.durationMs}, qint64{kSamples} * 1000 / rate);
 }
 
 void TestHostileMedia::headerOfRareChannelsIsReadOrRefused_data()
@@ -295,12 +297,15 @@ void TestHostileMedia::oneStreamOfAThousandIsRead()
     QVERIFY(!result.words.isEmpty());
 }
 
-void TestHostileMedia::fileOfThousandsOfStreamsIsRefused()
+/** FFmpeg 5 gives such a file up, FFmpeg 7 reads the first thousand. */
+void TestHostileMedia::fileOfThousandsOfStreamsIsReadOrRefused()
 {
     const Fingerprinted result =
         fingerprinted(media.write(QStringLiteral("thousands.mka"), fileOfStreams(5000)));
-    QCOMPARE(result.report.messages,
-             QByteArrayList{"Could not open the input file (Cannot allocate memory)"});
+    const bool isRefused =
+        result.report.messages.value(0).startsWith("Could not open the input file (");
+    const bool isRead = result.report.messages.isEmpty() && !result.words.isEmpty();
+    QVERIFY2(isRead || isRefused, result.report.messages.join(", ").constData());
 }
 
 void TestHostileMedia::streamThatChangesEverySecondIsFollowed_data()

@@ -203,6 +203,17 @@ void TestMediaInput::noFileTakesMoreThanAQuarterOfAGigabyte_data()
     QTest::newRow("recording of 4.5 GB") << media.writeSparse(
         QStringLiteral("wrapped.wav"), testmedia::wavFile(recording, 44100, 2), 4500000000);
     QTest::newRow("one hertz") << media.writeSparse(QStringLiteral("slow.wav"), slow, 600000044);
+    QTest::newRow("one hertz in large packets") << media.write(
+        QStringLiteral("slow.mka"),
+        matroska::file({matroska::soundTrack(1, 1.0)},
+                       QByteArrayList(600, matroska::soundBlock(0, QByteArray(100000, 0)))));
+    QByteArrayList tracks;
+    for (int index = 1; index <= 20000; ++index) {
+        tracks.append(matroska::soundTrack(index));
+    }
+    QTest::newRow("twenty thousand streams")
+        << media.write(QStringLiteral("thousands.mka"),
+                       matroska::file(tracks, {matroska::soundBlock(0, QByteArray(100000, 0))}));
 }
 
 void TestMediaInput::noFileTakesMoreThanAQuarterOfAGigabyte()

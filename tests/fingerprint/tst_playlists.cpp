@@ -41,6 +41,8 @@ private:
 
 namespace {
 
+constexpr auto kNoSound = "Could not find any audio stream in the file (Stream not found)";
+
 struct Kind
 {
     const char* name;
@@ -188,8 +190,10 @@ void TestPlaylists::playlistUnderAMediaNameIsRefusedAtOpen()
 {
     QFETCH(const QString, name);
     QFETCH(const QByteArray, content);
-    QCOMPARE(openError(media.write(name, content)),
-             QByteArray("Could not open the input file (Invalid argument)"));
+    const QByteArray error = openError(media.write(name, content));
+    // FFmpeg 7 takes no list for one that is not called so, and finds no sound in it.
+    QVERIFY2(error.startsWith("Could not open the input file (") || error == kNoSound,
+             error.constData());
 }
 
 void TestPlaylists::playlistUnderAMediaNameOpensNoOtherFile_data()
@@ -265,8 +269,7 @@ void TestPlaylists::pictureHasNoSoundAndIsOpenedAlone()
     QFETCH(const QByteArray, content);
     chromaprint::FFmpegAudioReader reader;
     QVERIFY(!reader.Open(media.write(name, content).toStdString()));
-    QCOMPARE(reading::errorOf(reader), QByteArray("Could not find any audio stream in the file "
-                                                  "(Stream not found)"));
+    QCOMPARE(reading::errorOf(reader), QByteArray(kNoSound));
     QCOMPARE(reader.ErrorCode(), AVERROR_STREAM_NOT_FOUND);
     openedAlone();
 }
