@@ -37,8 +37,8 @@ packages_for_demo=(ffmpeg xauth xvfb)
 # What the package depends on is read out of what is linked (dpkg-dev).
 packages_for_packaging=(dpkg-dev file gzip)
 # A fresh system, and a screen, a sound server and a hand on the mouse outside of it.
-packages_for_package_check=(
-    debootstrap ffmpeg imagemagick lintian openbox procps pulseaudio pulseaudio-utils xdotool xvfb
+packages_for_distribution_check=(
+    debootstrap ffmpeg git imagemagick openbox procps pulseaudio pulseaudio-utils xdotool xvfb
 )
 # A sound server that plays into nothing.
 packages_for_playback=(pulseaudio pulseaudio-utils)
@@ -61,7 +61,7 @@ packages_for_races=(
 )
 
 # install_missing PURPOSE...: installs what is missing of the packages for building, running, cli,
-# gstreamer, demo, packaging, package_check, playback, testing, linting, tidying or races. Where
+# gstreamer, demo, packaging, distribution_check, playback, testing, linting, tidying or races. Where
 # nothing is missing, it uses neither the package tools nor the network.
 install_missing() {
     local purpose needed=() missing=()

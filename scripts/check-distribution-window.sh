@@ -1,4 +1,4 @@
-# The part of check-package that uses the programs: a screen, a sound server that plays into nothing,
+# The part of check-distribution that uses the programs: a screen, a sound server that plays into nothing,
 # and a hand that types and clicks. Sourced by it.
 # shellcheck shell=bash disable=SC2154  # its variables and functions
 
@@ -49,7 +49,7 @@ await_window() {
 }
 picture() {
     sleep 1
-    import -window root "$pictures/$label-$1.png"
+    import -window root "$results/$label-$1.png"
 }
 # press KEY...: as typed into the window that has the focus.
 press() {

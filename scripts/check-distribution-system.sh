@@ -1,0 +1,69 @@
+# The part of check-distribution that makes the fresh system and runs commands in it. Sourced by it.
+# shellcheck shell=bash disable=SC2154  # its variables and functions
+
+# debian_sources: a line for each suite of $release, from where this system's apt gets its own.
+debian_sources() {
+    local own
+    own=$(. /etc/os-release && echo "$VERSION_CODENAME")
+    # shellcheck disable=SC2016  # apt fills them in
+    apt-get indextargets --format '$(ORIGIN) deb $(REPO_URI) $(RELEASE) $(COMPONENT)' \
+        'Created-By: Packages' | sort -u |
+        sed -n "s/^Debian \(deb .* \)$own\([^ ]* main\)\$/\1$release\2/p" | suites_of_release
+}
+# suites_of_release: keeps the suites that $release has. One that is still being made has only the
+# main one, whose index may be past its validity where the mirror is some days behind.
+suites_of_release() {
+    if [[ $release == forky ]]; then
+        sed -n 's/^deb \(.* forky main\)$/deb [check-valid-until=no] \1/p'
+    else
+        cat
+    fi
+}
+
+make_system() {
+    local mirror script=/usr/share/debootstrap/scripts/$release
+    mirror=$(debian_sources | sed -n "s/^deb .*\(http[^ ]*\) $release main\$/\1/p" | head -n 1)
+    [[ -n $mirror ]] || die "apt of this system has no mirror of Debian"
+    # This system's debootstrap need not know the release yet.
+    [[ -e $script ]] || script=${script%/*}/sid
+    logged debootstrap debootstrap --variant=minbase "$release" "$work/fresh" "$mirror" "$script"
+    debian_sources >"$work/fresh/etc/apt/sources.list"
+    cp /etc/resolv.conf "$work/fresh/etc/"
+    chroot "$work/fresh" apt-get update >/dev/null
+    chroot "$work/fresh" useradd --create-home --uid 1000 anna
+    mkdir -p "$work/fresh/run/user/1000"
+    chown 1000:1000 "$work/fresh/run/user/1000"
+    chmod 700 "$work/fresh/run/user/1000"
+    scripts/make-demo-collection "$work/fresh$home"
+    chown -R 1000:1000 "$work/fresh$home"
+}
+
+# enter_system: makes $root a copy of the fresh system, in which commands can run.
+enter_system() {
+    leave_system
+    rm -rf --one-file-system "$root"
+    cp -a "$work/fresh" "$root"
+    mount -t proc proc "$root/proc"
+    mount -t devpts devpts "$root/dev/pts"
+    # Some tests make file systems of their own.
+    [[ ! -e /dev/fuse ]] || mknod "$root/dev/fuse" c 10 229
+}
+leave_system() {
+    umount "$root/dev/pts" "$root/proc" 2>/dev/null || true
+}
+
+clone_tree() {
+    git clone --quiet --no-hardlinks "$project_dir" "$root$tree"
+    git -C "$root$tree" log -1 --format='Tried is %h, %s'
+}
+
+in_system() {
+    chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 HOME=/root \
+        DEBIAN_FRONTEND=noninteractive "$@"
+}
+# as_anna COMMAND...: as an ordinary user who sees the screen, and the sound server if $sound is set.
+as_anna() {
+    chroot --userspec=1000:1000 "$root" /usr/bin/env -i -C "$home" PATH=/usr/bin:/bin \
+        LC_ALL=C.UTF-8 HOME="$home" USER=anna XDG_RUNTIME_DIR=/run/user/1000 DISPLAY="$DISPLAY" \
+        ${sound:+PULSE_SERVER=unix:/run/sound} "$@"
+}
