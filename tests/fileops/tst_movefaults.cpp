@@ -230,6 +230,8 @@ void MoveFaultsTest::faultBetweenFileSystemsLeavesAllAsItWas_data()
                 << QByteArray(call) << QByteArray(landmark) << offset << QString::fromLatin1(error);
         }
     };
+    // The C library asks for an open file's status by a call of its own, or by that for names.
+    const bool hasFstat = m_without.trace.contains(" fstat(");
     row("target folder is opened", "openat", kTargetOpened, 0, {"EACCES", "EMFILE"});
     row("source is opened", "openat", kSourceOpened, 0, {"EACCES", "EMFILE", "EIO"});
     row("first read", "read", kSourceOpened, 0, {"EIO"});
@@ -241,8 +243,8 @@ void MoveFaultsTest::faultBetweenFileSystemsLeavesAllAsItWas_data()
     row("mode is set", "fchmod", kCopyCreated, 0, {"EIO", "EPERM"});
     row("times are set", "utimensat", kCopyCreated, 0, {"EIO", "EPERM"});
     row("copy is flushed", "fsync", kCopyCreated, 0, {"EIO", "ENOSPC"});
-    row("size is checked", "newfstatat", kFlushed, 0, {"EIO"});
-    row("source is checked", "newfstatat", kFlushed, 1, {"EIO"});
+    row("size is checked", hasFstat ? "fstat" : "newfstatat", kFlushed, 0, {"EIO"});
+    row("source is checked", "newfstatat", kFlushed, hasFstat ? 0 : 1, {"EIO"});
     row("copy is flushed with its name", "fsync", kNamed, 0, {"EIO", "ENOSPC"});
     row("copy is closed", "close", kNamed, 0, {"EIO", "ENOSPC"});
     row("source is removed", "unlinkat", kNamed, 0, {"EACCES", "EPERM", "EROFS", "EBUSY", "EIO"});

@@ -172,14 +172,14 @@ void TestFingerprintCollection::failureHasAReasonThatAPersonUnderstands_data()
     const char* const shorter = "too short: under 3 seconds";
     row("empty", content("empty.ogg", {}), "empty file (End of file)");
     row("empty, of a raw type", content("empty.sw", {}), "empty file");
-    row("something else", content("else.mp3", "no audio at all"),
-        "damaged, or not a media file (Invalid argument)");
+    // Where a reason ends with a parenthesis, what follows depends on the version of FFmpeg.
+    row("something else", content("else.mp3", "no audio at all"), "damaged, or not a media file (");
     row("damaged where it begins", content("noise.m4a", QByteArray(9000, 'x')),
         "damaged, or not a media file (Invalid data found when processing input)");
     row("damaged, of a format that is chosen by name", content("noise.flac", QByteArray(9000, 'x')),
         "no audio in it (Stream not found)");
     row("playlist", content("list.mp3", "#EXTM3U\n#EXT-X-TARGETDURATION:9\n#EXTINF:9,\na.mp3\n"),
-        "damaged, or not a media file (Invalid argument)");
+        "damaged, or not a media file (");
     row("picture",
         QFile::copy(media->makePicture(QStringLiteral("picture.png")),
                     media->filePath(QStringLiteral("picture.mp3")))
@@ -207,8 +207,11 @@ void TestFingerprintCollection::failureHasAReasonThatAPersonUnderstands()
     QFETCH(const QString, reason);
     QFETCH(const bool, tooShort);
     const Collection collection = fingerprintFiles({path}, {1, nullptr, {}, {}});
-    QCOMPARE(failuresOf(collection),
-             QStringList(QFileInfo(path).fileName() + QStringLiteral(": ") + reason));
+    const QString failure = failuresOf(collection).join(u'\n');
+    const QString line = QFileInfo(path).fileName() + QStringLiteral(": ") + reason;
+    const bool isOpen = reason.endsWith(u'(');
+    QVERIFY2(isOpen ? failure.startsWith(line) && failure.endsWith(u')') : failure == line,
+             qPrintable(failure));
     QCOMPARE(search::isTooShort(reason), tooShort);
 }
 
