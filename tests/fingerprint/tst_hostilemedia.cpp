@@ -41,6 +41,7 @@ private:
 namespace {
 
 constexpr auto kNoConverter = "Could not create an audio converter instance (Invalid argument)";
+constexpr auto kNoAudio = "Could not find any audio stream in the file (Stream not found)";
 constexpr int kKilobyte = 1024;
 
 const Tune kSecond = {.seed = 1, .seconds = 1.0, .sampleRateHz = 44100, .channels = 1};
@@ -159,25 +160,29 @@ void TestHostileMedia::headerOfAFewHertzIsRead()
 void TestHostileMedia::headerOfRareChannelsIsReadOrRefused_data()
 {
     QTest::addColumn<int>("channels");
-    QTest::addColumn<QByteArray>("message");
-    QTest::newRow("0") << 0
-                       << QByteArray("Could not find any audio stream in the file "
-                                     "(Stream not found)");
-    QTest::newRow("3") << 3 << QByteArray();
-    QTest::newRow("64") << 64 << QByteArray(kNoConverter);
-    QTest::newRow("65") << 65 << QByteArray(kNoConverter);
-    QTest::newRow("512") << 512 << QByteArray(kNoConverter);
-    QTest::newRow("65535") << 65535 << QByteArray("Could not open the codec (Invalid argument)");
+    QTest::addColumn<QByteArrayList>("messages");
+    const QByteArrayList read = {QByteArray()};
+    QTest::newRow("0") << 0 << QByteArrayList{kNoAudio};
+    QTest::newRow("3") << 3 << read;
+    QTest::newRow("64") << 64 << QByteArrayList{kNoConverter};
+    QTest::newRow("65") << 65 << QByteArrayList{kNoConverter};
+    QTest::newRow("512") << 512 << QByteArrayList{kNoConverter};
+    // FFmpeg 7 finds out earlier than FFmpeg 5, and does not count the stream.
+    QTest::newRow("65535") << 65535
+                           << QByteArrayList{"Could not open the codec (Invalid argument)",
+                                             kNoAudio};
 }
 
+/** One of the messages is reported; an empty one is of a file that is read. */
 void TestHostileMedia::headerOfRareChannelsIsReadOrRefused()
 {
     QFETCH(const int, channels);
-    QFETCH(const QByteArray, message);
+    QFETCH(const QByteArrayList, messages);
     const QByteArray samples = testmedia::samplesOf(kSecond).repeated(64);
     const Fingerprinted result = fingerprinted(
         media.write(QStringLiteral("channels.wav"), testmedia::wavFile(samples, 44100, channels)));
-    QCOMPARE(result.report.messages.value(0), message);
+    const QByteArray message = result.report.messages.value(0);
+    QVERIFY2(messages.contains(message), message.constData());
     QCOMPARE(result.words.isEmpty(), !message.isEmpty());
 }
 

@@ -170,8 +170,6 @@ void TestMediaInput::noFileTakesMoreThanAQuarterOfAGigabyte_data()
         << media.write(QStringLiteral("packet.mkv"),
                        matroska::file({matroska::soundTrack(1)},
                                       {matroska::soundBlock(0, QByteArray(120000000, 0))}));
-    QByteArray slow = testmedia::wavFile({}, 1, 1);
-    slow.replace(40, 4, QByteArray::fromHex("0046C323")); // says 600 MB
     const auto film = [&](const char* name, const char* size, const char* codec,
                           const char* arguments = "-preset ultrafast -frames:v 4") {
         const QString path = media.filePath(QString::fromLatin1(name));
@@ -202,8 +200,7 @@ void TestMediaInput::noFileTakesMoreThanAQuarterOfAGigabyte_data()
     const QByteArray recording = testmedia::samplesOf({.seed = 1, .seconds = 5.0});
     QTest::newRow("recording of 4.5 GB") << media.writeSparse(
         QStringLiteral("wrapped.wav"), testmedia::wavFile(recording, 44100, 2), 4500000000);
-    QTest::newRow("one hertz") << media.writeSparse(QStringLiteral("slow.wav"), slow, 600000044);
-    QTest::newRow("one hertz in large packets") << media.write(
+    QTest::newRow("one hertz") << media.write(
         QStringLiteral("slow.mka"),
         matroska::file({matroska::soundTrack(1, 1.0)},
                        QByteArrayList(600, matroska::soundBlock(0, QByteArray(100000, 0)))));
