@@ -1,5 +1,6 @@
 #include "app/mainwindow.h"
 
+#include "app/runstatus.h"
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
 #include "widgets/elidedtextdelegate.h"
@@ -94,6 +95,7 @@ MainWindow::MainWindow(QWidget* parent)
     ui->progressBar->setTextVisible(false);
     sizeColumns(ui->treeWidget->header());
     ui->treeWidget->setItemDelegate(new ElidedTextDelegate(this));
+    runStatus = new RunStatus(ui->statusbar, this);
 
     settings::writeMissingDefaults();
     // Brings the window to the front once the event loop runs.

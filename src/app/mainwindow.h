@@ -40,6 +40,7 @@ class QAudioOutput;
 class QCloseEvent;
 class QListWidget;
 class QTreeWidgetItem;
+class RunStatus;
 class SettingsDialog;
 class Ui_MainWindow;
 class deleteDialog;
@@ -221,6 +222,7 @@ private:
     /** How often a file that was just loaded may still be restarted; 0 once it is played. */
     int startsLeft = 0;
     QElapsedTimer sinceStart;
+    RunStatus* runStatus = nullptr;
     /** A long work list while a worker builds it. Errors: no value if memory is short. */
     QFuture<std::optional<QList<compare::IndexPair>>> pairsFuture;
     /**

@@ -1,5 +1,6 @@
 #include "app/mainwindow.h"
 
+#include "app/runstatus.h"
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
 #include "widgets/whenfinished.h"
@@ -52,6 +53,8 @@ void MainWindow::on_compareButton_clicked()
 
     state = QStringLiteral("comparing");
     ui->progressBar->setTextVisible(true);
+    runStatus->listing();
+    runStatus->warnOfThreshold(settings::similarityThreshold());
 
     const QList<QStringList> groups{foldersOf(ui->folderListGroupA),
                                     betweenGroups ? foldersOf(ui->folderListGroupB)
@@ -69,6 +72,7 @@ void MainWindow::resetAll()
     duplicates.clear();
     endRun();
     ui->statusbar->clearMessage();
+    runStatus->clear();
     resetPlayer();
     discardDeleteDialog();
 }

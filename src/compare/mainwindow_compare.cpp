@@ -1,5 +1,6 @@
 #include "app/mainwindow.h"
 
+#include "app/runstatus.h"
 #include "compare/recordsimilarity.h"
 #include "settings/settingsstore.h"
 #include "ui_mainwindow.h"
@@ -55,6 +56,8 @@ void MainWindow::compareAudioParallel()
     } else {
         fingerprintsSecond = fingerprintsFirst;
     }
+    runStatus->filesRead(fingerprintsFirst,
+                         betweenGroups ? fingerprintsSecond : QList<FingerprintRecord>());
     audioInfoMap = compare::buildAudioInfoMap(fingerprintsFirst, fingerprintsSecond);
 
     const qsizetype firstCount = fingerprintsFirst.size();
@@ -68,6 +71,9 @@ void MainWindow::compareAudioParallel()
         return;
     }
 
+    runStatus->comparing(0, pairCount);
+    // It can have been changed since the run began.
+    runStatus->warnOfThreshold(settings::similarityThreshold());
     const auto listPairs = [first = static_cast<int>(firstCount),
                             second = static_cast<int>(secondCount), betweenGroups,
                             stop = runStop.get_token()] {
@@ -107,9 +113,11 @@ void MainWindow::startComparison(const std::optional<QList<compare::IndexPair>>&
 void MainWindow::refuseComparison(qsizetype fileCount)
 {
     endRun();
-    ui->statusbar->showMessage(
+    const QString message =
         tr("%1 files are too many to compare at once. Compare fewer folders at a time.")
-            .arg(fileCount));
+            .arg(fileCount);
+    ui->statusbar->showMessage(message);
+    runStatus->finish(message);
 }
 
 void MainWindow::compareValueChanged(int value)
@@ -122,4 +130,5 @@ void MainWindow::compareValueChanged(int value)
     }
     const qint64 step = (value - minimum) * kProgressShare / (maximum - minimum);
     ui->progressBar->setValue(static_cast<int>(static_cast<double>(step) + kProgressStart));
+    runStatus->comparing(value - minimum, maximum - minimum);
 }

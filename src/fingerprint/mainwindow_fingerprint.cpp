@@ -1,5 +1,6 @@
 #include "app/mainwindow.h"
 
+#include "app/runstatus.h"
 #include "fingerprint/audiofilediscovery.h"
 #include "fingerprint/filelists.h"
 #include "fingerprint/fingerprintcalculation.h"
@@ -92,6 +93,7 @@ void MainWindow::startFingerprintRuns(const QStringList& listA, const QStringLis
             &threadPool, files, &MainWindow::calcSingleFingerprint, &MainWindow::collectFingerprint,
             QtConcurrent::UnorderedReduce | QtConcurrent::SequentialReduce);
     };
+    runStatus->reading(0, listA.size() + listB.size());
     fingerprintFuture1 = start(listA);
     fingerprintFuture2 = start(listB);
     startWatching(fingerprintWatcher1, fingerprintFuture1);
@@ -127,5 +129,6 @@ void MainWindow::fpValueChanged(int /*value*/)
     if (range > 0) {
         ui->progressBar->setValue(
             static_cast<int>((first.done + second.done) * kProgressShare / range));
+        runStatus->reading(first.done + second.done, range);
     }
 }

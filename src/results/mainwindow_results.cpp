@@ -1,5 +1,6 @@
 #include "app/mainwindow.h"
 
+#include "app/runstatus.h"
 #include "results/duplicatefilter.h"
 #include "results/rowtexts.h"
 #include "ui_mainwindow.h"
@@ -19,6 +20,7 @@ void MainWindow::showComparisonResults()
     ui->treeWidget->expandAll();
 
     endRun();
+    runStatus->finish(ui->duplicateFoundLabel->text());
 }
 
 void MainWindow::noDuplicateFilesFound()
@@ -29,6 +31,7 @@ void MainWindow::noDuplicateFilesFound()
     state = QStringLiteral("idle");
     ui->progressBar->setTextVisible(false);
     ui->progressBar->setValue(0);
+    runStatus->finish(ui->duplicateFoundLabel->text());
 }
 
 /** The top-level rows with their children, not yet in a view; counts the children. */

@@ -1,23 +1,10 @@
 #include "widgets/elidedtextdelegate.h"
 
+#include "widgets/plaintooltip.h"
+
 #include <QAbstractItemView>
-#include <QFontMetrics>
 #include <QHelpEvent>
-#include <QScreen>
 #include <QToolTip>
-
-namespace {
-
-/** \a text on one line, or on several where the screen is narrower; its spaces as they are. */
-QString asToolTip(const QString& text, const QWidget& widget)
-{
-    const bool fits = QFontMetrics(QToolTip::font()).horizontalAdvance(text) <
-                      widget.screen()->availableSize().width() * 9 / 10;
-    return QStringLiteral("<p style='white-space:%1'>%2</p>")
-        .arg(fits ? QStringLiteral("pre") : QStringLiteral("pre-wrap"), text.toHtmlEscaped());
-}
-
-} // namespace
 
 bool ElidedTextDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view,
                                    const QStyleOptionViewItem& option, const QModelIndex& index)
@@ -27,6 +14,6 @@ bool ElidedTextDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view,
         return QStyledItemDelegate::helpEvent(event, view, option, index);
     }
     const QString text = index.data(Qt::DisplayRole).toString();
-    QToolTip::showText(event->globalPos(), asToolTip(text, *view), view, option.rect);
+    QToolTip::showText(event->globalPos(), plainToolTip(text, *view), view, option.rect);
     return true;
 }
