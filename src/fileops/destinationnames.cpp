@@ -5,15 +5,20 @@
 
 namespace fileops {
 
+QString destinationName(const QString& source, const QString& marker, qsizetype number)
+{
+    const QFileInfo name(source);
+    return name.baseName() + marker + QString::number(number) + u'.' + name.suffix();
+}
+
 QString destinationPath(const QString& directory, const QString& source, const QString& marker,
                         qsizetype number)
 {
-    const QFileInfo name(source);
     QString path = directory;
     if (!path.endsWith(QDir::separator())) {
         path += QDir::separator();
     }
-    return path + name.baseName() + marker + QString::number(number) + u'.' + name.suffix();
+    return path + destinationName(source, marker, number);
 }
 
 QList<SourceAndDestination> withDestinations(const QStringList& sources, const QString& directory,

@@ -12,4 +12,6 @@ struct DuplicateRow
     QString reference = {};
     /** Whether the reference exists, so that deleting \a path leaves a copy. */
     bool isReferenceThere = true;
+    /** How similar it is to the reference, in percent. */
+    int similarity = 0;
 };

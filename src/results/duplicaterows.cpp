@@ -14,8 +14,8 @@ QList<DuplicateRow> duplicateRows(const DuplicateMap& duplicates)
         const QString& reference = entry.key();
         for (const auto& [path, similarity] : entry.value()) {
             if (QFile::exists(path)) {
-                rows.append(
-                    {path, keptFiles.nameOf(path), reference, keptFiles.isThere(reference)});
+                rows.append({path, keptFiles.nameOf(path), reference, keptFiles.isThere(reference),
+                             similarity});
             }
         }
     }
