@@ -39,6 +39,8 @@ class AboutDialog;
 class QAudioOutput;
 class QCloseEvent;
 class QListWidget;
+class QMenu;
+class QModelIndex;
 class QTreeWidgetItem;
 class RunStatus;
 class SettingsDialog;
@@ -171,6 +173,9 @@ private:
 
     // Results (mainwindow_results.cpp)
     QList<QTreeWidgetItem*> resultRows(qsizetype& duplicateCount);
+    void setUpResults();
+    void fillResultMenu(QMenu& menu, const QModelIndex& row);
+    QStringList selectedResults() const;
 
     // Delete, move, copy (mainwindow_fileops.cpp)
     void openDeleteDialog(const QString& operation);

@@ -2,6 +2,7 @@
 
 #include "app/sliderclick.h"
 #include "ui_mainwindow.h"
+#include "widgets/computedtooltip.h"
 
 #include <QAudioOutput>
 #include <QShortcut>
@@ -188,6 +189,7 @@ void MainWindow::connectPlayer()
         }
     });
     sliderClick::movesHandleToPointer(ui->audioSlider);
+    computedToolTip::shows(ui->audioSlider, [this] { return player->source().toLocalFile(); });
     // The keys for what a double-click does.
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
         auto* shortcut = new QShortcut(key, ui->treeWidget);

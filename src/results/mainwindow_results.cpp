@@ -4,6 +4,19 @@
 #include "results/duplicatefilter.h"
 #include "results/rowtexts.h"
 #include "ui_mainwindow.h"
+#include "widgets/contextmenu.h"
+#include "widgets/copykey.h"
+#include "widgets/desktop.h"
+
+#include <QMenu>
+#include <QPersistentModelIndex>
+#include <QTreeWidgetItemIterator>
+
+namespace {
+
+constexpr int kNameColumn = 0;
+
+} // namespace
 
 void MainWindow::showComparisonResults()
 {
@@ -50,4 +63,40 @@ QList<QTreeWidgetItem*> MainWindow::resultRows(qsizetype& duplicateCount)
         rows.append(row);
     }
     return rows;
+}
+
+void MainWindow::setUpResults()
+{
+    ui->treeWidget->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    copyKey::copiesPaths(ui->treeWidget, [this] { return selectedResults(); });
+    contextMenu::opensOnRows(
+        ui->treeWidget, [this](QMenu& menu, const QModelIndex& row) { fillResultMenu(menu, row); });
+}
+
+void MainWindow::fillResultMenu(QMenu& menu, const QModelIndex& row)
+{
+    // A run that starts meanwhile takes the rows away.
+    const QPersistentModelIndex played(row);
+    connect(menu.addAction(tr("Play")), &QAction::triggered, this, [this, played] {
+        if (played.isValid()) {
+            on_treeWidget_itemDoubleClicked(ui->treeWidget->itemFromIndex(played), kNameColumn);
+        }
+    });
+    const QString path = row.siblingAtColumn(kNameColumn).data().toString();
+    connect(menu.addAction(tr("Open folder")), &QAction::triggered, this,
+            [path] { desktop::showFile(path); });
+    const QStringList paths = selectedResults();
+    connect(menu.addAction(paths.size() > 1 ? tr("Copy paths") : tr("Copy path")),
+            &QAction::triggered, this, [paths] { desktop::copyPaths(paths); });
+}
+
+/** The paths of the selected rows, from top to bottom. */
+QStringList MainWindow::selectedResults() const
+{
+    QStringList paths;
+    for (QTreeWidgetItemIterator each(ui->treeWidget, QTreeWidgetItemIterator::Selected);
+         *each != nullptr; ++each) {
+        paths.append((*each)->text(kNameColumn));
+    }
+    return paths;
 }
