@@ -95,6 +95,7 @@ MainWindow::MainWindow(QWidget* parent)
     ui->progressBar->setTextVisible(false);
     sizeColumns(ui->treeWidget->header());
     ui->treeWidget->setItemDelegate(new ElidedTextDelegate(this));
+    setUpGroups();
     setUpResults();
     runStatus = new RunStatus(ui->statusbar, this);
 

@@ -145,6 +145,7 @@ private:
     void connectStages();
 
     // Folder groups (mainwindow_groups.cpp)
+    void setUpGroups();
     ComparisonMode comparisonMode() const;
     void addFolder(QListWidget* list);
     static void removeCurrentFolder(QListWidget* list);

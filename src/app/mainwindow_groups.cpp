@@ -1,8 +1,10 @@
 #include "app/mainwindow.h"
 
+#include "app/folderdrop.h"
 #include "ui_mainwindow.h"
 
 #include <QFileDialog>
+#include <QShortcut>
 
 void MainWindow::on_addFolderButtonGroupA_clicked()
 {
@@ -39,6 +41,17 @@ void MainWindow::newComparison()
     ui->folderListGroupB->clear();
     ui->treeWidget->clear();
     ui->duplicateFoundLabel->hide();
+}
+
+void MainWindow::setUpGroups()
+{
+    for (QListWidget* list : {ui->folderListGroupA, ui->folderListGroupB}) {
+        folderDrop::accepts(list, [list](const QStringList& folders) { list->addItems(folders); });
+        auto* shortcut = new QShortcut(Qt::Key_Delete, list);
+        shortcut->setContext(Qt::WidgetShortcut);
+        shortcut->setAutoRepeat(false); // a held key would empty the list
+        connect(shortcut, &QShortcut::activated, list, [list] { removeCurrentFolder(list); });
+    }
 }
 
 ComparisonMode MainWindow::comparisonMode() const
