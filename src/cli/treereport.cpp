@@ -2,16 +2,63 @@
 #include "fingerprint/fingerprintcalculation.h"
 #include "results/rowtexts.h"
 
+#include <QDateTime>
+
 namespace cli {
 
 namespace {
+
+QString secondsText(qint64 durationMs)
+{
+    return QString::number(static_cast<double>(durationMs) / 1000, 'f', 1);
+}
+
+/** What is known of the codec, size and time of a file, for the end of its line. */
+QString properties(const fingerprint::FileFacts& facts)
+{
+    QStringList known;
+    if (!facts.codec.isEmpty()) {
+        known << (facts.container.isEmpty()
+                      ? facts.codec
+                      : QStringLiteral("%1 in %2").arg(facts.codec, facts.container))
+              << (facts.isLossless ? QStringLiteral("lossless") : QStringLiteral("lossy"));
+    }
+    if (facts.bitsPerSample > 0) {
+        known << QStringLiteral("%1 bit").arg(facts.bitsPerSample);
+    }
+    if (facts.bitRate > 0) {
+        known << QStringLiteral("%1 bit/s").arg(facts.bitRate);
+    }
+    if (facts.sizeBytes > 0) {
+        known << QStringLiteral("%1 bytes").arg(facts.sizeBytes)
+              << QDateTime::fromMSecsSinceEpoch(facts.modifiedMs)
+                     .toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+    }
+    return known.isEmpty() ? QString()
+                           : QStringLiteral("  [%1]").arg(known.join(QStringLiteral("; ")));
+}
+
+QString partialMark(const fingerprint::FileFacts& facts)
+{
+    QStringList reasons;
+    if (facts.statedMs >= 0 && facts.decodedMs >= 0) {
+        reasons << QStringLiteral("%1 of %2 s")
+                       .arg(secondsText(facts.decodedMs), secondsText(facts.statedMs));
+    }
+    if (!facts.breakReason.isEmpty()) {
+        reasons << printable(facts.breakReason);
+    }
+    return reasons.isEmpty()
+               ? QStringLiteral("  [partial]")
+               : QStringLiteral("  [partial: %1]").arg(reasons.join(QStringLiteral("; ")));
+}
 
 /** What speaks against a file, for the end of its line. */
 QString marks(const fingerprint::FileFacts& facts)
 {
     QString text;
     if (facts.completeness == fingerprint::Completeness::Partial) {
-        text += QStringLiteral("  [partial]");
+        text += partialMark(facts);
     }
     if (facts.isFeatureless) {
         text += QStringLiteral("  [featureless]");
@@ -25,7 +72,8 @@ QByteArray line(const QStringList& cells, const QString& indentation,
 {
     return QStringLiteral("%1%2  %3  %4 Hz  %5 ch  %6%7\n")
         .arg(indentation, cells.at(1).rightJustified(4), cells.at(2), cells.at(3).rightJustified(6),
-             cells.at(4).rightJustified(2), printable(cells.at(0)), marks(facts))
+             cells.at(4).rightJustified(2), printable(cells.at(0)),
+             properties(facts) + marks(facts))
         .toUtf8();
 }
 

@@ -2,6 +2,7 @@
 #include "schemavalidation.h"
 
 #include <QBuffer>
+#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -157,7 +158,9 @@ class TestReport : public QObject
 
 private Q_SLOTS:
     void treeListsDuplicatesBelowTheirReference();
-    void treeMarksWhatSpeaksAgainstAFile();
+    void treeHasWhatIsKnownOfEachFile();
+    void treeLeavesOutWhatIsNotKnown_data();
+    void treeLeavesOutWhatIsNotKnown();
     void treeOfNothingSaysSo();
     void tooShortIsCountedApart();
     void whatSteersATerminalIsShownAsAQuestionMark_data();
@@ -197,26 +200,74 @@ void TestReport::treeListsDuplicatesBelowTheirReference()
                                "1 .wv file was not searched: --ext +wv\n"));
 }
 
-void TestReport::treeMarksWhatSpeaksAgainstAFile()
+void TestReport::treeHasWhatIsKnownOfEachFile()
 {
-    QCOMPARE(
-        QString::fromUtf8(written(sampleWithFacts(), Format::Tree)),
-        QString::fromUtf8("      00:03:45   44100 Hz   2 ch  /m/a.flac\n"
-                          "     97%  00:03:46   48000 Hz   1 ch  /m/b, \"live\".mp3  [partial]\n"
-                          "    100%  00:00:00  192000 Hz  16 ch  /m/line?break.ogg  [featureless]\n"
-                          "\n"
-                          "      01:02:03    8000 Hz   2 ch  /m/ünï \U0001F3B5.wav  [partial]  "
-                          "[featureless]\n"
-                          "     70%  01:02:00    8000 Hz   2 ch  /m/z.wav\n"
-                          "\n"
-                          "3 duplicate audio files found.\n"
-                          "Files that could not be read as audio: 1\n"
-                          "Files of which only a part could be read: 2\n"
-                          "Files read by an older version, which may be incomplete: 1\n"
-                          "Files searched: 6\n"
-                          "Files and folders skipped, which --verbose names: 1\n"
-                          "30 .opus files were not searched: --ext +opus\n"
-                          "1 .wv file was not searched: --ext +wv\n"));
+    const QByteArray written = ::written(sampleWithFacts(), Format::Tree);
+    const QString properties =
+        QStringLiteral("  [alac in mov,mp4,m4a,3gp,3g2,mj2; lossless; 24 bit; 5000000000 bit/s; "
+                       "9007199254740991 bytes; %1]")
+            .arg(QDateTime::fromMSecsSinceEpoch(1234567890123)
+                     .toString(Qt::ISODate)
+                     .replace(u'T', u' '));
+    const QString partial =
+        QStringLiteral("  [partial: 225.9 of 225.9 s; Error decoding the audio source (Invalid, "
+                       "data)]");
+    QCOMPARE(QString::fromUtf8(written),
+             QStringLiteral("      00:03:45   44100 Hz   2 ch  /m/a.flac%1\n"
+                            "     97%  00:03:46   48000 Hz   1 ch  /m/b, \"live\".mp3%1%2\n"
+                            "    100%  00:00:00  192000 Hz  16 ch  /m/line?break.ogg%1"
+                            "  [featureless]\n"
+                            "\n"
+                            "      01:02:03    8000 Hz   2 ch  /m/ünï \U0001F3B5.wav%1%2"
+                            "  [featureless]\n"
+                            "     70%  01:02:00    8000 Hz   2 ch  /m/z.wav\n"
+                            "\n"
+                            "3 duplicate audio files found.\n"
+                            "Files that could not be read as audio: 1\n"
+                            "Files of which only a part could be read: 2\n"
+                            "Files read by an older version, which may be incomplete: 1\n"
+                            "Files searched: 6\n"
+                            "Files and folders skipped, which --verbose names: 1\n"
+                            "30 .opus files were not searched: --ext +opus\n"
+                            "1 .wv file was not searched: --ext +wv\n")
+                 .arg(properties, partial));
+}
+
+void TestReport::treeLeavesOutWhatIsNotKnown_data()
+{
+    QTest::addColumn<fingerprint::FileFacts>("facts");
+    QTest::addColumn<QString>("end");
+    fingerprint::FileFacts facts;
+    QTest::newRow("nothing is known") << facts << QString();
+    facts.codec = QStringLiteral("mp3");
+    QTest::newRow("codec alone") << facts << QStringLiteral("  [mp3; lossy]");
+    facts.container = QStringLiteral("avi");
+    facts.bitRate = 128000;
+    QTest::newRow("no size of samples")
+        << facts << QStringLiteral("  [mp3 in avi; lossy; 128000 bit/s]");
+    facts.completeness = Completeness::Partial;
+    facts.decodedMs = 61240;
+    QTest::newRow("partial, of unknown length")
+        << facts << QStringLiteral("  [mp3 in avi; lossy; 128000 bit/s]  [partial]");
+    facts.statedMs = 3600000;
+    QTest::newRow("partial, without an error")
+        << facts
+        << QStringLiteral("  [mp3 in avi; lossy; 128000 bit/s]  [partial: 61.2 of 3600.0 s]");
+    facts.statedMs = -1;
+    facts.breakReason = QStringLiteral("no \x1b[31mdata");
+    QTest::newRow("partial, with an error")
+        << facts << QStringLiteral("  [mp3 in avi; lossy; 128000 bit/s]  [partial: no ?[31mdata]");
+}
+
+void TestReport::treeLeavesOutWhatIsNotKnown()
+{
+    QFETCH(const fingerprint::FileFacts, facts);
+    QFETCH(const QString, end);
+    Report report = sampleReport();
+    report.facts = {{QStringLiteral("/m/a.flac"), facts}};
+    const QByteArray tree = written(report, Format::Tree);
+    QVERIFY2(tree.startsWith("      00:03:45   44100 Hz   2 ch  /m/a.flac" + end.toUtf8() + '\n'),
+             tree.constData());
 }
 
 void TestReport::treeOfNothingSaysSo()
