@@ -1,4 +1,5 @@
 #include "results/duplicatefilter.h"
+#include "support/letterpairs.h"
 
 #include <QTest>
 
@@ -6,24 +7,13 @@
 
 using namespace Qt::StringLiterals;
 
+using support::letterPairs;
+
 namespace {
 
 QString letter(int index)
 {
     return {QChar(u'A' + index)};
-}
-
-/** "A:BC D:E" as a map whose similarities are all 90. */
-DuplicateMap map(const char* text)
-{
-    DuplicateMap result;
-    const QStringList entries = QString::fromLatin1(text).split(u' ', Qt::SkipEmptyParts);
-    for (const QString& entry : entries) {
-        for (const QChar path : entry.mid(2)) {
-            result[entry.left(1)].append({QString(path), 90});
-        }
-    }
-    return result;
 }
 
 /** The rule word by word, with the plain list of seen paths. */
@@ -72,15 +62,19 @@ void TestDuplicateFilter::listsEveryPathOnce_data()
 {
     QTest::addColumn<DuplicateMap>("duplicates");
     QTest::addColumn<DuplicateMap>("shown");
-    QTest::newRow("nothing") << map("") << map("");
-    QTest::newRow("all alike: B is no second reference") << map("A:BC B:C") << map("A:BC");
-    QTest::newRow("A-B, B-C: C is nowhere") << map("A:B B:C") << map("A:B");
-    QTest::newRow("C was listed under A, so D has nothing left") << map("A:C D:C") << map("A:C");
-    QTest::newRow("the seen one alone is left out") << map("A:C D:CE") << map("A:C D:E");
-    QTest::newRow("a file that equals its own key") << map("A:A") << map("");
-    QTest::newRow("the key itself among others") << map("A:BAC") << map("A:BC");
-    QTest::newRow("a dropped key is not seen") << map("A:A B:A") << map("B:A");
-    QTest::newRow("a path twice in one list stays twice") << map("A:BB") << map("A:BB");
+    QTest::newRow("nothing") << letterPairs("") << letterPairs("");
+    QTest::newRow("all alike: B is no second reference")
+        << letterPairs("A:BC B:C") << letterPairs("A:BC");
+    QTest::newRow("A-B, B-C: C is nowhere") << letterPairs("A:B B:C") << letterPairs("A:B");
+    QTest::newRow("C was listed under A, so D has nothing left")
+        << letterPairs("A:C D:C") << letterPairs("A:C");
+    QTest::newRow("the seen one alone is left out")
+        << letterPairs("A:C D:CE") << letterPairs("A:C D:E");
+    QTest::newRow("a file that equals its own key") << letterPairs("A:A") << letterPairs("");
+    QTest::newRow("the key itself among others") << letterPairs("A:BAC") << letterPairs("A:BC");
+    QTest::newRow("a dropped key is not seen") << letterPairs("A:A B:A") << letterPairs("B:A");
+    QTest::newRow("a path twice in one list stays twice")
+        << letterPairs("A:BB") << letterPairs("A:BB");
 }
 
 void TestDuplicateFilter::listsEveryPathOnce()
@@ -127,13 +121,17 @@ void TestDuplicateFilter::visitsReferencesInTheOrderGiven_data()
     QTest::addColumn<DuplicateMap>("duplicates");
     QTest::addColumn<QString>("references");
     QTest::addColumn<DuplicateMap>("shown");
-    QTest::newRow("C is the best, A would have B") << map("A:B C:AB") << u"CAB"_s << map("C:AB");
-    QTest::newRow("C and A would both have B") << map("A:BD C:B") << u"CA"_s << map("A:D C:B");
-    QTest::newRow("the order of the paths") << map("A:B C:AB") << u"ABC"_s << map("A:B");
-    QTest::newRow("those without entries are passed over") << map("A:B") << u"XBA"_s << map("A:B");
+    QTest::newRow("C is the best, A would have B")
+        << letterPairs("A:B C:AB") << u"CAB"_s << letterPairs("C:AB");
+    QTest::newRow("C and A would both have B")
+        << letterPairs("A:BD C:B") << u"CA"_s << letterPairs("A:D C:B");
+    QTest::newRow("the order of the paths")
+        << letterPairs("A:B C:AB") << u"ABC"_s << letterPairs("A:B");
+    QTest::newRow("those without entries are passed over")
+        << letterPairs("A:B") << u"XBA"_s << letterPairs("A:B");
     QTest::newRow("those that are not named are left out")
-        << map("A:B C:D") << u"C"_s << map("C:D");
-    QTest::newRow("named twice") << map("A:B") << u"AA"_s << map("A:B");
+        << letterPairs("A:B C:D") << u"C"_s << letterPairs("C:D");
+    QTest::newRow("named twice") << letterPairs("A:B") << u"AA"_s << letterPairs("A:B");
 }
 
 void TestDuplicateFilter::visitsReferencesInTheOrderGiven()

@@ -2,6 +2,7 @@
 #include "search/duplicatesearch.h"
 #include "search/keptreferences.h"
 #include "support/fingerprintwords.h"
+#include "support/letterpairs.h"
 
 #include <QSet>
 #include <QTest>
@@ -16,6 +17,7 @@ using search::Candidates;
 using search::KeepCandidate;
 using search::KeepRule;
 using search::KeptReferences;
+using support::letterPairs;
 using Kind = search::KeepRule::Kind;
 
 using FilesByPath = QHash<QString, KeepCandidate>;
@@ -24,19 +26,6 @@ using Records = QList<FingerprintRecord>;
 namespace {
 
 constexpr int kThreshold = 50;
-
-/** "A:BC D:E" as a map whose similarities are all 90. */
-DuplicateMap map(const char* text)
-{
-    DuplicateMap result;
-    const QStringList entries = QString::fromLatin1(text).split(u' ', Qt::SkipEmptyParts);
-    for (const QString& entry : entries) {
-        for (const QChar path : entry.mid(2)) {
-            result[entry.left(1)].append({QString(path), 90});
-        }
-    }
-    return result;
-}
 
 /** \a found by size alone; \a bestFirst names all files, the largest first. */
 KeptReferences keptBySize(const DuplicateMap& found, const QString& bestFirst,
@@ -111,18 +100,20 @@ void TestKeptReferences::referenceIsTheBestOfItsGroup_data()
     QTest::addColumn<QString>("bestFirst");
     QTest::addColumn<DuplicateMap>("duplicates");
     QTest::addColumn<DuplicateMap>("shown");
-    QTest::newRow("nothing") << map("") << u""_s << map("") << map("");
+    QTest::newRow("nothing") << letterPairs("") << u""_s << letterPairs("") << letterPairs("");
     QTest::newRow("already the best")
-        << map("A:BC B:C") << u"ABC"_s << map("A:BC B:C") << map("A:BC");
+        << letterPairs("A:BC B:C") << u"ABC"_s << letterPairs("A:BC B:C") << letterPairs("A:BC");
     QTest::newRow("last path is the best")
-        << map("A:BC B:C") << u"CAB"_s << map("A:B C:AB") << map("C:AB");
+        << letterPairs("A:BC B:C") << u"CAB"_s << letterPairs("A:B C:AB") << letterPairs("C:AB");
     QTest::newRow("in the reverse order of paths")
-        << map("A:BC B:C") << u"CBA"_s << map("B:A C:AB") << map("C:AB");
+        << letterPairs("A:BC B:C") << u"CBA"_s << letterPairs("B:A C:AB") << letterPairs("C:AB");
     QTest::newRow("two that are not alike: the better one takes the third")
-        << map("A:C B:C") << u"BAC"_s << map("A:C B:C") << map("B:C");
+        << letterPairs("A:C B:C") << u"BAC"_s << letterPairs("A:C B:C") << letterPairs("B:C");
     QTest::newRow("best of a chain, and what is left of it")
-        << map("A:B B:C C:D") << u"BDCA"_s << map("B:AC D:C") << map("B:AC");
-    QTest::newRow("two groups") << map("A:B C:D") << u"DBCA"_s << map("B:A D:C") << map("B:A D:C");
+        << letterPairs("A:B B:C C:D") << u"BDCA"_s << letterPairs("B:AC D:C")
+        << letterPairs("B:AC");
+    QTest::newRow("two groups") << letterPairs("A:B C:D") << u"DBCA"_s << letterPairs("B:A D:C")
+                                << letterPairs("B:A D:C");
 }
 
 void TestKeptReferences::referenceIsTheBestOfItsGroup()
@@ -146,22 +137,22 @@ void TestKeptReferences::filesThatNoPairLinksDoNotCount()
         return file;
     };
     const auto kept = [&fileAt](const char* found) {
-        return search::keepBest(map(found), {{Kind::BitRate}, {Kind::Size}}, Candidates::All,
-                                fileAt)
+        return search::keepBest(letterPairs(found), {{Kind::BitRate}, {Kind::Size}},
+                                Candidates::All, fileAt)
             .duplicates;
     };
-    QCOMPARE(kept("A:Z B:C"), map("A:Z B:C"));
+    QCOMPARE(kept("A:Z B:C"), letterPairs("A:Z B:C"));
     // Linked by Z, they are in a circle, and the size gives way to the bit rate.
-    QCOMPARE(kept("A:Z B:CZ"), map("A:Z B:Z C:B"));
+    QCOMPARE(kept("A:Z B:CZ"), letterPairs("A:Z B:Z C:B"));
 }
 
 void TestKeptReferences::keysOfTheFirstGroupStayKeys()
 {
-    const DuplicateMap found = map("A:YZ B:Z C:Y");
+    const DuplicateMap found = letterPairs("A:YZ B:Z C:Y");
     const KeptReferences kept = keptBySize(found, u"ZYCBA"_s, Candidates::FirstGroup);
     QCOMPARE(kept.duplicates, found);
     QCOMPARE(kept.bestFirst, QStringList({u"C"_s, u"B"_s, u"A"_s}));
-    QCOMPARE(results::filterForDisplay(kept.duplicates, kept.bestFirst), map("B:Z C:Y"));
+    QCOMPARE(results::filterForDisplay(kept.duplicates, kept.bestFirst), letterPairs("B:Z C:Y"));
 }
 
 void TestKeptReferences::resultIsThatOfAComparisonBestFirst_data()
