@@ -51,8 +51,8 @@ public:
      * user can tick each by itself, but not among several. Without rows the list stays empty.
      *
      * References are checked again before "All" ticks the rows, or several are ticked together, and
-     * duplicates of missing ones are held back. Before files are deleted or moved, so are rows that are now another name of a
-     * reference, and those whose reference is ticked under another name.
+     * duplicates of missing ones are held back. Before files are deleted or moved, so are rows that
+     * are now another name of a reference, and those whose reference is ticked under another name.
      *
      * The count label is as if the rows had been added one by one. The cost is linear in their
      * number. Returns the number of ticked rows without "All".

@@ -112,6 +112,8 @@ void TestKeptReferences::referenceIsTheBestOfItsGroup_data()
     QTest::newRow("best of a chain, and what is left of it")
         << letterPairs("A:B B:C C:D") << u"BDCA"_s << letterPairs("B:AC D:C")
         << letterPairs("B:AC");
+    QTest::newRow("found in another order than that of the paths")
+        << letterPairs("A:CB") << u"ABC"_s << letterPairs("A:BC") << letterPairs("A:BC");
     QTest::newRow("two groups") << letterPairs("A:B C:D") << u"DBCA"_s << letterPairs("B:A D:C")
                                 << letterPairs("B:A D:C");
 }
