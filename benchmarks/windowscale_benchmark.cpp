@@ -71,6 +71,7 @@ void measureSteps(MainWindow& window, int fileCount)
     double listed = 0.0;
     double fingerprinted = 0.0;
     double compared = 0.0;
+    qint64 stallUntilComparedMs = 0;
     StallMeter meter;
     QElapsedTimer timer;
     QObject::connect(
@@ -78,6 +79,7 @@ void measureSteps(MainWindow& window, int fileCount)
         [&](int value) {
             double& moment = value >= 100 ? compared : value >= 80 ? fingerprinted : listed;
             moment = moment == 0.0 && value > 0 ? secondsOf(timer) : moment;
+            stallUntilComparedMs = meter.longestMs();
         });
     benchmarks::compareWithinGroup(window, folder.path());
     timer.start();
@@ -97,8 +99,9 @@ void measureSteps(MainWindow& window, int fileCount)
                 "comparing)\n",
                 settingsRead * 1e6, settingsRead * pairs,
                 100.0 * settingsRead * pairs / (compared - fingerprinted));
-    std::printf("longest stall of the window     %lld ms\n",
-                static_cast<long long>(meter.longestMs()));
+    std::printf("longest stall of the window     %lld ms (%lld ms until all was compared)\n",
+                static_cast<long long>(meter.longestMs()),
+                static_cast<long long>(stallUntilComparedMs));
     std::printf("peak memory                     %ld MiB\n", peakMemoryMib());
 }
 
