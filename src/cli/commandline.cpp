@@ -1,14 +1,12 @@
 #include "cli/commandline.h"
 
 #include "cli/applyparser.h"
-#include "cli/exclusion.h"
+#include "cli/fileoptionparser.h"
 #include "cli/keeprules.h"
-#include "cli/optionparser.h"
 #include "cli/report.h"
+#include "cli/storeparser.h"
 #include "compare/similarity.h"
 #include "settings/settingsstore.h"
-
-#include <QThread>
 
 #include <algorithm>
 #include <array>
@@ -17,9 +15,6 @@ namespace cli {
 
 namespace {
 
-/** More than any machine has cores. Each thread holds a file open, and those are limited. */
-constexpr int kMostThreads = 512;
-
 /** The most that fits into milliseconds of 31 bits, rounded down: more than three weeks. */
 constexpr int kLongestSeconds = 2'000'000;
 
@@ -27,9 +22,10 @@ constexpr auto kUsage = "Usage: quorvel-cli [options] FOLDER...";
 
 constexpr auto kEndOfHelp =
     "\nCommands, as the first argument (a folder of such a name is given as ./apply):\n"
-    "  search   This search; may be left out.\n"
-    "  apply    Moves the duplicates of a result elsewhere: quorvel-cli apply --help\n"
-    "  undo     Moves them back: quorvel-cli undo --help\n"
+    "  search       This search; may be left out.\n"
+    "  fingerprint  Fingerprints files without comparing them: quorvel-cli fingerprint --help\n"
+    "  apply        Moves the duplicates of a result elsewhere: quorvel-cli apply --help\n"
+    "  undo         Moves them back: quorvel-cli undo --help\n"
     "\nExamples:\n"
     "  quorvel-cli ~/Music\n"
     "  quorvel-cli -f json -o found.json --store ~/music.db ~/Music\n"
@@ -43,18 +39,15 @@ constexpr auto kEndOfHelp =
     "  130  Interrupted by Ctrl-C. The store keeps what was saved.\n";
 
 /** The options of a search, and what parses them. */
-class Parser : OptionParser
+class Parser : FileOptionParser
 {
 public:
     Parser()
-        : OptionParser(QStringLiteral(
+        : FileOptionParser(QStringLiteral(
               "Finds duplicate audio files by how they sound, and lists them. Changes no file."))
     {
         m_parser.addOptions({against, threshold, minDuration, exclude, ext, jobs, format, output,
                              pairs, keep, store, forget, quiet, verbose, help, version});
-        m_parser.addPositionalArgument(QStringLiteral("FOLDER"),
-                                       QStringLiteral("A folder to search, with its subfolders."),
-                                       QStringLiteral("FOLDER..."));
     }
 
     CommandLine parse(const QStringList& arguments)
@@ -77,72 +70,24 @@ private:
     Options options() const
     {
         Options options;
-        options.folders = asFileNames(m_parser.positionalArguments());
-        options.against = asFileNames(m_parser.values(against));
-        if (options.folders.isEmpty()) {
-            throw InvalidUsage{QStringLiteral("No FOLDER is given.")};
-        }
-        // An empty name would mean the current folder.
-        if (options.folders.contains(QString()) || options.against.contains(QString())) {
-            throw InvalidUsage{QStringLiteral("The name of a FOLDER is empty.")};
-        }
+        takeFileOptions(options);
+        options.against = folderNames(m_parser.values(against));
         if (m_parser.isSet(threshold)) {
             options.threshold = number(threshold, 0, compare::kLargestSimilarity);
         }
         if (m_parser.isSet(minDuration)) {
             options.leastDuration = number(minDuration, 0, kLongestSeconds);
         }
-        options.excluded = patterns(exclude);
-        options.moreEndings = endings(ext);
-        options.everyEnding = options.moreEndings.removeAll(QStringLiteral("all")) > 0;
-        options.threadCount =
-            m_parser.isSet(jobs) ? number(jobs, 1, kMostThreads) : QThread::idealThreadCount();
         options.format = chosenFormat();
         options.outputFile = fileName(output);
         options.allPairs = m_parser.isSet(pairs);
         options.keep = parseKeepRules(m_parser.values(keep));
-        options.storeFile = fileName(store);
         options.forget = m_parser.isSet(forget);
         if (options.forget && options.storeFile.isEmpty()) {
             throw InvalidUsage{
                 QStringLiteral("--forget takes files out of a store: give --store.")};
         }
-        options.quiet = m_parser.isSet(quiet);
-        options.verbose = m_parser.isSet(verbose);
         return options;
-    }
-
-    QStringList patterns(const QCommandLineOption& option) const
-    {
-        const QStringList patterns = m_parser.values(option);
-        const auto unusable =
-            std::find_if_not(patterns.cbegin(), patterns.cend(), Exclusion::isUsable);
-        if (unusable != patterns.cend()) {
-            throw InvalidUsage{QStringLiteral("--%1 takes no pattern like '%2'.")
-                                   .arg(option.names().constLast(), *unusable)};
-        }
-        return patterns;
-    }
-
-    QStringList endings(const QCommandLineOption& option) const
-    {
-        QStringList endings;
-        const QStringList lists = m_parser.values(option);
-        for (const QString& list : lists) {
-            const QStringList parts = list.toLower().split(QLatin1Char(','));
-            for (QString ending : parts) {
-                const bool isAdded = ending.startsWith(QLatin1Char('+'));
-                ending.remove(0, ending.startsWith(QLatin1String("+.")) ? 2 : 1);
-                if (!isAdded || ending.isEmpty() || ending.contains(QLatin1Char('.')) ||
-                    ending.contains(QLatin1Char('/'))) {
-                    throw InvalidUsage{QStringLiteral("--%1 takes endings with a plus, such as "
-                                                      "+opus,+oga, or +all.")
-                                           .arg(option.names().constLast())};
-                }
-                endings.append(ending);
-            }
-        }
-        return endings;
     }
 
     Format chosenFormat() const
@@ -183,20 +128,6 @@ private:
                QStringLiteral("Leave out shorter files. Files of less than half a minute can be "
                               "alike by chance."),
                "SECONDS");
-    const QCommandLineOption exclude =
-        option({QStringLiteral("exclude")},
-               QStringLiteral("Leave out files and folders of this name, such as '*.bak', or, with "
-                              "a slash, of this path below a FOLDER, such as 'Old/*'. Can be "
-                              "repeated."),
-               "GLOB");
-    const QCommandLineOption ext =
-        option({QStringLiteral("ext")},
-               QStringLiteral("Search files of these endings, too: +opus,+oga for example, or "
-                              "+all for every audio ending that FFmpeg knows."),
-               "+ENDING,...");
-    const QCommandLineOption jobs =
-        option({QStringLiteral("j"), QStringLiteral("jobs")},
-               QStringLiteral("The number of threads (default: one per core)."), "N");
     const QCommandLineOption format =
         option({QStringLiteral("f"), QStringLiteral("format")},
                QStringLiteral("The output format: tree (default), json or csv."), "FORMAT");
@@ -215,22 +146,10 @@ private:
                               "--against it is a file of Group A.")
                    .arg(keepRuleNames()),
                "RULE,...");
-    const QCommandLineOption store =
-        option({QStringLiteral("store")},
-               QStringLiteral("Keep fingerprints in FILE, and reuse them for files whose size and "
-                              "time have not changed."),
-               "FILE");
     const QCommandLineOption forget =
         option({QStringLiteral("forget")},
                QStringLiteral("Take the files below the FOLDERs that are gone out of the store. "
                               "Those of disks that are not mounted stay."));
-    const QCommandLineOption quiet =
-        option({QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("Show no progress."));
-    const QCommandLineOption verbose =
-        option({QStringLiteral("v"), QStringLiteral("verbose")},
-               QStringLiteral("Print the files that failed, with reasons, on standard error."));
-    const QCommandLineOption help =
-        option({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help."));
     const QCommandLineOption version =
         option({QStringLiteral("version")}, QStringLiteral("Show the version."));
 };
@@ -247,9 +166,11 @@ CommandLine parseCommandLine(const QStringList& arguments)
         const char* usage;
     };
     const auto parseSearch = [](const QStringList& rest) { return Parser().parse(rest); };
-    const std::array<Command, 3> commands = {{{QStringLiteral("apply"), &parseApply, kApplyUsage},
-                                              {QStringLiteral("undo"), &parseUndo, kUndoUsage},
-                                              {QStringLiteral("search"), parseSearch, kUsage}}};
+    const std::array<Command, 4> commands = {
+        {{QStringLiteral("apply"), &parseApply, kApplyUsage},
+         {QStringLiteral("undo"), &parseUndo, kUndoUsage},
+         {QStringLiteral("fingerprint"), &parseFingerprint, kFingerprintUsage},
+         {QStringLiteral("search"), parseSearch, kUsage}}};
     const auto* const named =
         std::find_if(commands.begin(), commands.end(),
                      [&arguments](const Command& each) { return each.name == arguments.value(1); });

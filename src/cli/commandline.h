@@ -2,6 +2,7 @@
 
 #include "actions/applyrules.h"
 #include "search/keeporder.h"
+#include "search/shard.h"
 
 #include <QList>
 #include <QString>
@@ -18,36 +19,47 @@ enum class Format {
     Csv,
 };
 
-/** The options of a search. */
-struct Options
+/** The options of the commands that find files and fingerprint them. */
+struct FileOptions
 {
-    /** Group A. */
+    /** Group A of a search. */
     QStringList folders;
-    /** Group B; without one, the files of Group A are compared with each other. */
-    QStringList against;
-    /** In percent; no value: the stored setting. */
-    std::optional<int> threshold;
     int threadCount = 1;
-    Format format = Format::Tree;
-    /** Empty: standard output. */
-    QString outputFile;
-    /** In seconds; no value: files of any length. */
-    std::optional<int> leastDuration;
     /** Patterns of an Exclusion. */
     QStringList excluded;
     /** Endings of files to search besides those of the window: lower case, no dot. */
     QStringList moreEndings;
     /** Whether files of every audio ending that FFmpeg knows are searched. */
     bool everyEnding = false;
+    /** Empty: none. */
+    QString storeFile;
+    bool quiet = false;
+    bool verbose = false;
+};
+
+/** The options of a search. */
+struct Options : FileOptions
+{
+    /** Group B; without one, the files of Group A are compared with each other. */
+    QStringList against;
+    /** In percent; no value: the stored setting. */
+    std::optional<int> threshold;
+    Format format = Format::Tree;
+    /** Empty: standard output. */
+    QString outputFile;
+    /** In seconds; no value: files of any length. */
+    std::optional<int> leastDuration;
     bool allPairs = false;
     /** Which file of a group is its reference; none: the one whose path is first. */
     QList<search::KeepRule> keep;
-    /** Empty: none. */
-    QString storeFile;
     /** Whether files that are gone are taken out of the store. */
     bool forget = false;
-    bool quiet = false;
-    bool verbose = false;
+};
+
+/** The options of the command that only fingerprints. */
+struct FingerprintOptions : FileOptions
+{
+    search::Shard shard;
 };
 
 /** The options of the command that moves duplicates. */
@@ -77,6 +89,7 @@ struct CommandLine
 {
     enum class Request {
         Search,
+        Fingerprint,
         Apply,
         Undo,
         ShowText,
@@ -86,6 +99,7 @@ struct CommandLine
     Request request = Request::Search;
     /** For a search. */
     Options options = {};
+    FingerprintOptions fingerprint = {};
     ApplyOptions apply = {};
     UndoOptions undo = {};
     /** The text to show, or the error with the usage line. */

@@ -3,6 +3,7 @@
 #include "cli/applycommand.h"
 #include "cli/commandline.h"
 #include "cli/exitstatus.h"
+#include "cli/fingerprintcommand.h"
 #include "cli/message.h"
 #include "cli/searchcommand.h"
 
@@ -30,6 +31,8 @@ int runCommand(const CommandLine& line)
         return WrongUsage;
     case CommandLine::Request::Search:
         return runSearch(line.options);
+    case CommandLine::Request::Fingerprint:
+        return runFingerprint(line.fingerprint);
     case CommandLine::Request::Apply:
         return runApply(line.apply);
     case CommandLine::Request::Undo:

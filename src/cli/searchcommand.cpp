@@ -1,8 +1,8 @@
 #include "cli/searchcommand.h"
 
 #include "cli/commandline.h"
-#include "cli/exclusion.h"
 #include "cli/exitstatus.h"
+#include "cli/filecollector.h"
 #include "cli/foundfiles.h"
 #include "cli/interruption.h"
 #include "cli/keepcandidates.h"
@@ -12,7 +12,6 @@
 #include "cli/progressline.h"
 #include "cli/report.h"
 #include "compare/similarity.h"
-#include "fingerprint/audioendings.h"
 #include "fingerprint/audiofilediscovery.h"
 #include "results/duplicatefilter.h"
 #include "search/duplicatesearch.h"
@@ -69,17 +68,6 @@ QString thresholdWarning(const Options& options)
 }
 
 /**
- * \a folder under one name, so that a folder that is given twice lists each file once. Only the
- * file system can resolve "..": the folder above a link's target is not the one above the link.
- */
-QString absoluteFolder(const QString& folder)
-{
-    const QFileInfo info(folder);
-    const bool goesUp = folder.split(QLatin1Char('/')).contains(QLatin1String(".."));
-    return goesUp ? info.canonicalFilePath() : QDir::cleanPath(info.absoluteFilePath());
-}
-
-/**
  * Whether two names lead to one path, symbolic links followed. Neither file need exist.
  *
  * Compares paths, not files: the result replaces a name, so another hard link of the store is safe.
@@ -95,34 +83,6 @@ bool isSamePath(const QString& first, const QString& second)
     return resolved(first) == resolved(second);
 }
 
-fingerprint::ListingOptions listingOptions(const Options& options)
-{
-    fingerprint::ListingOptions listing;
-    listing.notedEndings = fingerprint::audioEndings();
-    if (options.everyEnding) {
-        listing.moreEndings = listing.notedEndings;
-    }
-    for (const QString& ending : options.moreEndings) {
-        listing.moreEndings.insert(ending);
-    }
-    if (!options.excluded.isEmpty()) {
-        listing.isExcluded = [exclusion = Exclusion(options.excluded)](const QString& pathBelow,
-                                                                       bool isFolder) {
-            return exclusion.matches(pathBelow, isFolder);
-        };
-    }
-    return listing;
-}
-
-/** What an interrupted search has left in the store. */
-QString keptText(qsizetype savedCount, const QString& storeFile)
-{
-    return QStringLiteral("%1 new %2 kept in %3")
-        .arg(savedCount)
-        .arg(savedCount == 1 ? QStringLiteral("fingerprint") : QStringLiteral("fingerprints"),
-             storeFile);
-}
-
 /** One search, from the folders to the written result. */
 class Search
 {
@@ -131,6 +91,7 @@ public:
         : m_options(options)
         , m_stop(m_interruption.token())
         , m_progress(!options.quiet)
+        , m_collector(options, m_progress, m_stop)
     {
         m_report.betweenGroups = !options.against.isEmpty();
         m_report.threshold = chosenThreshold(options);
@@ -143,7 +104,9 @@ public:
         int status = Done;
         try {
             findAndWriteDuplicates();
-            status = m_storeFailed ? Failed : m_folderMissing ? FolderMissing : Done;
+            status = m_storeFailed || m_collector.hasStoreFailed() ? Failed
+                     : m_collector.isFolderMissing()               ? FolderMissing
+                                                                   : Done;
         } catch (const SearchFailure& failure) {
             m_progress.clear();
             if (!m_stop.stop_requested()) {
@@ -156,9 +119,7 @@ public:
             return status;
         }
         m_progress.clear();
-        if (!m_options.storeFile.isEmpty()) {
-            printMessage(keptText(m_savedCount, m_options.storeFile));
-        }
+        m_collector.printKept();
         return m_interruption.exitStatus();
     }
 
@@ -216,16 +177,13 @@ private:
 
     fingerprint::FileLists listFiles()
     {
-        m_report.folders = usableFolders(m_options.folders);
-        m_report.against = usableFolders(m_options.against);
-        m_progress.show(QStringLiteral("Listing files"));
-        const FoundFiles found =
-            findFiles(m_report.folders, m_report.against, listingOptions(m_options), m_stop);
+        m_report.folders = m_collector.usableFolders(m_options.folders);
+        m_report.against = m_collector.usableFolders(m_options.against);
+        const FoundFiles found = m_collector.find(m_report.folders, m_report.against);
         const fingerprint::FileLists& files = found.lists;
         m_report.fileCount = files.first.size() + files.second.size();
         m_report.skipped = found.skipped;
         m_report.notSearched = found.notSearched;
-        printSkipped();
         if (m_report.threshold <= 0 && m_report.fileCount > kMostFilesIfAllMatch) {
             throw SearchFailure{
                 QStringLiteral("A threshold of %1 makes every pair of the %2 files a duplicate, "
@@ -235,18 +193,6 @@ private:
                     .arg(kMostFilesIfAllMatch)};
         }
         return files;
-    }
-
-    /** Prints the folders that were not listed, and on request all that was skipped. */
-    void printSkipped()
-    {
-        for (const fingerprint::SkippedEntry& entry : std::as_const(m_report.skipped)) {
-            m_folderMissing = m_folderMissing || entry.isUnlistedFolder;
-            if (entry.isUnlistedFolder || m_options.verbose) {
-                m_progress.clear();
-                printMessage(QStringLiteral("Skipped: %1: %2").arg(entry.path, entry.reason));
-            }
-        }
     }
 
     void forgetGone(search::FingerprintStore& store, const fingerprint::FileLists& files)
@@ -275,30 +221,6 @@ private:
         }
     }
 
-    QStringList usableFolders(const QStringList& names)
-    {
-        QStringList folders;
-        for (const QString& name : names) {
-            const QFileInfo info(name);
-            QString problem;
-            if (!info.exists()) {
-                problem = QStringLiteral("No such folder: %1");
-            } else if (!info.isDir()) {
-                problem = QStringLiteral("Not a folder: %1");
-            } else if (!info.isReadable() || !info.isExecutable()) {
-                problem = QStringLiteral("The folder cannot be read: %1");
-            }
-            if (problem.isEmpty()) {
-                folders.append(absoluteFolder(name));
-            } else {
-                m_progress.clear();
-                printMessage(problem.arg(name));
-                m_folderMissing = true;
-            }
-        }
-        return folders;
-    }
-
     /** As in the window, no file is read if it has nothing to be compared with. */
     bool hasPairs(const fingerprint::FileLists& files) const
     {
@@ -307,7 +229,8 @@ private:
 
     void compareFiles(const fingerprint::FileLists& files, search::FingerprintStore* store)
     {
-        const search::Collection collection = fingerprintListed(files, store);
+        const search::Collection collection =
+            m_collector.fingerprint(files.first + files.second, store);
         if (m_stop.stop_requested()) {
             return;
         }
@@ -369,51 +292,6 @@ private:
         return records;
     }
 
-    search::Collection fingerprintListed(const fingerprint::FileLists& files,
-                                         search::FingerprintStore* store)
-    {
-        const QStringList all = files.first + files.second;
-        m_progress.show(QStringLiteral("Fingerprinting: 0 of %1 files").arg(all.size()));
-        search::Collection collection = search::fingerprintFiles(
-            all, {m_options.threadCount, store, fingerprintingProgress(), m_stop});
-        m_progress.clear();
-        if (!collection.storeFailure.isEmpty()) {
-            printMessage(collection.storeFailure);
-            m_storeFailed = true;
-        }
-        m_savedCount = collection.savedCount;
-        if (m_options.verbose && !m_stop.stop_requested()) {
-            for (const search::FailedFile& failure : collection.failures) {
-                printMessage(QStringLiteral("%1: %2").arg(failure.path, failure.reason));
-            }
-        }
-        return collection;
-    }
-
-    std::function<void(const search::CollectionProgress&)> fingerprintingProgress()
-    {
-        QElapsedTimer timer;
-        timer.start();
-        return [this, timer](const search::CollectionProgress& progress) {
-            if (!m_progress.isDue()) {
-                return;
-            }
-            QString text = QStringLiteral("Fingerprinting: %1 of %2 files")
-                               .arg(progress.filesDone)
-                               .arg(progress.allFiles);
-            const double seconds = static_cast<double>(timer.elapsed()) / 1000.0;
-            if (progress.filesDecoded > 0 && seconds > 0.0) {
-                const double hoursASecond = progress.secondsOfAudioDecoded / 3600.0 / seconds;
-                const auto left = static_cast<double>(progress.allFiles - progress.filesDone);
-                text +=
-                    QStringLiteral(", %1 hours of audio a second, %2 left")
-                        .arg(hoursASecond, 0, 'f', 2)
-                        .arg(timeText(seconds / static_cast<double>(progress.filesDecoded) * left));
-            }
-            m_progress.show(text);
-        };
-    }
-
     std::function<void(qsizetype, qsizetype)> comparisonProgress()
     {
         QElapsedTimer timer;
@@ -437,11 +315,10 @@ private:
     Interruption m_interruption;
     const std::stop_token m_stop;
     ProgressLine m_progress;
+    FileCollector m_collector;
     Report m_report;
-    bool m_folderMissing = false;
     bool m_written = false;
     bool m_storeFailed = false;
-    qsizetype m_savedCount = 0;
 };
 
 } // namespace

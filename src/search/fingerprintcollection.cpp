@@ -5,6 +5,8 @@
 #include "search/fingerprintstore.h"
 #include "search/workerthreads.h"
 
+#include <QMap>
+
 #include <algorithm>
 #include <atomic>
 #include <mutex>
@@ -66,8 +68,10 @@ public:
         , m_failures(files.size())
     {
         m_progress.allFiles = files.size();
-        m_collection.records.resize(files.size());
-        m_collection.facts.resize(files.size());
+        if (!options.savesOnly) {
+            m_collection.records.resize(files.size());
+            m_collection.facts.resize(files.size());
+        }
     }
 
     Collection run()
@@ -92,7 +96,7 @@ private:
     /** Finds the files that the store knows, and lists the others. */
     void takeFromStore()
     {
-        for (qsizetype i = 0; i < m_files.size() && !m_options.stop.stop_requested(); ++i) {
+        for (qsizetype i = 0; i < m_files.size() && !isOver(); ++i) {
             std::optional<StoredFile> known = find(m_files.at(i));
             if (known) {
                 take(i, *known);
@@ -115,8 +119,7 @@ private:
 
     void work(WorkerThreads& workers)
     {
-        for (std::size_t next = m_next++;
-             next < m_missing.size() && !m_options.stop.stop_requested(); next = m_next++) {
+        for (std::size_t next = m_next++; next < m_missing.size() && !isOver(); next = m_next++) {
             const qsizetype position = m_missing[next];
             std::optional<MadeFile> made = make(position, m_files.at(position), m_options.stop);
             if (!made) {
@@ -141,6 +144,11 @@ private:
         for (const MadeFile& entry : made) {
             if (entry.keep && m_store) {
                 m_unsaved.append(entry.file);
+            } else if (m_store) {
+                const QString& failure = entry.file.failure;
+                m_notKept.insert(entry.position,
+                                 failure.isNull() ? QStringLiteral("It changed while it was read")
+                                                  : failure);
             }
         }
         save();
@@ -179,10 +187,18 @@ private:
 
     void take(qsizetype position, const StoredFile& file)
     {
-        m_collection.records[position] = file.record;
-        m_collection.facts[position] = file.facts;
+        if (!m_options.savesOnly) {
+            m_collection.records[position] = file.record;
+            m_collection.facts[position] = file.facts;
+        }
         m_failures[position] = file.failure;
         ++m_progress.filesDone;
+    }
+
+    /** Whether no further file is read. */
+    bool isOver() const
+    {
+        return m_isInVain || m_options.stop.stop_requested();
     }
 
     template <typename Function> void withStore(const Function& function)
@@ -193,9 +209,10 @@ private:
         try {
             function();
         } catch (const StoreError& error) {
-            // The search still has a result.
+            // A search still has a result.
             m_collection.storeFailure = error.message();
             m_store = nullptr;
+            m_isInVain = m_options.savesOnly;
         }
     }
 
@@ -213,6 +230,9 @@ private:
                 m_collection.failures.append({m_files.at(i), m_failures.at(i)});
             }
         }
+        for (auto entry = m_notKept.cbegin(); entry != m_notKept.cend(); ++entry) {
+            m_collection.notKept.append({m_files.at(entry.key()), entry.value()});
+        }
     }
 
     const QStringList& m_files;
@@ -222,6 +242,8 @@ private:
     CollectionProgress m_progress;
     /** For each file; null if it did not fail. */
     QStringList m_failures;
+    /** Positions of the files that the store is not given, and the reasons. */
+    QMap<qsizetype, QString> m_notKept;
     /** Made, but not saved yet. */
     QList<StoredFile> m_unsaved;
     /** Why they could not be saved. */
@@ -229,6 +251,8 @@ private:
     /** Positions of the files that the store does not know. */
     std::vector<qsizetype> m_missing;
     std::atomic<std::size_t> m_next = 0;
+    /** Whether there is nowhere to save what is made. */
+    std::atomic<bool> m_isInVain = false;
     std::mutex m_madeMutex;
     std::vector<MadeFile> m_made;
 };

@@ -46,6 +46,11 @@ struct CollectionOptions
     std::function<void(const CollectionProgress&)> progress;
     /** A requested stop is answered in the middle of a file. */
     std::stop_token stop;
+    /**
+     * Whether the store alone is given the fingerprints: the lists of records and facts stay empty,
+     * and once the store has failed, no further file is read.
+     */
+    bool savesOnly = false;
 };
 
 /** The result of fingerprintFiles(). */
@@ -57,6 +62,11 @@ struct Collection
     QList<fingerprint::FileFacts> facts;
     /** In the same order. */
     QList<FailedFile> failures;
+    /**
+     * The files that were read and that a working store was not given, since the next run has to
+     * read them again: they changed meanwhile, or the disk failed. In the same order.
+     */
+    QList<FailedFile> notKept;
     /** Why saving stopped; empty if everything was saved. */
     QString storeFailure;
     /** The number of fingerprints that were saved to the store, also after a stop. */

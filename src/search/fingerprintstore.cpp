@@ -280,7 +280,7 @@ void FingerprintStore::checkDamage(std::span<const storeschema::Part> parts)
 
 std::optional<StoredFile> FingerprintStore::find(const QString& path, const FileState& state)
 {
-    execute(*m_find, {keyOf(path)});
+    execute(*m_find, {m_paths.of(path)});
     std::optional<StoredFile> file;
     if (m_find->next()) {
         const auto number = [this](int column) { return m_find->value(column).toLongLong(); };
@@ -324,7 +324,7 @@ void FingerprintStore::save(const QList<StoredFile>& files)
 void FingerprintStore::saveFile(const StoredFile& file)
 {
     const auto& [path, words, durationMs, sampleRateHz, channels] = file.record;
-    const QString key = keyOf(file.path);
+    const QString key = m_paths.of(file.path);
     execute(*m_save, {key, file.state.sizeBytes, file.state.modifiedMs, file.state.changedMs,
                       durationMs, sampleRateHz, channels, toBlob(words),
                       file.failure.isNull() ? QVariant(QMetaType::fromType<QString>())
@@ -377,27 +377,6 @@ void FingerprintStore::forget(const QStringList& paths)
         QSqlQuery(m_database).exec(QStringLiteral("ROLLBACK"));
         throw;
     }
-}
-
-/**
- * The name that a file is kept under. The folder is resolved, so that a search from elsewhere or
- * through a link finds the file again. The file's own name is not, even if it is a link, since some
- * formats are recognised by their name alone.
- */
-QString FingerprintStore::keyOf(const QString& path)
-{
-    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
-    const QString folder = path.left(slash + 1);
-    QString& resolved = m_folders[folder];
-    if (resolved.isEmpty()) {
-        // Not that of the file: the folder of what a link points to is another one.
-        const QString canonical =
-            QFileInfo(folder.isEmpty() ? QStringLiteral(".") : folder).canonicalFilePath();
-        // The folder may have gone in the meantime.
-        resolved = canonical.isEmpty() ? QFileInfo(path).absolutePath() : canonical;
-    }
-    return (resolved.endsWith(QLatin1Char('/')) ? resolved : resolved + QLatin1Char('/')) +
-           path.mid(slash + 1);
 }
 
 void FingerprintStore::execute(const QString& statement)

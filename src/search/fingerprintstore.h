@@ -2,9 +2,9 @@
 
 #include "fingerprint/filefacts.h"
 #include "fingerprint/fingerprintrecord.h"
+#include "search/storedpath.h"
 #include "search/storeschema.h"
 
-#include <QHash>
 #include <QList>
 #include <QSqlDatabase>
 #include <QString>
@@ -125,7 +125,6 @@ private:
     void make(std::span<const storeschema::Part> parts);
     void checkDamage(std::span<const storeschema::Part> parts);
     void saveFile(const StoredFile& file);
-    QString keyOf(const QString& path);
     void execute(const QString& statement);
     QVariant value(const QString& statement);
     void execute(QSqlQuery& query, const QVariantList& values);
@@ -139,8 +138,7 @@ private:
     std::unique_ptr<QSqlQuery> m_find;
     std::unique_ptr<QSqlQuery> m_save;
     std::unique_ptr<QSqlQuery> m_saveFacts;
-    /** Folders as they are called here -> without links and relative parts. */
-    QHash<QString, QString> m_folders;
+    StoredPaths m_paths;
 };
 
 } // namespace search

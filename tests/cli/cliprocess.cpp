@@ -84,3 +84,21 @@ void startCli(QProcess& process, const QStringList& arguments)
         qFatal("%s", qPrintable(process.errorString()));
     }
 }
+
+CliRun runCliTraced(const QString& trace, const QStringList& options, const QStringList& arguments)
+{
+    QProcess traced;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    // The leak check of a sanitized build traces as well, and there can be one tracer only.
+    environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
+    traced.setProcessEnvironment(environment);
+    traced.start(QStringLiteral("strace"),
+                 QStringList{QStringLiteral("-f"), QStringLiteral("-o"), trace} + options +
+                     QStringList(QStringLiteral(QUORVEL_CLI)) + arguments);
+    if (!traced.waitForFinished(300000)) {
+        traced.kill();
+        traced.waitForFinished();
+        return {};
+    }
+    return {traced.exitCode(), traced.readAllStandardOutput(), traced.readAllStandardError()};
+}

@@ -26,5 +26,8 @@ struct CliRun
 CliRun runCli(const QStringList& arguments, const QString& folder = {},
               const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 
+/** Runs the program under strace with \a options, which writes the file \a trace. */
+CliRun runCliTraced(const QString& trace, const QStringList& options, const QStringList& arguments);
+
 /** Starts the program with \a arguments; ends the test if it does not start. */
 void startCli(QProcess& process, const QStringList& arguments);

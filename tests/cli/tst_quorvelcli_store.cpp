@@ -87,7 +87,10 @@ private:
     }
 
     /** Runs the program under strace with \a options; the trace is written to trace.txt. */
-    CliRun runTraced(const QStringList& options, const QStringList& arguments) const;
+    CliRun runTraced(const QStringList& options, const QStringList& arguments) const
+    {
+        return runCliTraced(path("trace.txt"), options, arguments);
+    }
 
     std::unique_ptr<testmedia::MediaFolder> media;
     QString first;
@@ -100,25 +103,6 @@ void TestQuorvelCliStore::initTestCase()
     addTuneFolders(*media);
     first = path("first");
     second = path("second");
-}
-
-CliRun TestQuorvelCliStore::runTraced(const QStringList& options,
-                                      const QStringList& arguments) const
-{
-    QProcess traced;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    // The leak check of a sanitized build traces as well, and there can be one tracer only.
-    environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
-    traced.setProcessEnvironment(environment);
-    traced.start(QStringLiteral("strace"),
-                 QStringList{QStringLiteral("-f"), QStringLiteral("-o"), path("trace.txt")} +
-                     options + QStringList(QStringLiteral(QUORVEL_CLI)) + arguments);
-    if (!traced.waitForFinished(300000)) {
-        traced.kill();
-        traced.waitForFinished();
-        return {};
-    }
-    return {traced.exitCode(), traced.readAllStandardOutput(), traced.readAllStandardError()};
 }
 
 void TestQuorvelCliStore::unusableStoreIsRefused()

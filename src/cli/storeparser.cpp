@@ -1,0 +1,90 @@
+#include "cli/storeparser.h"
+
+#include "cli/fileoptionparser.h"
+
+namespace cli {
+
+namespace {
+
+constexpr auto kEndOfFingerprintHelp =
+    "\nExamples, the second one of three machines with the same folders:\n"
+    "  quorvel-cli fingerprint --store ~/music.db ~/Music\n"
+    "  quorvel-cli fingerprint --store part2.db --shard 2/3 /archive\n"
+    "\nExit status:\n"
+    "  0  The store has all files of the shard.\n"
+    "  1  A FOLDER does not exist or cannot be read, or a file changed or could not be read to\n"
+    "     its end; the store has the others.\n"
+    "  2  Wrong usage.\n"
+    "  3  The store cannot be used, or some fingerprints could not be saved to it.\n"
+    "  130  Interrupted by Ctrl-C. The store keeps what was saved.\n"
+    "The same command again continues.\n";
+
+/** The text of a number without a sign, and nothing else; 0 if it is none or too large. */
+int plainNumber(const QString& text)
+{
+    bool isNumber = false;
+    const int value = text.toInt(&isNumber);
+    return isNumber && text.front().isDigit() ? value : 0;
+}
+
+class FingerprintParser : FileOptionParser
+{
+public:
+    FingerprintParser()
+        : FileOptionParser(QStringLiteral(
+              "Fingerprints the files in the FOLDERs into a store, and compares nothing. Several\n"
+              "machines can share the work, each with a shard and a store of its own."))
+    {
+        m_parser.addOptions({store, shard, exclude, ext, jobs, quiet, verbose, help});
+    }
+
+    CommandLine parse(const QStringList& arguments)
+    {
+        parseOptions(arguments);
+        CommandLine line;
+        if (m_parser.isSet(help)) {
+            line.request = CommandLine::Request::ShowText;
+            line.text = helpText(QString::fromLatin1(kFingerprintUsage),
+                                 QString::fromLatin1(kEndOfFingerprintHelp));
+            return line;
+        }
+        line.request = CommandLine::Request::Fingerprint;
+        takeFileOptions(line.fingerprint);
+        if (line.fingerprint.storeFile.isEmpty()) {
+            throw InvalidUsage{QStringLiteral("--store FILE is needed.")};
+        }
+        if (m_parser.isSet(shard)) {
+            line.fingerprint.shard = chosenShard();
+        }
+        return line;
+    }
+
+private:
+    search::Shard chosenShard() const
+    {
+        const QStringList parts = m_parser.value(shard).split(QLatin1Char('/'));
+        const int first = plainNumber(parts.constFirst());
+        const int last = plainNumber(parts.constLast());
+        if (parts.size() != 2 || first < 1 || first > last) {
+            throw InvalidUsage{
+                QStringLiteral("--shard takes K/N, such as 3/16, with a K from 1 to N.")};
+        }
+        return {first, last};
+    }
+
+    const QCommandLineOption shard =
+        option({QStringLiteral("shard")},
+               QStringLiteral("Take only the files of shard K of N, from 1/N to N/N, which divide "
+                              "the files by their names: alike on each machine with the same "
+                              "folders."),
+               "K/N");
+};
+
+} // namespace
+
+CommandLine parseFingerprint(const QStringList& arguments)
+{
+    return FingerprintParser().parse(arguments);
+}
+
+} // namespace cli
