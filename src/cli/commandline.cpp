@@ -24,6 +24,7 @@ constexpr auto kEndOfHelp =
     "\nCommands, as the first argument (a folder of such a name is given as ./apply):\n"
     "  search       This search; may be left out.\n"
     "  fingerprint  Fingerprints files without comparing them: quorvel-cli fingerprint --help\n"
+    "  merge        Merges stores of fingerprints: quorvel-cli merge --help\n"
     "  apply        Moves the duplicates of a result elsewhere: quorvel-cli apply --help\n"
     "  undo         Moves them back: quorvel-cli undo --help\n"
     "\nExamples:\n"
@@ -166,10 +167,11 @@ CommandLine parseCommandLine(const QStringList& arguments)
         const char* usage;
     };
     const auto parseSearch = [](const QStringList& rest) { return Parser().parse(rest); };
-    const std::array<Command, 4> commands = {
+    const std::array<Command, 5> commands = {
         {{QStringLiteral("apply"), &parseApply, kApplyUsage},
          {QStringLiteral("undo"), &parseUndo, kUndoUsage},
          {QStringLiteral("fingerprint"), &parseFingerprint, kFingerprintUsage},
+         {QStringLiteral("merge"), &parseMerge, kMergeUsage},
          {QStringLiteral("search"), parseSearch, kUsage}}};
     const auto* const named =
         std::find_if(commands.begin(), commands.end(),

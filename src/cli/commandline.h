@@ -62,6 +62,15 @@ struct FingerprintOptions : FileOptions
     search::Shard shard;
 };
 
+/** The options of the command that merges stores. */
+struct MergeOptions
+{
+    QString storeFile;
+    QStringList parts;
+    bool quiet = false;
+    bool verbose = false;
+};
+
 /** The options of the command that moves duplicates. */
 struct ApplyOptions
 {
@@ -90,6 +99,7 @@ struct CommandLine
     enum class Request {
         Search,
         Fingerprint,
+        Merge,
         Apply,
         Undo,
         ShowText,
@@ -100,6 +110,7 @@ struct CommandLine
     /** For a search. */
     Options options = {};
     FingerprintOptions fingerprint = {};
+    MergeOptions merge = {};
     ApplyOptions apply = {};
     UndoOptions undo = {};
     /** The text to show, or the error with the usage line. */

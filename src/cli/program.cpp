@@ -4,6 +4,7 @@
 #include "cli/commandline.h"
 #include "cli/exitstatus.h"
 #include "cli/fingerprintcommand.h"
+#include "cli/mergecommand.h"
 #include "cli/message.h"
 #include "cli/searchcommand.h"
 
@@ -33,6 +34,8 @@ int runCommand(const CommandLine& line)
         return runSearch(line.options);
     case CommandLine::Request::Fingerprint:
         return runFingerprint(line.fingerprint);
+    case CommandLine::Request::Merge:
+        return runMerge(line.merge);
     case CommandLine::Request::Apply:
         return runApply(line.apply);
     case CommandLine::Request::Undo:

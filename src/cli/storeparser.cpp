@@ -19,6 +19,18 @@ constexpr auto kEndOfFingerprintHelp =
     "  130  Interrupted by Ctrl-C. The store keeps what was saved.\n"
     "The same command again continues.\n";
 
+constexpr auto kEndOfMergeHelp =
+    "\nExamples:\n"
+    "  quorvel-cli merge --into all.db part1.db part2.db part3.db\n"
+    "  quorvel-cli search --trust-store --store all.db /archive\n"
+    "\nExit status:\n"
+    "  0  STORE has the files of every PART.\n"
+    "  2  Wrong usage.\n"
+    "  3  STORE cannot be used, or some PART could not be merged: nothing of it is in STORE, and\n"
+    "     the others are. A message names each.\n"
+    "  130  Interrupted by Ctrl-C. STORE has whole PARTs only.\n"
+    "The same command again continues.\n";
+
 /** The text of a number without a sign, and nothing else; 0 if it is none or too large. */
 int plainNumber(const QString& text)
 {
@@ -80,7 +92,66 @@ private:
                "K/N");
 };
 
+class MergeParser : OptionParser
+{
+public:
+    MergeParser()
+        : OptionParser(QStringLiteral(
+              "Takes into STORE what the PARTs have, each of them as a whole. Of a file that both\n"
+              "have, the newest state counts. Only reads the PARTs."))
+    {
+        m_parser.addOptions({into, quiet, verbose, help});
+        m_parser.addPositionalArgument(QStringLiteral("PART"),
+                                       QStringLiteral("A store of fingerprints."),
+                                       QStringLiteral("PART..."));
+    }
+
+    CommandLine parse(const QStringList& arguments)
+    {
+        parseOptions(arguments);
+        CommandLine line;
+        if (m_parser.isSet(help)) {
+            line.request = CommandLine::Request::ShowText;
+            line.text =
+                helpText(QString::fromLatin1(kMergeUsage), QString::fromLatin1(kEndOfMergeHelp));
+            return line;
+        }
+        line.request = CommandLine::Request::Merge;
+        line.merge.storeFile = fileName(into);
+        if (line.merge.storeFile.isEmpty()) {
+            throw InvalidUsage{QStringLiteral("--into STORE is needed.")};
+        }
+        line.merge.parts = asFileNames(m_parser.positionalArguments());
+        if (line.merge.parts.isEmpty() || line.merge.parts.contains(QString())) {
+            throw InvalidUsage{line.merge.parts.isEmpty()
+                                   ? QStringLiteral("No PART is given.")
+                                   : QStringLiteral("The name of a PART is empty.")};
+        }
+        line.merge.quiet = m_parser.isSet(quiet);
+        line.merge.verbose = m_parser.isSet(verbose);
+        return line;
+    }
+
+private:
+    const QCommandLineOption into = option(
+        {QStringLiteral("into")},
+        QStringLiteral("The store to merge into, which is made if it does not exist."), "STORE");
+    const QCommandLineOption quiet =
+        option({QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("Show no progress."));
+    const QCommandLineOption verbose =
+        option({QStringLiteral("v"), QStringLiteral("verbose")},
+               QStringLiteral("Print each PART that was merged, with the number of files taken "
+                              "from it, on standard error."));
+    const QCommandLineOption help =
+        option({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help."));
+};
+
 } // namespace
+
+CommandLine parseMerge(const QStringList& arguments)
+{
+    return MergeParser().parse(arguments);
+}
 
 CommandLine parseFingerprint(const QStringList& arguments)
 {

@@ -2,42 +2,20 @@
 
 #include "fingerprint/filefacts.h"
 #include "fingerprint/fingerprintrecord.h"
+#include "search/storeconnection.h"
 #include "search/storedpath.h"
 #include "search/storeschema.h"
 
 #include <QList>
-#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QString>
 #include <QStringList>
-#include <QVariant>
 
 #include <chrono>
-#include <memory>
 #include <optional>
 #include <span>
-#include <stdexcept>
-
-class QSqlError;
-class QSqlQuery;
 
 namespace search {
-
-/** A store cannot be opened, read or written; what() is the reason. */
-class StoreError : public std::runtime_error
-{
-public:
-    explicit StoreError(const QString& message, bool isBusy = false);
-    QString message() const;
-
-    /** Whether another program has locked the store. */
-    bool isBusy() const
-    {
-        return m_isBusy;
-    }
-
-private:
-    bool m_isBusy;
-};
 
 /** By which a file that has changed since its fingerprint was stored is recognised. */
 struct FileState
@@ -88,7 +66,6 @@ public:
      */
     explicit FingerprintStore(const QString& fileName,
                               std::chrono::milliseconds patience = std::chrono::minutes(1));
-    ~FingerprintStore();
     FingerprintStore(const FingerprintStore&) = delete;
     FingerprintStore& operator=(const FingerprintStore&) = delete;
 
@@ -117,27 +94,29 @@ public:
      */
     void forget(const QStringList& paths);
 
+    /** The open database, for what else works on its tables. */
+    StoreConnection& connection()
+    {
+        return m_connection;
+    }
+    std::chrono::milliseconds patience() const
+    {
+        return m_patience;
+    }
+
 private:
-    void open(const QString& fileName, std::chrono::milliseconds patience);
     void createOrCheck();
     void create();
     void upgrade();
     void make(std::span<const storeschema::Part> parts);
-    void checkDamage(std::span<const storeschema::Part> parts);
     void saveFile(const StoredFile& file);
-    void execute(const QString& statement);
-    QVariant value(const QString& statement);
-    void execute(QSqlQuery& query, const QVariantList& values);
-    [[noreturn]] void failAsNewer() const;
-    [[noreturn]] void fail(const QString& reason) const;
-    [[noreturn]] void fail(const QSqlError& error) const;
+    template <typename Changes> void change(const Changes& changes);
 
-    QString m_fileName;
-    QString m_connectionName;
-    QSqlDatabase m_database;
-    std::unique_ptr<QSqlQuery> m_find;
-    std::unique_ptr<QSqlQuery> m_save;
-    std::unique_ptr<QSqlQuery> m_saveFacts;
+    std::chrono::milliseconds m_patience;
+    StoreConnection m_connection;
+    std::optional<QSqlQuery> m_find;
+    std::optional<QSqlQuery> m_save;
+    std::optional<QSqlQuery> m_saveFacts;
     StoredPaths m_paths;
 };
 

@@ -17,6 +17,9 @@ struct Part
 
 constexpr quint32 kVersion = 2;
 
+/** "QrvF": distinguishes this program's stores from other SQLite databases. */
+constexpr quint32 kApplicationId = 0x51727646;
+
 constexpr std::array<Part, 4> kParts = {{
     {"files", R"(CREATE TABLE files (
     path TEXT NOT NULL PRIMARY KEY,
