@@ -48,7 +48,8 @@ public:
               "Finds duplicate audio files by how they sound, and lists them. Changes no file."))
     {
         m_parser.addOptions({against, threshold, minDuration, exclude, ext, jobs, format, output,
-                             pairs, keep, store, forget, quiet, verbose, help, version});
+                             pairs, keep, store, forget, trustStore, quiet, verbose, help,
+                             version});
     }
 
     CommandLine parse(const QStringList& arguments)
@@ -87,6 +88,14 @@ private:
         if (options.forget && options.storeFile.isEmpty()) {
             throw InvalidUsage{
                 QStringLiteral("--forget takes files out of a store: give --store.")};
+        }
+        options.trustStore = m_parser.isSet(trustStore);
+        if (options.trustStore && options.storeFile.isEmpty()) {
+            throw InvalidUsage{QStringLiteral("--trust-store searches a store: give --store.")};
+        }
+        if (options.trustStore && options.forget) {
+            throw InvalidUsage{QStringLiteral(
+                "--trust-store looks at no files, so --forget cannot know which are gone.")};
         }
         return options;
     }
@@ -151,6 +160,10 @@ private:
         option({QStringLiteral("forget")},
                QStringLiteral("Take the files below the FOLDERs that are gone out of the store. "
                               "Those of disks that are not mounted stay."));
+    const QCommandLineOption trustStore =
+        option({QStringLiteral("trust-store")},
+               QStringLiteral("Compare what the store holds below the FOLDERs, without looking at "
+                              "the files. The store is only read."));
     const QCommandLineOption version =
         option({QStringLiteral("version")}, QStringLiteral("Show the version."));
 };

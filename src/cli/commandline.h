@@ -54,6 +54,8 @@ struct Options : FileOptions
     QList<search::KeepRule> keep;
     /** Whether files that are gone are taken out of the store. */
     bool forget = false;
+    /** Whether the store is searched in place of the files. */
+    bool trustStore = false;
 };
 
 /** The options of the command that only fingerprints. */

@@ -3,6 +3,7 @@
 #include "cli/exclusion.h"
 #include "cli/message.h"
 #include "fingerprint/audioendings.h"
+#include "search/trustedstore.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -104,6 +105,7 @@ FoundFiles FileCollector::find(const QStringList& folders, const QStringList& ag
     return found;
 }
 
+/** Prints the folders that were not listed, and on request all that was skipped. */
 void FileCollector::printSkipped(const QList<fingerprint::SkippedEntry>& skipped)
 {
     for (const fingerprint::SkippedEntry& entry : skipped) {
@@ -132,6 +134,7 @@ search::Collection FileCollector::fingerprint(const QStringList& files,
     return collection;
 }
 
+/** Prints on request the files that have no fingerprint. */
 void FileCollector::printFailures(const QList<search::FailedFile>& failures)
 {
     if (!m_options.verbose) {
@@ -140,6 +143,55 @@ void FileCollector::printFailures(const QList<search::FailedFile>& failures)
     for (const search::FailedFile& failure : failures) {
         print(QStringLiteral("%1: %2").arg(failure.path, failure.reason));
     }
+}
+
+QStringList FileCollector::storedFolders(const search::TrustedStore& store,
+                                         const QStringList& names)
+{
+    QStringList folders;
+    for (const QString& name : names) {
+        // Empty if it does not exist.
+        QString folder = absoluteFolder(name);
+        if (folder.isEmpty()) {
+            folder = QDir::cleanPath(QFileInfo(name).absoluteFilePath());
+        }
+        if (store.hasFilesBelow(folder)) {
+            folders.append(folder);
+        } else {
+            print(QStringLiteral("The store has no file below this folder: %1").arg(name));
+            m_folderMissing = true;
+        }
+    }
+    return folders;
+}
+
+FoundFiles FileCollector::find(const search::TrustedStore& store, const QStringList& folders,
+                               const QStringList& against)
+{
+    m_progress.show(QStringLiteral("Listing files"));
+    const fingerprint::ListingOptions options = listingOptions(m_options);
+    return filesFoundIn(store.list(folders, options, m_stop), store.list(against, options, m_stop));
+}
+
+search::Collection FileCollector::load(const search::TrustedStore& store,
+                                       const QStringList& folders, const QStringList& files)
+{
+    m_progress.show(QStringLiteral("Reading: 0 of %1 files").arg(files.size()));
+    search::Collection collection = store.load(
+        folders, files,
+        [this](const search::CollectionProgress& progress) {
+            if (m_progress.isDue()) {
+                m_progress.show(QStringLiteral("Reading: %1 of %2 files")
+                                    .arg(progress.filesDone)
+                                    .arg(progress.allFiles));
+            }
+        },
+        m_stop);
+    m_progress.clear();
+    if (!m_stop.stop_requested()) {
+        printFailures(collection.failures);
+    }
+    return collection;
 }
 
 void FileCollector::printKept()

@@ -14,7 +14,8 @@
 
 namespace search {
 class FingerprintStore;
-}
+class TrustedStore;
+} // namespace search
 
 namespace cli {
 
@@ -42,14 +43,17 @@ public:
 
     /** Lists the files of Group A in \a folders, and those of Group B in \a against. */
     FoundFiles find(const QStringList& folders, const QStringList& against);
-    /** Prints the folders that were not listed, and on request all that was skipped. */
-    void printSkipped(const QList<fingerprint::SkippedEntry>& skipped);
 
     /** As search::fingerprintFiles(), whose \a savesOnly is meant. */
     search::Collection fingerprint(const QStringList& files, search::FingerprintStore* store,
                                    bool savesOnly = false);
-    /** Prints on request the files that have no fingerprint. */
-    void printFailures(const QList<search::FailedFile>& failures);
+
+    /** As the functions above, but of the files that \a store holds. */
+    QStringList storedFolders(const search::TrustedStore& store, const QStringList& names);
+    FoundFiles find(const search::TrustedStore& store, const QStringList& folders,
+                    const QStringList& against);
+    search::Collection load(const search::TrustedStore& store, const QStringList& folders,
+                            const QStringList& files);
 
     /** Prints what an interrupted command has left in the store, if it has one. */
     void printKept();
@@ -66,6 +70,8 @@ public:
     }
 
 private:
+    void printSkipped(const QList<fingerprint::SkippedEntry>& skipped);
+    void printFailures(const QList<search::FailedFile>& failures);
     std::function<void(const search::CollectionProgress&)> fingerprintingProgress();
     void print(const QString& message);
 

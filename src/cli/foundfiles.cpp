@@ -50,7 +50,11 @@ FoundFiles findFiles(const QStringList& folders, const QStringList& against,
                      const fingerprint::ListingOptions& options, const std::stop_token& stop)
 {
     const Listing first = fingerprint::listAudioFiles(folders, options, stop);
-    const Listing second = fingerprint::listAudioFiles(against, options, stop);
+    return filesFoundIn(first, fingerprint::listAudioFiles(against, options, stop));
+}
+
+FoundFiles filesFoundIn(const Listing& first, const Listing& second)
+{
     return {fingerprint::listsToFingerprint(first.files, second.files),
             sortedWithoutRepeats(first.skipped + second.skipped),
             countedByEnding(first.noted + second.noted)};

@@ -37,4 +37,7 @@ struct FoundFiles
 FoundFiles findFiles(const QStringList& folders, const QStringList& against,
                      const fingerprint::ListingOptions& options, const std::stop_token& stop);
 
+/** The same of files that are listed already. Thread: Any thread. */
+FoundFiles filesFoundIn(const fingerprint::Listing& first, const fingerprint::Listing& second);
+
 } // namespace cli

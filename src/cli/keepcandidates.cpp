@@ -1,6 +1,6 @@
 #include "cli/keepcandidates.h"
 
-#include <QFileInfo>
+#include "search/storedpath.h"
 
 namespace cli {
 
@@ -9,7 +9,7 @@ search::KeepCandidate KeepCandidates::fileAt(const QString& path)
     const QString folder = path.left(path.lastIndexOf(QLatin1Char('/')) + 1);
     auto known = m_folders.constFind(folder);
     if (known == m_folders.cend()) {
-        known = m_folders.insert(folder, QFileInfo(folder).canonicalFilePath());
+        known = m_folders.insert(folder, search::folderWithoutLinks(folder));
     }
     return {path, *known, std::get<1>(m_audioInfo.value(path)), m_facts.value(path)};
 }

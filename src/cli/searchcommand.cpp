@@ -19,6 +19,7 @@
 #include "search/fingerprintstore.h"
 #include "search/forgetting.h"
 #include "search/keptreferences.h"
+#include "search/trustedstore.h"
 #include "settings/settingsstore.h"
 
 #include <QDir>
@@ -108,22 +109,31 @@ public:
                      : m_collector.isFolderMissing()               ? FolderMissing
                                                                    : Done;
         } catch (const SearchFailure& failure) {
-            m_progress.clear();
-            if (!m_stop.stop_requested()) {
-                printMessage(failure.reason);
-            }
-            status = Failed;
+            status = failed(failure.reason);
+        } catch (const search::StoreError& error) {
+            status = failed(error.message());
         }
         // A stop after the result is written changes nothing.
         if (!m_stop.stop_requested() || m_written) {
             return status;
         }
         m_progress.clear();
-        m_collector.printKept();
+        if (!m_options.trustStore) {
+            m_collector.printKept();
+        }
         return m_interruption.exitStatus();
     }
 
 private:
+    int failed(const QString& reason)
+    {
+        m_progress.clear();
+        if (!m_stop.stop_requested()) {
+            printMessage(reason);
+        }
+        return Failed;
+    }
+
     void findAndWriteDuplicates()
     {
         const QString warning = thresholdWarning(m_options);
@@ -132,12 +142,15 @@ private:
         }
         requireUsableOutput();
         const std::unique_ptr<search::FingerprintStore> store = openStore();
-        const fingerprint::FileLists files = listFiles();
+        std::unique_ptr<search::TrustedStore> trusted = openTrustedStore();
+        const fingerprint::FileLists files = listFiles(trusted.get());
         if (m_options.forget && !m_stop.stop_requested()) {
             forgetGone(*store, files);
         }
         if (!m_stop.stop_requested() && hasPairs(files)) {
-            compareFiles(files, store.get());
+            compareFiles(
+                files, trusted ? load(std::move(trusted), files)
+                               : m_collector.fingerprint(files.first + files.second, store.get()));
         }
         m_progress.clear();
         if (m_stop.stop_requested()) {
@@ -165,21 +178,32 @@ private:
 
     std::unique_ptr<search::FingerprintStore> openStore() const
     {
-        if (m_options.storeFile.isEmpty()) {
-            return nullptr;
-        }
-        try {
-            return std::make_unique<search::FingerprintStore>(m_options.storeFile);
-        } catch (const search::StoreError& error) {
-            throw SearchFailure{error.message()};
-        }
+        return m_options.storeFile.isEmpty() || m_options.trustStore
+                   ? nullptr
+                   : std::make_unique<search::FingerprintStore>(m_options.storeFile);
     }
 
-    fingerprint::FileLists listFiles()
+    std::unique_ptr<search::TrustedStore> openTrustedStore() const
     {
-        m_report.folders = m_collector.usableFolders(m_options.folders);
-        m_report.against = m_collector.usableFolders(m_options.against);
-        const FoundFiles found = m_collector.find(m_report.folders, m_report.against);
+        return m_options.trustStore ? std::make_unique<search::TrustedStore>(m_options.storeFile)
+                                    : nullptr;
+    }
+
+    FoundFiles find(const search::TrustedStore* trusted)
+    {
+        const auto usable = [&](const QStringList& names) {
+            return trusted ? m_collector.storedFolders(*trusted, names)
+                           : m_collector.usableFolders(names);
+        };
+        m_report.folders = usable(m_options.folders);
+        m_report.against = usable(m_options.against);
+        return trusted ? m_collector.find(*trusted, m_report.folders, m_report.against)
+                       : m_collector.find(m_report.folders, m_report.against);
+    }
+
+    fingerprint::FileLists listFiles(const search::TrustedStore* trusted)
+    {
+        const FoundFiles found = find(trusted);
         const fingerprint::FileLists& files = found.lists;
         m_report.fileCount = files.first.size() + files.second.size();
         m_report.skipped = found.skipped;
@@ -227,10 +251,16 @@ private:
         return !files.first.isEmpty() && (!m_report.betweenGroups || !files.second.isEmpty());
     }
 
-    void compareFiles(const fingerprint::FileLists& files, search::FingerprintStore* store)
+    /** What \a store has of \a files; closes it, so that others can write to it meanwhile. */
+    search::Collection load(std::unique_ptr<search::TrustedStore> store,
+                            const fingerprint::FileLists& files)
     {
-        const search::Collection collection =
-            m_collector.fingerprint(files.first + files.second, store);
+        return m_collector.load(*store, m_report.folders + m_report.against,
+                                files.first + files.second);
+    }
+
+    void compareFiles(const fingerprint::FileLists& files, const search::Collection& collection)
+    {
         if (m_stop.stop_requested()) {
             return;
         }

@@ -368,4 +368,22 @@ Listing listAudioFiles(const QStringList& folders, const ListingOptions& options
     return listing;
 }
 
+Treatment treatmentOf(const QString& pathBelow, const ListingOptions& options)
+{
+    for (qsizetype begin = 0, end = 0; end < pathBelow.size(); begin = end + 1) {
+        const qsizetype slash = pathBelow.indexOf(u'/', begin);
+        end = slash < 0 ? pathBelow.size() : slash;
+        const bool isHidden = begin < end && pathBelow.at(begin) == u'.';
+        if (isHidden ||
+            (options.isExcluded && options.isExcluded(pathBelow.first(end), slash >= 0))) {
+            return Treatment::LeftOut;
+        }
+    }
+    const QStringView name = QStringView(pathBelow).sliced(pathBelow.lastIndexOf(u'/') + 1);
+    if (isAudioFileName(name, options)) {
+        return Treatment::Listed;
+    }
+    return isOneOf(options.notedEndings, endingOf(name)) ? Treatment::Noted : Treatment::LeftOut;
+}
+
 } // namespace fingerprint

@@ -86,4 +86,17 @@ struct Listing
 Listing listAudioFiles(const QStringList& folders, const ListingOptions& options,
                        const std::stop_token& stop = {});
 
+/** What listAudioFiles() does with a file. */
+enum class Treatment {
+    Listed,
+    Noted,
+    LeftOut,
+};
+
+/**
+ * What listAudioFiles() would do with a file at \a pathBelow the searched folder, by its name and
+ * the names of the folders on the way. Thread: Any thread.
+ */
+Treatment treatmentOf(const QString& pathBelow, const ListingOptions& options);
+
 } // namespace fingerprint

@@ -1,6 +1,6 @@
 #include "search/fingerprintstore.h"
 
-#include "fingerprint/featureless.h"
+#include "search/storedrow.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -11,32 +11,10 @@
 
 namespace search {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-/** The columns that find() selects, in this order. */
-enum FoundColumn {
-    SizeBytes,
-    ModifiedMs,
-    ChangedMs,
-    DurationMs,
-    SampleRateHz,
-    Channels,
-    Fingerprint,
-    Failure,
-    Container,
-    Codec,
-    BitRate,
-    Lossless,
-    BitsPerSample,
-    StatedMs,
-    DecodedMs,
-    BreakReason,
-};
-
-constexpr auto kFind =
-    "SELECT size_bytes, modified_ms, changed_ms, duration_ms, sample_rate_hz, channels, "
-    "fingerprint, failure, container, codec, bit_rate, lossless, bits_per_sample, stated_ms, "
-    "decoded_ms, break_reason FROM files LEFT JOIN facts USING (path) WHERE files.path = ?";
 constexpr auto kSave = "INSERT OR REPLACE INTO files VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)";
 constexpr auto kSaveFacts = "INSERT OR REPLACE INTO facts VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)";
 
@@ -47,37 +25,6 @@ QByteArray toBlob(const QList<quint32>& words)
         qToLittleEndian<quint32>(words.constData(), words.size(), blob.data());
     }
     return blob;
-}
-
-QList<quint32> fromBlob(const QByteArray& blob)
-{
-    QList<quint32> words(blob.size() / static_cast<qsizetype>(sizeof(quint32)));
-    if (!words.isEmpty()) {
-        qFromLittleEndian<quint32>(blob.constData(), words.size(), words.data());
-    }
-    return words;
-}
-
-/** The facts in the current row of \a query; unknown if the row has none. */
-fingerprint::FileFacts factsIn(const QSqlQuery& query)
-{
-    fingerprint::FileFacts facts;
-    facts.sizeBytes = query.value(SizeBytes).toLongLong();
-    facts.modifiedMs = query.value(ModifiedMs).toLongLong();
-    if (query.isNull(Container)) {
-        return facts;
-    }
-    facts.container = query.value(Container).toString();
-    facts.codec = query.value(Codec).toString();
-    facts.bitRate = query.value(BitRate).toLongLong();
-    facts.isLossless = query.value(Lossless).toBool();
-    facts.bitsPerSample = query.value(BitsPerSample).toInt();
-    facts.statedMs = query.value(StatedMs).toLongLong();
-    facts.decodedMs = query.value(DecodedMs).toLongLong();
-    facts.breakReason = query.value(BreakReason).toString();
-    facts.completeness = facts.breakReason.isEmpty() ? fingerprint::Completeness::Whole
-                                                     : fingerprint::Completeness::Partial;
-    return facts;
 }
 
 /** Qt binds a null string as NULL. */
@@ -103,7 +50,7 @@ FingerprintStore::FingerprintStore(const QString& fileName, std::chrono::millise
     , m_connection(fileName, StoreConnection::Access::ReadWrite, patience)
 {
     createOrCheck();
-    m_find = m_connection.prepared(QString::fromLatin1(kFind));
+    m_find = m_connection.prepared(selectStoredFiles(u"files.path = ?"_s));
     m_save = m_connection.prepared(QString::fromLatin1(kSave));
     m_saveFacts = m_connection.prepared(QString::fromLatin1(kSaveFacts));
 }
@@ -165,21 +112,13 @@ std::optional<StoredFile> FingerprintStore::find(const QString& path, const File
     m_connection.execute(*m_find, {m_paths.of(path)});
     std::optional<StoredFile> file;
     if (m_find->next()) {
-        const auto number = [this](int column) { return m_find->value(column).toLongLong(); };
-        const auto integer = [this](int column) { return m_find->value(column).toInt(); };
-        const FileState stored{number(SizeBytes), number(ModifiedMs), number(ChangedMs)};
-        const QVariant failure = m_find->value(Failure);
-        const bool same = failure.isNull() ? stored.sizeBytes == state.sizeBytes &&
-                                                 stored.modifiedMs == state.modifiedMs
-                                           : stored == state;
-        if (same) {
-            const QList<quint32> words = fromBlob(m_find->value(Fingerprint).toByteArray());
-            file = {path,
-                    stored,
-                    {path, words, integer(DurationMs), integer(SampleRateHz), integer(Channels)},
-                    failure.toString(),
-                    factsIn(*m_find)};
-            file->facts.isFeatureless = fingerprint::isFeatureless(words);
+        file = storedFileIn(*m_find, path);
+        const FileState& stored = file->state;
+        const bool same = file->failure.isNull() ? stored.sizeBytes == state.sizeBytes &&
+                                                       stored.modifiedMs == state.modifiedMs
+                                                 : stored == state;
+        if (!same) {
+            file.reset();
         }
     }
     m_find->finish();

@@ -1,5 +1,6 @@
 #include "search/storedpath.h"
 
+#include <QDir>
 #include <QFileInfo>
 
 namespace search {
@@ -18,6 +19,18 @@ QString StoredPaths::of(const QString& path)
     }
     return (resolved.endsWith(QLatin1Char('/')) ? resolved : resolved + QLatin1Char('/')) +
            path.mid(slash + 1);
+}
+
+QString folderWithoutLinks(const QString& folder)
+{
+    const QString whole = QDir::cleanPath(folder);
+    QString existing = whole;
+    QString canonical = QFileInfo(existing).canonicalFilePath();
+    while (canonical.isEmpty() && existing != QLatin1String("/")) {
+        existing = QFileInfo(existing).path();
+        canonical = QFileInfo(existing).canonicalFilePath();
+    }
+    return QDir::cleanPath(canonical + QLatin1Char('/') + whole.mid(existing.size()));
 }
 
 } // namespace search

@@ -23,4 +23,10 @@ private:
     QHash<QString, QString> m_folders;
 };
 
+/**
+ * Returns \a folder with all links resolved. Of one that does not exist, the part that does is
+ * resolved. Requires: an absolute path. Thread: Any thread, blocking.
+ */
+QString folderWithoutLinks(const QString& folder);
+
 } // namespace search
