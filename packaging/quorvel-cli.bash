@@ -9,7 +9,7 @@ _quorvel_cli() {
     _init_completion -s || return
 
     local command=search
-    if ((cword > 1)) && [[ ${words[1]} == @(search|apply|undo) ]]; then
+    if ((cword > 1)) && [[ ${words[1]} == @(search|fingerprint|merge|apply|undo) ]]; then
         command=${words[1]}
     fi
 
@@ -18,7 +18,7 @@ _quorvel_cli() {
         _filedir -d
         return
         ;;
-    -o | --output | --store | --journal)
+    -o | --output | --store | --journal | --into)
         _filedir
         return
         ;;
@@ -38,7 +38,7 @@ _quorvel_cli() {
         compopt -o nospace
         return
         ;;
-    -t | --threshold | --min-duration | --exclude | -j | --jobs | --min-similarity)
+    -t | --threshold | --min-duration | --exclude | -j | --jobs | --min-similarity | --shard)
         return
         ;;
     esac
@@ -48,7 +48,14 @@ _quorvel_cli() {
     case $command in
     search)
         options='--against= --threshold= --min-duration= --ext= --exclude= --jobs= --format=
-            --output= --pairs --keep= --store= --forget --quiet --verbose --help --version'
+            --output= --pairs --keep= --store= --forget --trust-store --quiet --verbose --help
+            --version'
+        ;;
+    fingerprint)
+        options='--store= --shard= --ext= --exclude= --jobs= --quiet --verbose --help'
+        ;;
+    merge)
+        options='--into= --quiet --verbose --help'
         ;;
     apply)
         options='--move-to= --yes --min-similarity= --even-short --even-featureless --even-partial
@@ -63,12 +70,13 @@ _quorvel_cli() {
         [[ ${COMPREPLY[0]-} == *= ]] && compopt -o nospace
         return
     fi
-    if [[ $command != search ]]; then
+    if [[ $command != @(search|fingerprint) ]]; then
         _filedir
         return
     fi
     _filedir -d
     if ((cword == 1)); then
-        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W 'search apply undo' -- "$cur")
+        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W 'search fingerprint merge apply undo' \
+            -- "$cur")
     fi
 } && complete -F _quorvel_cli quorvel-cli

@@ -1,16 +1,22 @@
 # Completion of quorvel-cli for fish, which looks for it in
 # ~/.local/share/fish/vendor_completions.d and the like.
 
-set -l commands search apply undo
-set -l search 'not __fish_seen_subcommand_from apply undo'
+set -l commands search fingerprint merge apply undo
+set -l search 'not __fish_seen_subcommand_from fingerprint merge apply undo'
+set -l fingerprint '__fish_seen_subcommand_from fingerprint'
+set -l merge '__fish_seen_subcommand_from merge'
 set -l apply '__fish_seen_subcommand_from apply'
 set -l undo '__fish_seen_subcommand_from undo'
 
 complete -c quorvel-cli -f
 complete -c quorvel-cli -n "not __fish_seen_subcommand_from $commands" -a search -d 'Find duplicates'
+complete -c quorvel-cli -n "not __fish_seen_subcommand_from $commands" -a fingerprint -d 'Fingerprint files without comparing them'
+complete -c quorvel-cli -n "not __fish_seen_subcommand_from $commands" -a merge -d 'Merge stores of fingerprints'
 complete -c quorvel-cli -n "not __fish_seen_subcommand_from $commands" -a apply -d 'Move the duplicates of a result'
 complete -c quorvel-cli -n "not __fish_seen_subcommand_from $commands" -a undo -d 'Move them back'
 complete -c quorvel-cli -n $search -a '(__fish_complete_directories)'
+complete -c quorvel-cli -n $fingerprint -a '(__fish_complete_directories)'
+complete -c quorvel-cli -n $merge -F
 complete -c quorvel-cli -n $apply -a '(__fish_complete_suffix .json)'
 complete -c quorvel-cli -n $undo -F
 
@@ -26,7 +32,16 @@ complete -c quorvel-cli -n $search -l pairs -d 'List every pair, not each file o
 complete -c quorvel-cli -n $search -l keep -x -a '(__fish_append , complete lossless sample-rate bit-rate size oldest under=)' -d 'Put the file to keep above those like it'
 complete -c quorvel-cli -n $search -l store -r -F -d 'Keep fingerprints in this file'
 complete -c quorvel-cli -n $search -l forget -d 'Take files that are gone out of the store'
+complete -c quorvel-cli -n $search -l trust-store -d 'Compare what the store holds, not the files'
 complete -c quorvel-cli -n $search -l version -d 'Show the version'
+
+complete -c quorvel-cli -n $fingerprint -l store -r -F -d 'Keep fingerprints in this file'
+complete -c quorvel-cli -n $fingerprint -l shard -x -d 'Take only shard K of N'
+complete -c quorvel-cli -n $fingerprint -l ext -x -a '+all +opus +oga +aiff +wv' -d 'Search files of these endings, too'
+complete -c quorvel-cli -n $fingerprint -l exclude -x -d 'Leave out files and folders of this name or path'
+complete -c quorvel-cli -n $fingerprint -s j -l jobs -x -d 'The number of threads'
+
+complete -c quorvel-cli -n $merge -l into -r -F -d 'The store to merge into'
 
 complete -c quorvel-cli -n $apply -l move-to -x -a '(__fish_complete_directories)' -d 'Move the duplicates below this folder'
 complete -c quorvel-cli -n $apply -l yes -d 'Move them, not only show what would be done'

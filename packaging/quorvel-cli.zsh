@@ -15,10 +15,27 @@ local -a search_options=(
     '*--keep=[put the file to keep above those like it]:rules:_values -s , rule complete lossless sample-rate bit-rate size oldest under\:folder\:"_files -/"'
     '--store=[keep fingerprints in this file]:file:_files'
     '--forget[take files that are gone out of the store]'
+    '--trust-store[compare what the store holds, not the files]'
     '(-q --quiet)'{-q,--quiet}'[show no progress]'
     '(-v --verbose)'{-v,--verbose}'[print what failed or was skipped]'
     '(-h --help)'{-h,--help}'[show the help]'
     '--version[show the version]'
+)
+local -a fingerprint_options=(
+    '--store=[keep fingerprints in this file]:file:_files'
+    '--shard=[take only shard K of N]:shard, such as 3/16'
+    '*--ext=[search files of these endings, too]:endings:(+all +opus +oga +aiff +wv)'
+    '*--exclude=[leave out files and folders of this name or path]:pattern'
+    '(-j --jobs)'{-j+,--jobs=}'[the number of threads]:threads'
+    '(-q --quiet)'{-q,--quiet}'[show no progress]'
+    '(-v --verbose)'{-v,--verbose}'[print what failed or was skipped]'
+    '(-h --help)'{-h,--help}'[show the help]'
+)
+local -a merge_options=(
+    '--into=[the store to merge into]:file:_files'
+    '(-q --quiet)'{-q,--quiet}'[show no progress]'
+    '(-v --verbose)'{-v,--verbose}'[print each part that was merged]'
+    '(-h --help)'{-h,--help}'[show the help]'
 )
 local -a apply_options=(
     '--move-to=[move the duplicates below this folder]:folder:_files -/'
@@ -40,6 +57,22 @@ local -a undo_options=(
 
 # The first word is a command, an option or a folder.
 case ${words[2]} in
+fingerprint)
+    ((CURRENT == 2)) || {
+        shift words
+        ((CURRENT--))
+        _arguments -s $fingerprint_options '*:folder:_files -/'
+        return
+    }
+    ;;
+merge)
+    ((CURRENT == 2)) || {
+        shift words
+        ((CURRENT--))
+        _arguments -s $merge_options '*:part:_files'
+        return
+    }
+    ;;
 apply)
     ((CURRENT == 2)) || {
         shift words
@@ -66,6 +99,8 @@ esac
 if ((CURRENT == 2)) && [[ $words[1] == quorvel-cli ]]; then
     local -a commands=(
         'search:find duplicates'
+        'fingerprint:fingerprint files without comparing them'
+        'merge:merge stores of fingerprints'
         'apply:move the duplicates of a result'
         'undo:move them back'
     )

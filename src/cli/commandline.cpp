@@ -23,9 +23,9 @@ constexpr auto kUsage = "Usage: quorvel-cli [options] FOLDER...";
 constexpr auto kEndOfHelp =
     "\nCommands, as the first argument (a folder of such a name is given as ./apply):\n"
     "  search       This search; may be left out.\n"
-    "  fingerprint  Fingerprints files without comparing them: quorvel-cli fingerprint --help\n"
+    "  fingerprint  Only fingerprints files: quorvel-cli fingerprint --help\n"
     "  merge        Merges stores of fingerprints: quorvel-cli merge --help\n"
-    "  apply        Moves the duplicates of a result elsewhere: quorvel-cli apply --help\n"
+    "  apply        Moves duplicates of a result elsewhere: quorvel-cli apply --help\n"
     "  undo         Moves them back: quorvel-cli undo --help\n"
     "\nExamples:\n"
     "  quorvel-cli ~/Music\n"

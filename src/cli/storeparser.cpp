@@ -7,13 +7,13 @@ namespace cli {
 namespace {
 
 constexpr auto kEndOfFingerprintHelp =
-    "\nExamples, the second one of three machines with the same folders:\n"
+    "\nExamples:\n"
     "  quorvel-cli fingerprint --store ~/music.db ~/Music\n"
     "  quorvel-cli fingerprint --store part2.db --shard 2/3 /archive\n"
     "\nExit status:\n"
     "  0  The store has all files of the shard.\n"
-    "  1  A FOLDER does not exist or cannot be read, or a file changed or could not be read to\n"
-    "     its end; the store has the others.\n"
+    "  1  A FOLDER does not exist or cannot be read, or a file changed while it was\n"
+    "     read or met an error of the disk; the store has the others.\n"
     "  2  Wrong usage.\n"
     "  3  The store cannot be used, or some fingerprints could not be saved to it.\n"
     "  130  Interrupted by Ctrl-C. The store keeps what was saved.\n"
@@ -26,8 +26,8 @@ constexpr auto kEndOfMergeHelp =
     "\nExit status:\n"
     "  0  STORE has the files of every PART.\n"
     "  2  Wrong usage.\n"
-    "  3  STORE cannot be used, or some PART could not be merged: nothing of it is in STORE, and\n"
-    "     the others are. A message names each.\n"
+    "  3  STORE cannot be used, or a PART could not be merged: nothing of it is in\n"
+    "     STORE, but all of the others. Messages name each.\n"
     "  130  Interrupted by Ctrl-C. STORE has whole PARTs only.\n"
     "The same command again continues.\n";
 
@@ -44,8 +44,8 @@ class FingerprintParser : FileOptionParser
 public:
     FingerprintParser()
         : FileOptionParser(QStringLiteral(
-              "Fingerprints the files in the FOLDERs into a store, and compares nothing. Several\n"
-              "machines can share the work, each with a shard and a store of its own."))
+              "Fingerprints the files in the FOLDERs into a store, and compares nothing.\n"
+              "Several machines can share the work, each with a shard and a store of its own."))
     {
         m_parser.addOptions({store, shard, exclude, ext, jobs, quiet, verbose, help});
     }
@@ -97,8 +97,8 @@ class MergeParser : OptionParser
 public:
     MergeParser()
         : OptionParser(QStringLiteral(
-              "Takes into STORE what the PARTs have, each of them as a whole. Of a file that both\n"
-              "have, the newest state counts. Only reads the PARTs."))
+              "Takes into STORE what the PARTs have, each of them as a whole. Of a file that\n"
+              "both have, the newest state counts. The PARTs are only read."))
     {
         m_parser.addOptions({into, quiet, verbose, help});
         m_parser.addPositionalArgument(QStringLiteral("PART"),

@@ -116,6 +116,11 @@ private Q_SLOTS:
     void completionAndManualPageNameEveryRule();
     void applyTakesItsOptions();
     void undoTakesItsOptions();
+    void fingerprintTakesItsOptions();
+    void shardsAreNumberedFromOne_data();
+    void shardsAreNumberedFromOne();
+    void mergeTakesItsOptions();
+    void storeIsTrustedOnRequest();
     void wrongUsageOfACommandIsReportedWithItsLine_data();
     void wrongUsageOfACommandIsReportedWithItsLine();
     void everyHelpHasExamplesAndExitStatuses();
@@ -343,6 +348,11 @@ void TestCommandLine::wrongUsageIsToldWithTheUsageLine_data()
     QTest::newRow("forget without a store")
         << QStringLiteral("one --forget")
         << QStringLiteral("--forget takes files out of a store: give --store.");
+    QTest::newRow("trust in no store")
+        << u"one --trust-store"_s << u"--trust-store searches a store: give --store."_s;
+    QTest::newRow("trust and forget")
+        << u"one --trust-store --forget --store s"_s
+        << u"--trust-store looks at no files, so --forget cannot know which are gone."_s;
     QTest::newRow("store") << QStringLiteral("one --store=")
                            << QStringLiteral("--store takes a file name.");
 }
@@ -375,7 +385,9 @@ void TestCommandLine::manualPageNamesEveryOption_data()
 {
     QTest::addColumn<QString>("command");
     QTest::addColumn<int>("count");
-    QTest::newRow("search") << QStringLiteral("search") << 16;
+    QTest::newRow("search") << QStringLiteral("search") << 17;
+    QTest::newRow("fingerprint") << QStringLiteral("fingerprint") << 8;
+    QTest::newRow("merge") << QStringLiteral("merge") << 4;
     QTest::newRow("apply") << QStringLiteral("apply") << 10;
     QTest::newRow("undo") << QStringLiteral("undo") << 3;
 }
@@ -398,7 +410,7 @@ void TestCommandLine::completionNamesEveryOption_data()
     QTest::addColumn<QString>("file");
     QTest::addColumn<QString>("command");
     for (const char* file : {"quorvel-cli.bash", "quorvel-cli.zsh", "quorvel-cli.fish"}) {
-        for (const char* command : {"search", "apply", "undo"}) {
+        for (const char* command : {"search", "fingerprint", "merge", "apply", "undo"}) {
             QTest::addRow("%s, %s", file, command)
                 << QString::fromLatin1(file) << QString::fromLatin1(command);
         }
@@ -473,6 +485,71 @@ void TestCommandLine::undoTakesItsOptions()
     QCOMPARE(parse(QStringLiteral("./undo")).request, CommandLine::Request::Search);
 }
 
+void TestCommandLine::fingerprintTakesItsOptions()
+{
+    const cli::FingerprintOptions few = parse(u"fingerprint --store s one"_s).fingerprint;
+    QCOMPARE(few.shard, search::Shard(1, 1));
+    QCOMPARE(few.threadCount, QThread::idealThreadCount());
+    QVERIFY(!few.quiet && !few.verbose && few.excluded.isEmpty() && few.moreEndings.isEmpty());
+
+    const CommandLine line = parse(u"fingerprint --store :s --shard 2/7 --exclude x --ext +opus "
+                                   "-j 3 -qv one two"_s);
+    QCOMPARE(line.text, QString());
+    QCOMPARE(line.request, CommandLine::Request::Fingerprint);
+    const cli::FingerprintOptions& all = line.fingerprint;
+    QCOMPARE(all.folders, QStringList({u"one"_s, u"two"_s}));
+    QCOMPARE(all.storeFile, u"./:s"_s);
+    QCOMPARE(all.shard, search::Shard(2, 7));
+    QCOMPARE(all.excluded, QStringList(u"x"_s));
+    QCOMPARE(all.moreEndings, QStringList(u"opus"_s));
+    QCOMPARE(all.threadCount, 3);
+    QVERIFY(all.quiet && all.verbose);
+    QCOMPARE(parse(u"./fingerprint"_s).request, CommandLine::Request::Search);
+}
+
+void TestCommandLine::shardsAreNumberedFromOne_data()
+{
+    QTest::addColumn<QString>("shard");
+    QTest::addColumn<bool>("isUsable");
+    for (const char* shard : {"1/1", "1/16", "16/16"}) {
+        QTest::newRow(shard) << QString::fromLatin1(shard) << true;
+    }
+    for (const char* shard : {"", "1", "/", "1/", "/1", "0/2", "3/2", "1/2/3", "-1/2", "1/-2",
+                              "+1/2", "a/b", "1/0", "1/99999999999"}) {
+        QTest::addRow("'%s'", shard) << QString::fromLatin1(shard) << false;
+    }
+}
+
+void TestCommandLine::shardsAreNumberedFromOne()
+{
+    QFETCH(const QString, shard);
+    QFETCH(const bool, isUsable);
+    const CommandLine line = parse(u"fingerprint --store s one --shard="_s + shard);
+    QCOMPARE(line.request == CommandLine::Request::Fingerprint, isUsable);
+    QCOMPARE(line.text.startsWith(u"quorvel-cli: --shard takes K/N, such as 3/16, with a K from "
+                                  "1 to N.\n"_s),
+             !isUsable);
+}
+
+void TestCommandLine::mergeTakesItsOptions()
+{
+    const CommandLine few = parse(u"merge --into s p"_s);
+    QCOMPARE(few.request, CommandLine::Request::Merge);
+    QVERIFY(!few.merge.quiet && !few.merge.verbose);
+    const CommandLine line = parse(u"merge p -qv :q --into=:s"_s);
+    QCOMPARE(line.text, QString());
+    QCOMPARE(line.merge.storeFile, u"./:s"_s);
+    QCOMPARE(line.merge.parts, QStringList({u"p"_s, u"./:q"_s}));
+    QVERIFY(line.merge.quiet && line.merge.verbose);
+    QCOMPARE(parse(u"./merge"_s).request, CommandLine::Request::Search);
+}
+
+void TestCommandLine::storeIsTrustedOnRequest()
+{
+    QVERIFY(!parse(u"--store s one"_s).options.trustStore);
+    QVERIFY(parse(u"--store s --trust-store one"_s).options.trustStore);
+}
+
 void TestCommandLine::wrongUsageOfACommandIsReportedWithItsLine_data()
 {
     QTest::addColumn<QString>("arguments");
@@ -488,6 +565,18 @@ void TestCommandLine::wrongUsageOfACommandIsReportedWithItsLine_data()
         << QStringLiteral("apply r.json --move-to f --min-similarity 101") << apply;
     QTest::newRow("option of the search")
         << QStringLiteral("apply r.json --move-to f --pairs") << apply;
+    const QString fingerprint =
+        u"Usage: quorvel-cli fingerprint [options] --store FILE FOLDER...\n"_s;
+    const QString merge = u"Usage: quorvel-cli merge [options] --into STORE PART...\n"_s;
+    QTest::newRow("fingerprint nothing") << u"fingerprint --store s"_s << fingerprint;
+    QTest::newRow("fingerprint into nothing") << u"fingerprint one"_s << fingerprint;
+    QTest::newRow("fingerprint no name") << u"fingerprint --store s  two"_s << fingerprint;
+    QTest::newRow("fingerprint with an option of the search")
+        << u"fingerprint --store s --forget one"_s << fingerprint;
+    QTest::newRow("merge nothing") << u"merge --into s"_s << merge;
+    QTest::newRow("merge into nothing") << u"merge p"_s << merge;
+    QTest::newRow("merge into no name") << u"merge --into= p"_s << merge;
+    QTest::newRow("merge no name") << u"merge --into s p "_s << merge;
     QTest::newRow("undo nothing") << QStringLiteral("undo") << undo;
     QTest::newRow("undo two") << QStringLiteral("undo i j") << undo;
 }
@@ -504,7 +593,7 @@ void TestCommandLine::wrongUsageOfACommandIsReportedWithItsLine()
 void TestCommandLine::everyHelpHasExamplesAndExitStatuses()
 {
     for (const QString& command :
-         {QStringLiteral("search"), QStringLiteral("apply"), QStringLiteral("undo")}) {
+         {u"search"_s, u"fingerprint"_s, u"merge"_s, u"apply"_s, u"undo"_s}) {
         const CommandLine line = parse(command + QStringLiteral(" --help"));
         QCOMPARE(line.request, CommandLine::Request::ShowText);
         QVERIFY(line.text.startsWith(QLatin1String("Usage: quorvel-cli ")));
@@ -518,7 +607,7 @@ void TestCommandLine::everyHelpFitsATerminal()
 {
     constexpr qsizetype kColumns = 80;
     for (const QString& command :
-         {QStringLiteral("search"), QStringLiteral("apply"), QStringLiteral("undo")}) {
+         {u"search"_s, u"fingerprint"_s, u"merge"_s, u"apply"_s, u"undo"_s}) {
         const QString text = parse(command + QStringLiteral(" --help")).text;
         for (const QString& line : text.split(QLatin1Char('\n'))) {
             QVERIFY2(line.size() <= kColumns, qPrintable(line));
