@@ -55,6 +55,8 @@ FingerprintStore::FingerprintStore(const QString& fileName, std::chrono::millise
     m_saveFacts = m_connection.prepared(QString::fromLatin1(kSaveFacts));
 }
 
+FingerprintStore::~FingerprintStore() = default;
+
 void FingerprintStore::createOrCheck()
 {
     // With a rollback journal, unlike a write-ahead log, a closed store is one file and works on

@@ -66,6 +66,7 @@ public:
      */
     explicit FingerprintStore(const QString& fileName,
                               std::chrono::milliseconds patience = std::chrono::minutes(1));
+    ~FingerprintStore();
     FingerprintStore(const FingerprintStore&) = delete;
     FingerprintStore& operator=(const FingerprintStore&) = delete;
 

@@ -1,5 +1,6 @@
 #include "cliprocess.h"
 #include "search/fingerprintstore.h"
+#include "storecontent.h"
 #include "support/media.h"
 #include "tunefolders.h"
 
@@ -9,8 +10,6 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QSet>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTest>
 
 #include <filesystem>
@@ -19,32 +18,6 @@
 using testmedia::contentOf;
 
 namespace {
-
-/** Executes \a statements on the database at \a path; returns the first column of the last. */
-QVariantList executed(const QString& path, const QStringList& statements)
-{
-    QVariantList column;
-    {
-        QSqlDatabase database =
-            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
-        database.setDatabaseName(path);
-        if (!database.open()) {
-            qFatal("%s", qPrintable(path));
-        }
-        for (const QString& statement : statements) {
-            QSqlQuery query(database);
-            if (!query.exec(statement)) {
-                qFatal("%s", qPrintable(statement));
-            }
-            column.clear();
-            while (query.next()) {
-                column.append(query.value(0));
-            }
-        }
-    }
-    QSqlDatabase::removeDatabase(QStringLiteral("other"));
-    return column;
-}
 
 /** Turns the store at \a path into one as version 1 made it, with the same files. */
 void downgrade(const QString& path)

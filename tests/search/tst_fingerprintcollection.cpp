@@ -98,6 +98,8 @@ private Q_SLOTS:
     void storeThatFailsCostsNoResult_data();
     void storeThatFailsCostsNoResult();
     void storeThatHasFailedIsNotUsedAgain();
+    void storeAloneIsGivenWhatIsOnlySaved();
+    void nothingIsReadForAStoreThatHasFailed();
     void busyStoreIsTriedAgain();
     void storeThatStaysBusyIsToldAtTheEnd();
     void progressCountsFilesAndSeconds();
@@ -365,6 +367,35 @@ void TestFingerprintCollection::storeThatHasFailedIsNotUsedAgain()
     QVERIFY(!fingerprintFiles(files, {1, &store, progress, {}}).storeFailure.isEmpty());
     QVERIFY(isBack);
     QCOMPARE(decoded(store), files.size());
+}
+
+void TestFingerprintCollection::storeAloneIsGivenWhatIsOnlySaved()
+{
+    const QTemporaryDir folder;
+    FingerprintStore store(folder.filePath(QStringLiteral("store.db")));
+    const Collection saved = fingerprintFiles(files, {2, &store, {}, {}, true});
+    QVERIFY(saved.records.isEmpty() && saved.facts.isEmpty());
+    QCOMPARE(saved.storeFailure, QString());
+    QVERIFY(!saved.failures.isEmpty());
+    // The missing file is the next run's, too.
+    QCOMPARE(saved.notKept.size(), 1);
+    Collection collection;
+    QCOMPARE(decoded(store, &collection), 1);
+    QCOMPARE(collection.records, expected);
+}
+
+void TestFingerprintCollection::nothingIsReadForAStoreThatHasFailed()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("store.db"));
+    FingerprintStore store(path);
+    QVERIFY(OtherProgram(path).runs(QStringLiteral("ALTER TABLE files RENAME TO hidden")));
+    qsizetype decodedCount = 0;
+    const auto progress = [&decodedCount](const CollectionProgress& now) {
+        decodedCount = now.filesDecoded;
+    };
+    QVERIFY(!fingerprintFiles(files, {2, &store, progress, {}, true}).storeFailure.isEmpty());
+    QCOMPARE(decodedCount, 0);
 }
 
 void TestFingerprintCollection::busyStoreIsTriedAgain()
