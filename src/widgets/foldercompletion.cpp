@@ -6,26 +6,35 @@
 #include <QDir>
 #include <QLineEdit>
 #include <QStringListModel>
+#include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>
 
 namespace {
 
-/** The paths of the folders in \a folder, which ends in a slash. */
-QStringList foldersIn(const QString& folder)
+/** One for each disk that does not answer, and some for those that do. */
+constexpr int kMostListings = 16;
+
+/**
+ * Is never destroyed: the end of the program waits for the global pool, and a listing of a network
+ * drive that is gone may not end.
+ */
+QThreadPool* listingPool()
 {
-    QStringList paths = QDir(folder).entryList(QDir::AllDirs | QDir::NoDotAndDotDot, QDir::Name);
-    for (QString& path : paths) {
-        path.prepend(folder);
-    }
-    return paths;
+    static QThreadPool* const pool = [] {
+        auto* created = new QThreadPool;
+        created->setMaxThreadCount(kMostListings);
+        return created;
+    }();
+    return pool;
 }
 
 class FolderLister : public QObject
 {
 public:
-    explicit FolderLister(QLineEdit* field)
+    FolderLister(QLineEdit* field, folderCompletion::Listing listing)
         : QObject(field)
         , m_field(field)
+        , m_listing(std::move(listing))
     {
         m_field->setCompleter(new QCompleter(&m_model, m_field));
         connect(m_field, &QLineEdit::textEdited, this, &FolderLister::list);
@@ -41,7 +50,7 @@ private:
         m_folder = folder;
         m_model.setStringList({});
         if (!folder.isEmpty()) {
-            whenFinished(QtConcurrent::run(&foldersIn, folder), this,
+            whenFinished(QtConcurrent::run(listingPool(), m_listing, folder), this,
                          [this, folder](const QStringList& paths) { offer(folder, paths); });
         }
     }
@@ -60,13 +69,23 @@ private:
     }
 
     QLineEdit* m_field;
+    folderCompletion::Listing m_listing;
     QStringListModel m_model;
     QString m_folder;
 };
 
 } // namespace
 
-void folderCompletion::completes(QLineEdit* field)
+QStringList folderCompletion::foldersIn(const QString& folder)
 {
-    new FolderLister(field); // owned by the field
+    QStringList paths = QDir(folder).entryList(QDir::AllDirs | QDir::NoDotAndDotDot, QDir::Name);
+    for (QString& path : paths) {
+        path.prepend(folder);
+    }
+    return paths;
+}
+
+void folderCompletion::completes(QLineEdit* field, const Listing& listing)
+{
+    new FolderLister(field, listing); // owned by the field
 }
