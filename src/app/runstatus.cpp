@@ -7,6 +7,7 @@
 #include "widgets/plaintooltip.h"
 
 #include <QAccessible>
+#include <QAccessibleWidget>
 #include <QContextMenuEvent>
 #include <QElapsedTimer>
 #include <QHelpEvent>
@@ -52,8 +53,40 @@ QString asSentence(const QString& text)
     return text.endsWith(u'.') ? text + u' ' : text + u". "_s;
 }
 
+#if QT_VERSION < QT_VERSION_CHECK(6, 8, 0)
+/** Screen readers read a notification aloud when it is shown, which they do with no other label. */
+class NotificationInterface : public QAccessibleWidget
+{
+public:
+    explicit NotificationInterface(ElidedLabel* label)
+        : QAccessibleWidget(label, QAccessible::Notification)
+        , m_label(label)
+    {
+    }
+
+    QString text(QAccessible::Text kind) const override
+    {
+        const QString given = QAccessibleWidget::text(kind);
+        return kind == QAccessible::Name && given.isEmpty() ? m_label->text() : given;
+    }
+
+private:
+    ElidedLabel* m_label;
+};
+
+QAccessibleInterface* newNotification(const QString& /*className*/, QObject* object)
+{
+    auto* label = qobject_cast<ElidedLabel*>(object);
+    return label != nullptr ? new NotificationInterface(label) : nullptr;
+}
+#endif
+
 ElidedLabel* newLabel(const QString& name, const QString& description)
 {
+#if QT_VERSION < QT_VERSION_CHECK(6, 8, 0)
+    // Before the first label, whose interface is made once.
+    QAccessible::installFactory(&newNotification);
+#endif
     auto* label = new ElidedLabel;
     label->setObjectName(name);
     label->setAccessibleDescription(description);
@@ -71,6 +104,7 @@ RunStatus::RunStatus(QStatusBar* bar, QObject* parent)
     bar->addWidget(m_label, 1);
     bar->addPermanentWidget(m_warning);
     m_label->installEventFilter(this);
+    contextMenu::opensByKey(m_label);
     m_late.setSingleShot(true);
     connect(this, &RunStatus::announced, this, &RunStatus::announce);
     connect(&m_late, &QTimer::timeout, this, &RunStatus::showLatest);
@@ -157,6 +191,7 @@ bool RunStatus::eventFilter(QObject* /*watched*/, QEvent* event)
 void RunStatus::begin(Stage stage)
 {
     m_late.stop();
+    m_label->setAccessibleName({});
     m_stage = stage;
     m_stageStart = m_clock();
     m_lastShown.reset();
@@ -247,12 +282,12 @@ bool RunStatus::openMenu(const QContextMenuEvent* event)
 
 void RunStatus::announce(const QString& text)
 {
+    m_label->setAccessibleName(text);
 #if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
     QAccessibleAnnouncementEvent event(m_label, text);
 #else
-    // Older versions have no words for it: the label, whose name they take, is all that is read.
-    Q_UNUSED(text)
-    QAccessibleEvent event(m_label, QAccessible::Alert);
+    // Older versions have no words of an event's own, and pass on no alert.
+    QAccessibleEvent event(m_label, QAccessible::ObjectShow);
 #endif
     QAccessible::updateAccessibility(&event);
 }

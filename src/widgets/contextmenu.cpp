@@ -2,7 +2,9 @@
 
 #include <QAbstractItemView>
 #include <QContextMenuEvent>
+#include <QCoreApplication>
 #include <QMenu>
+#include <QShortcut>
 
 #include <memory>
 
@@ -59,6 +61,19 @@ void contextMenu::opensOnRows(QAbstractItemView* view, const Fill& fill)
     // The key arrives at the view, the mouse at its viewport.
     view->installEventFilter(opener);
     view->viewport()->installEventFilter(opener);
+    opensByKey(view);
+}
+
+void contextMenu::opensByKey(QWidget* widget)
+{
+    auto* shortcut = new QShortcut(Qt::SHIFT | Qt::Key_F10, widget);
+    shortcut->setContext(Qt::WidgetShortcut);
+    shortcut->setAutoRepeat(false);
+    QObject::connect(shortcut, &QShortcut::activated, widget, [widget] {
+        const QPoint place = widget->rect().center();
+        QContextMenuEvent event(QContextMenuEvent::Keyboard, place, widget->mapToGlobal(place));
+        QCoreApplication::sendEvent(widget, &event);
+    });
 }
 
 void contextMenu::open(QWidget* owner, const QPoint& globalPosition,

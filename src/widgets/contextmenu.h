@@ -22,6 +22,12 @@ using Fill = std::function<void(QMenu& menu, const QModelIndex& row)>;
  */
 void opensOnRows(QAbstractItemView* view, const Fill& fill);
 
+/**
+ * Makes Shift+F10 in \a widget do what the key of context menus does, which many keyboards lack: not
+ * all of Qt's platforms do so themselves. opensOnRows() includes it.
+ */
+void opensByKey(QWidget* widget);
+
 /** Opens a menu of \a owner at \a globalPosition, which deletes itself, and returns at once. */
 void open(QWidget* owner, const QPoint& globalPosition, const std::function<void(QMenu&)>& fill);
 

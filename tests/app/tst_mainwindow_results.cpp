@@ -138,6 +138,9 @@ void TestMainWindowResults::menuKeyOpensTheMenuOfTheCurrentRow()
     m_tree->scrollToTop();
     QVERIFY(support::chooseEntry(support::openMenuByKey(m_tree), u"Copy path"_s));
     QCOMPARE(QApplication::clipboard()->text(), u"/99.mp3"_s);
+    m_tree->setCurrentItem(m_tree->topLevelItem(99));
+    QVERIFY(support::chooseEntry(support::openMenuByShiftF10(m_tree), u"Copy path"_s));
+    QCOMPARE(QApplication::clipboard()->text(), u"/98.mp3"_s);
 }
 
 void TestMainWindowResults::menuOfRowsThatAreGoneIsHarmless()

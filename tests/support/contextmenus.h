@@ -39,6 +39,14 @@ inline QMenu* openMenuByKey(QAbstractItemView* view)
     return menuShown();
 }
 
+/** As above, by the keys that do the same; the view's window must be active. */
+inline QMenu* openMenuByShiftF10(QAbstractItemView* view)
+{
+    view->setFocus();
+    QTest::keyClick(view, Qt::Key_F10, Qt::ShiftModifier);
+    return menuShown();
+}
+
 /** The texts of the entries, "-" for a line between them. */
 inline QStringList entriesOf(const QMenu* menu)
 {
