@@ -7,6 +7,7 @@
 #include "widgets/contextmenu.h"
 #include "widgets/copykey.h"
 #include "widgets/desktop.h"
+#include "widgets/emptylist.h"
 
 #include <QMenu>
 #include <QPersistentModelIndex>
@@ -68,6 +69,7 @@ QList<QTreeWidgetItem*> MainWindow::resultRows(qsizetype& duplicateCount)
 void MainWindow::setUpResults()
 {
     ui->treeWidget->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    emptyList::hidesScrollBar(ui->treeWidget);
     copyKey::copiesPaths(ui->treeWidget, [this] { return selectedResults(); });
     contextMenu::opensOnRows(
         ui->treeWidget, [this](QMenu& menu, const QModelIndex& row) { fillResultMenu(menu, row); });

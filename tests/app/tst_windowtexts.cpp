@@ -5,8 +5,10 @@
 #include <QHeaderView>
 #include <QHelpEvent>
 #include <QLabel>
+#include <QListWidget>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTest>
 #include <QToolButton>
 #include <QToolTip>
@@ -125,6 +127,27 @@ QStringList ofFixedSize(bool longTexts)
     return longTexts ? QStringList{QStringLiteral("compareButton")} : QStringList{};
 }
 
+void setFontSize(int points)
+{
+    QFont font = QApplication::font();
+    font.setPointSize(points);
+    QApplication::setFont(font);
+}
+
+/** The names of the lists of a window that show a scroll bar. */
+QStringList listsWithScrollBars(const QWidget* window)
+{
+    QStringList names;
+    const QList<QAbstractItemView*> lists = window->findChildren<QAbstractItemView*>();
+    for (const QAbstractItemView* list : lists) {
+        if (list->isVisible() &&
+            (list->horizontalScrollBar()->isVisible() || list->verticalScrollBar()->isVisible())) {
+            names.append(list->objectName());
+        }
+    }
+    return names;
+}
+
 QString faultsOf(const QWidget* window, const QStringList& fixedSize)
 {
     return (cutTexts(window, fixedSize) + cutHeaderTexts(window) + cutMenuTexts(window))
@@ -138,9 +161,14 @@ class TestWindowTexts : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase()
+    {
+        m_font = QApplication::font();
+    }
     void cleanup()
     {
         m_windows.reset();
+        QApplication::setFont(m_font);
     }
 
     void scaleFactorIsThatOfTheEnvironment();
@@ -149,6 +177,10 @@ private Q_SLOTS:
     void everyTextIsWholeWithBothGroups_data();
     void everyTextIsWholeWithBothGroups();
     void everyTextIsWholeWhileAFileIsLoaded();
+    void everyTextIsWholeInAnyUsualFont_data();
+    void everyTextIsWholeInAnyUsualFont();
+    void emptyListsShowNoScrollBar_data();
+    void emptyListsShowNoScrollBar();
     void anElidedPathShowsBothEndsAndItsToolTipTheWhole();
     void everyWindowCarriesTheIcon_data()
     {
@@ -160,6 +192,7 @@ private Q_SLOTS:
 
 private:
     std::unique_ptr<ProgramWindows> m_windows;
+    QFont m_font;
 };
 
 void TestWindowTexts::scaleFactorIsThatOfTheEnvironment()
@@ -232,6 +265,67 @@ void TestWindowTexts::everyTextIsWholeWhileAFileIsLoaded()
     window->resize(1, 1);
     QVERIFY(shownTexts(window).contains(label));
     QCOMPARE(faultsOf(window, {}), QString());
+}
+
+void TestWindowTexts::everyTextIsWholeInAnyUsualFont_data()
+{
+    QTest::addColumn<QString>("window");
+    QTest::addColumn<int>("points");
+    const QStringList names = ProgramWindows::names();
+    for (const QString& name : names) {
+        for (const int points : {9, 12, 16}) {
+            QTest::addRow("%s, %d points", qPrintable(name), points) << name << points;
+        }
+    }
+}
+
+void TestWindowTexts::everyTextIsWholeInAnyUsualFont()
+{
+    QFETCH(const QString, window);
+    QFETCH(const int, points);
+    setFontSize(points);
+    m_windows = std::make_unique<ProgramWindows>();
+    QWidget* shown = m_windows->open(window);
+    QVERIFY(shown != nullptr);
+    const QStringList fixed = ofFixedSize(points > 9);
+    QCOMPARE(faultsOf(shown, fixed), QString());
+    shown->resize(1, 1);
+    QCOMPARE(faultsOf(shown, fixed), QString());
+}
+
+void TestWindowTexts::emptyListsShowNoScrollBar_data()
+{
+    QTest::addColumn<int>("points");
+    for (const int points : {9, 12, 16}) {
+        QTest::addRow("%d points", points) << points;
+    }
+}
+
+void TestWindowTexts::emptyListsShowNoScrollBar()
+{
+    QFETCH(const int, points);
+    setFontSize(points);
+    m_windows = std::make_unique<ProgramWindows>();
+    // The list of a dialog after all of it was deleted.
+    QWidget* dialog = m_windows->open(QStringLiteral("delete"));
+    QVERIFY(dialog != nullptr);
+    auto* list = dialog->findChild<QListWidget*>();
+    list->addItem(QStringLiteral("/music/long folder").repeated(100));
+    QTRY_COMPARE(listsWithScrollBars(dialog), QStringList(list->objectName()));
+    list->clear();
+    QTRY_COMPARE(listsWithScrollBars(dialog), QStringList());
+
+    QWidget* window = &m_windows->fixture().window();
+    for (const QSize& size : {window->size(), QSize(1, 1)}) {
+        m_windows->fixture().choose("actionNew_Comparison");
+        window->resize(size);
+        QTRY_COMPARE(listsWithScrollBars(window), QStringList());
+        // Where columns have no room, they are reached once there is something in them.
+        auto* tree = m_windows->fixture().find<QTreeWidget>("treeWidget");
+        new QTreeWidgetItem(tree, {QStringLiteral("/a.mp3")});
+        const bool cut = tree->header()->length() > tree->viewport()->width();
+        QTRY_COMPARE(tree->horizontalScrollBar()->isVisible(), cut);
+    }
 }
 
 void TestWindowTexts::anElidedPathShowsBothEndsAndItsToolTipTheWhole()
