@@ -3,7 +3,11 @@
 #include "driver/windowdriver.h"
 #include "treetext.h"
 
+#include <QApplication>
+#include <QContextMenuEvent>
 #include <QLabel>
+#include <QListWidget>
+#include <QPainter>
 #include <QSlider>
 #include <QTextStream>
 #include <QTreeWidget>
@@ -51,18 +55,55 @@ Step takePicture(const QString& windowName, const QString& file)
             [] { return true; }};
 }
 
-/** Opens a window of its own, takes its picture and closes it with \a closingButton. */
+/** Opens the context menu of some rows of the file operation dialog. */
+void openRowMenu()
+{
+    constexpr int kFirstRow = 2;
+    constexpr int kLastRow = 4;
+    auto* list = driver::find<QListWidget>(driver::window(QStringLiteral("deleteDialog")),
+                                           QStringLiteral("filesList"));
+    require(list->count() > kLastRow, list->objectName());
+    for (int row = kFirstRow; row <= kLastRow; ++row) {
+        list->item(row)->setSelected(true);
+    }
+    const QPoint place = list->visualItemRect(list->item(kLastRow)).center();
+    QContextMenuEvent event(QContextMenuEvent::Mouse, place, list->viewport()->mapToGlobal(place));
+    QCoreApplication::sendEvent(list->viewport(), &event);
+}
+
+/** Takes a picture of a window together with the menu that is open in it, and closes the menu. */
+Step takePictureWithMenu(const QString& windowName, const QString& file)
+{
+    return {QStringLiteral("taking a picture of the menu of ") + windowName,
+            [windowName, file] {
+                QWidget* window = driver::window(windowName);
+                QWidget* menu = QApplication::activePopupWidget();
+                QPixmap picture = window->grab();
+                QPainter(&picture).drawPixmap(window->mapFromGlobal(menu->pos()), menu->grab());
+                if (!picture.save(file)) {
+                    qFatal("%s could not be written", qPrintable(file));
+                }
+                menu->close();
+            },
+            [] { return QApplication::activePopupWidget() == nullptr; }};
+}
+
+/**
+ * Opens a window of its own, takes its picture, takes the steps \a within it and closes it with
+ * \a closingButton.
+ */
 QList<Step> showDialog(const QString& windowName, const std::function<void()>& open,
-                       const QString& closingButton, const QString& pictureFile)
+                       const QString& closingButton, const QString& pictureFile,
+                       const QList<Step>& within = {})
 {
     const auto isOpen = [windowName] { return driver::window(windowName) != nullptr; };
-    return {
-        {QStringLiteral("opening ") + windowName, open, isOpen},
-        takePicture(windowName, pictureFile),
-        {QStringLiteral("closing ") + windowName,
-         [windowName, closingButton] { press(driver::window(windowName), closingButton); },
-         [isOpen] { return !isOpen(); }},
-    };
+    const Step opening{QStringLiteral("opening ") + windowName, open, isOpen};
+    const Step closing{
+        QStringLiteral("closing ") + windowName,
+        [windowName, closingButton] { press(driver::window(windowName), closingButton); },
+        [isOpen] { return !isOpen(); }};
+    return QList<Step>{opening, takePicture(windowName, pictureFile)} + within +
+           QList<Step>{closing};
 }
 
 void printResults(const QWidget* window)
@@ -109,13 +150,18 @@ QList<Step> demonstration::playDuplicate(QWidget* window, const QDir& pictures)
 QList<Step> demonstration::showFileOperations(QWidget* window, const QDir& pictures)
 {
     const QString dialog = QStringLiteral("deleteDialog");
+    const QList<Step> menu{
+        {QStringLiteral("opening the menu of the rows"), openRowMenu,
+         [] { return QApplication::activePopupWidget() != nullptr; }},
+        takePictureWithMenu(dialog, pictures.filePath(QStringLiteral("dialog-menu.png")))};
     QList<Step> steps;
     for (const QString& operation :
          {QStringLiteral("delete"), QStringLiteral("move"), QStringLiteral("copy")}) {
         const QString button = operation + QStringLiteral("FilesButtonMainwindow");
         steps += showDialog(
             dialog, [window, button] { press(window, button); }, QStringLiteral("cancelButton"),
-            pictures.filePath(operation + QStringLiteral("-dialog.png")));
+            pictures.filePath(operation + QStringLiteral("-dialog.png")),
+            operation == QStringLiteral("delete") ? menu : QList<Step>{});
     }
     return steps;
 }
