@@ -83,6 +83,7 @@ private Q_SLOTS:
     void journalOfAKilledWriterIsNotPassedOver();
     void writeAheadLogIsReadWhole();
     void everyPortionIsTaken();
+    void stopTakesNothing_data();
     void stopTakesNothing();
 
 private:
@@ -329,8 +330,16 @@ void TestStoreMerge::everyPortionIsTaken()
     QCOMPARE(store.find(u"/4000"_s, {1, 2, 3})->facts.codec, u"4001"_s);
 }
 
+void TestStoreMerge::stopTakesNothing_data()
+{
+    QTest::addColumn<int>("portion");
+    QTest::newRow("after the first portion") << 1;
+    QTest::newRow("after the last portion") << 3;
+}
+
 void TestStoreMerge::stopTakesNothing()
 {
+    QFETCH(const int, portion);
     QList<StoredFile> files;
     for (quint32 i = 0; i < 4001; ++i) {
         files.append(fileNamed(u"/%1"_s.arg(i), {1, 2, 3}, 1));
@@ -338,9 +347,14 @@ void TestStoreMerge::stopTakesNothing()
     const QString part = saved(u"part.db"_s, files);
     FingerprintStore store(path(u"store.db"_s));
     std::stop_source stop;
-    QCOMPARE(mergeStore(store, part,
-                        {[&](qsizetype, qsizetype) { stop.request_stop(); }, stop.get_token()}),
-             std::optional<qsizetype>());
+    int portions = 0;
+    const auto progress = [&](qsizetype, qsizetype) {
+        if (++portions == portion) {
+            stop.request_stop();
+        }
+    };
+    QCOMPARE(mergeStore(store, part, {progress, stop.get_token()}), std::optional<qsizetype>());
+    QCOMPARE(portions, portion);
     QCOMPARE(store.pathsBelow(u"/"_s), QStringList());
     QCOMPARE(mergeStore(store, part), std::optional<qsizetype>(4001));
 }
