@@ -36,3 +36,5 @@ install(FILES
     "${docs}/user-guide.md" "${docs}/accuracy.md" "${docs}/store.md"
     "${docs}/quorvel-cli.schema.json"
     DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+# What the guide shows.
+install(FILES "${docs}/images/dialog-menu.png" DESTINATION "${CMAKE_INSTALL_DOCDIR}/images")
