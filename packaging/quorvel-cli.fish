@@ -23,6 +23,7 @@ complete -c quorvel-cli -n $undo -F
 complete -c quorvel-cli -n $search -s b -l against -x -a '(__fish_complete_directories)' -d 'Compare with this folder, Group B'
 complete -c quorvel-cli -n $search -s t -l threshold -x -d 'The least similarity of a duplicate'
 complete -c quorvel-cli -n $search -l min-duration -x -d 'Leave out shorter files'
+complete -c quorvel-cli -n $search -l max-duration -x -d 'Leave out longer files'
 complete -c quorvel-cli -n $search -l ext -x -a '+all +opus +oga +aiff +wv' -d 'Search files of these endings, too'
 complete -c quorvel-cli -n $search -l exclude -x -d 'Leave out files and folders of this name or path'
 complete -c quorvel-cli -n $search -s j -l jobs -x -d 'The number of threads'

@@ -6,6 +6,7 @@ local -a search_options=(
     '*'{-b+,--against=}'[compare with this folder, Group B]:folder:_files -/'
     '(-t --threshold)'{-t+,--threshold=}'[the least similarity of a duplicate]:percent'
     '--min-duration=[leave out shorter files]:seconds'
+    '--max-duration=[leave out longer files]:seconds'
     '*--ext=[search files of these endings, too]:endings:(+all +opus +oga +aiff +wv)'
     '*--exclude=[leave out files and folders of this name or path]:pattern'
     '(-j --jobs)'{-j+,--jobs=}'[the number of threads]:threads'

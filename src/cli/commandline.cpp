@@ -47,9 +47,9 @@ public:
         : FileOptionParser(QStringLiteral(
               "Finds duplicate audio files by how they sound, and lists them. Changes no file."))
     {
-        m_parser.addOptions({against, threshold, minDuration, exclude, ext, jobs, format, output,
-                             pairs, keep, store, forget, trustStore, quiet, verbose, help,
-                             version});
+        m_parser.addOptions({against, threshold, minDuration, maxDuration, exclude, ext, jobs,
+                             format, output, pairs, keep, store, forget, trustStore, quiet, verbose,
+                             help, version});
     }
 
     CommandLine parse(const QStringList& arguments)
@@ -78,7 +78,11 @@ private:
             options.threshold = number(threshold, 0, compare::kLargestSimilarity);
         }
         if (m_parser.isSet(minDuration)) {
-            options.leastDuration = number(minDuration, 0, kLongestSeconds);
+            options.durations.least = number(minDuration, 0, kLongestSeconds);
+        }
+        if (m_parser.isSet(maxDuration)) {
+            options.durations.most =
+                number(maxDuration, options.durations.least.value_or(0), kLongestSeconds);
         }
         options.format = chosenFormat();
         options.outputFile = fileName(output);
@@ -137,6 +141,11 @@ private:
         option({QStringLiteral("min-duration")},
                QStringLiteral("Leave out shorter files. Files of less than half a minute can be "
                               "alike by chance."),
+               "SECONDS");
+    const QCommandLineOption maxDuration =
+        option({QStringLiteral("max-duration")},
+               QStringLiteral("Leave out longer files. A large collection can be compared in "
+                              "ranges that overlap by five seconds."),
                "SECONDS");
     const QCommandLineOption format =
         option({QStringLiteral("f"), QStringLiteral("format")},

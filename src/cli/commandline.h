@@ -1,6 +1,7 @@
 #pragma once
 
 #include "actions/applyrules.h"
+#include "search/durationrange.h"
 #include "search/keeporder.h"
 #include "search/shard.h"
 
@@ -47,8 +48,7 @@ struct Options : FileOptions
     Format format = Format::Tree;
     /** Empty: standard output. */
     QString outputFile;
-    /** In seconds; no value: files of any length. */
-    std::optional<int> leastDuration;
+    search::DurationRange durations;
     bool allPairs = false;
     /** Which file of a group is its reference; none: the one whose path is first. */
     QList<search::KeepRule> keep;

@@ -68,9 +68,13 @@ QJsonObject headOf(const Report& report)
     if (!report.keep.isEmpty()) {
         head.insert(QStringLiteral("keep"), QJsonArray::fromStringList(report.keep));
     }
-    if (report.leastDuration) {
-        head.insert(QStringLiteral("minDurationSeconds"), *report.leastDuration);
+    if (report.durations.least) {
+        head.insert(QStringLiteral("minDurationSeconds"), *report.durations.least);
         counts.insert(QStringLiteral("tooShort"), report.tooShortCount);
+    }
+    if (report.durations.most) {
+        head.insert(QStringLiteral("maxDurationSeconds"), *report.durations.most);
+        counts.insert(QStringLiteral("tooLong"), report.tooLongCount);
     }
     head.insert(QStringLiteral("counts"), counts);
     return head;

@@ -5,6 +5,7 @@
 #include "compare/audioinfomap.h"
 #include "compare/duplicatemap.h"
 #include "fingerprint/filefacts.h"
+#include "search/durationrange.h"
 #include "search/fingerprintcollection.h"
 
 #include <QByteArray>
@@ -14,7 +15,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <optional>
 #include <stop_token>
 #include <utility>
 
@@ -40,9 +40,10 @@ struct Report
     QList<search::FailedFile> failures;
     QList<fingerprint::SkippedEntry> skipped;
     QList<UnsearchedEnding> notSearched;
-    /** In seconds; shorter files were left out. No value: files of any length were compared. */
-    std::optional<int> leastDuration;
+    /** Other files were left out. */
+    search::DurationRange durations;
     qsizetype tooShortCount = 0;
+    qsizetype tooLongCount = 0;
 
     /** The number of entries of all keys. */
     qsizetype duplicateCount() const;

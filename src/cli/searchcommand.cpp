@@ -97,7 +97,7 @@ public:
         m_report.betweenGroups = !options.against.isEmpty();
         m_report.threshold = chosenThreshold(options);
         m_report.keep = keepRuleTexts(options.keep);
-        m_report.leastDuration = options.leastDuration;
+        m_report.durations = options.durations;
     }
 
     int run()
@@ -265,8 +265,8 @@ private:
             return;
         }
         m_report.failures = collection.failures;
-        const auto first = longEnough(collection.records.mid(0, files.first.size()));
-        const auto second = longEnough(collection.records.mid(files.first.size()));
+        const auto first = ofChosenLength(collection.records.mid(0, files.first.size()));
+        const auto second = ofChosenLength(collection.records.mid(files.first.size()));
         m_report.audioInfo = compare::buildAudioInfoMap(first, second);
         addFacts(collection);
 
@@ -309,16 +309,15 @@ private:
         }
     }
 
-    /** Drops the records that are too short. Keeps those without a known length. */
-    QList<FingerprintRecord> longEnough(QList<FingerprintRecord> records)
+    /** Drops the records that are too short or too long. Keeps those without a known length. */
+    QList<FingerprintRecord> ofChosenLength(QList<FingerprintRecord> records)
     {
-        if (m_options.leastDuration) {
-            m_report.tooShortCount += records.removeIf([this](const FingerprintRecord& record) {
-                const auto& [path, words, durationMs, sampleRateHz, channels] = record;
-                return !words.isEmpty() && durationMs >= 0 &&
-                       durationMs < qint64{1000} * *m_options.leastDuration;
-            });
-        }
+        records.removeIf([this](const FingerprintRecord& record) {
+            const auto fit = m_options.durations.fitOf(record);
+            m_report.tooShortCount += fit == search::DurationRange::TooShort ? 1 : 0;
+            m_report.tooLongCount += fit == search::DurationRange::TooLong ? 1 : 0;
+            return fit != search::DurationRange::Inside;
+        });
         return records;
     }
 

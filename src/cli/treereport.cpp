@@ -114,10 +114,15 @@ bool writeTree(ReportSink& sink, const Report& report)
                    .arg(fingerprint::kShortestMs / 1000)
                    .arg(tooShort);
     }
-    if (report.leastDuration) {
+    if (report.durations.least) {
         end += QStringLiteral("Files shorter than %1 s that were left out: %2\n")
-                   .arg(*report.leastDuration)
+                   .arg(*report.durations.least)
                    .arg(report.tooShortCount);
+    }
+    if (report.durations.most) {
+        end += QStringLiteral("Files longer than %1 s that were left out: %2\n")
+                   .arg(*report.durations.most)
+                   .arg(report.tooLongCount);
     }
     end += incompleteFilesText(report);
     end += QStringLiteral("Files searched: %1\n").arg(report.fileCount);

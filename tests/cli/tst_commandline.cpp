@@ -146,7 +146,8 @@ void TestCommandLine::foldersAloneTakeTheDefaults()
     QCOMPARE(line.request, CommandLine::Request::Search);
     QCOMPARE(line.options.folders, QStringList({QStringLiteral("one"), QStringLiteral("two")}));
     QVERIFY(line.options.against.isEmpty() && line.options.excluded.isEmpty());
-    QVERIFY(!line.options.threshold && !line.options.leastDuration);
+    QVERIFY(!line.options.threshold && !line.options.durations.least &&
+            !line.options.durations.most);
     QCOMPARE(line.options.threadCount, QThread::idealThreadCount());
     QCOMPARE(line.options.format, Format::Tree);
     QVERIFY(line.options.outputFile.isEmpty() && line.options.storeFile.isEmpty());
@@ -158,15 +159,16 @@ void TestCommandLine::foldersAloneTakeTheDefaults()
 void TestCommandLine::everyOptionHasItsShortAndLongName_data()
 {
     QTest::addColumn<QString>("arguments");
-    QTest::newRow("short") << QStringLiteral(
-        "-b other -t 55 --min-duration 8 -j 3 -f csv -o out --pairs --store db --forget -q "
-        "-v one");
-    QTest::newRow("long") << QStringLiteral("--against other --threshold 55 --min-duration 8 "
-                                            "--jobs 3 --format csv --output out --pairs "
-                                            "--store db --forget --quiet --verbose one");
-    QTest::newRow("joined") << QStringLiteral(
-        "one -bother -t55 --min-duration=8 --jobs=3 -fcsv --output=out --pairs --store=db "
-        "--forget -qv");
+    QTest::newRow("short") << QStringLiteral("-b other -t 55 --min-duration 8 --max-duration 9 -j "
+                                             "3 -f csv -o out --pairs --store db --forget -q "
+                                             "-v one");
+    QTest::newRow("long") << QStringLiteral(
+        "--against other --threshold 55 --min-duration 8 --max-duration 9 "
+        "--jobs 3 --format csv --output out --pairs "
+        "--store db --forget --quiet --verbose one");
+    QTest::newRow("joined") << QStringLiteral("one -bother -t55 --min-duration=8 --max-duration=9 "
+                                              "--jobs=3 -fcsv --output=out --pairs --store=db "
+                                              "--forget -qv");
 }
 
 void TestCommandLine::everyOptionHasItsShortAndLongName()
@@ -178,7 +180,8 @@ void TestCommandLine::everyOptionHasItsShortAndLongName()
     QCOMPARE(options.folders, QStringList(QStringLiteral("one")));
     QCOMPARE(options.against, QStringList(QStringLiteral("other")));
     QCOMPARE(options.threshold, std::optional(55));
-    QCOMPARE(options.leastDuration, std::optional(8));
+    QCOMPARE(options.durations.least, std::optional(8));
+    QCOMPARE(options.durations.most, std::optional(9));
     QCOMPARE(options.threadCount, 3);
     QCOMPARE(options.format, Format::Csv);
     QCOMPARE(options.outputFile, QStringLiteral("out"));
@@ -188,16 +191,20 @@ void TestCommandLine::everyOptionHasItsShortAndLongName()
 
 void TestCommandLine::endsOfEachRangeAreTaken()
 {
-    const CommandLine least = parse(QStringLiteral("-t 0 -j 1 --min-duration 0 one"));
+    const CommandLine least =
+        parse(QStringLiteral("-t 0 -j 1 --min-duration 0 --max-duration 0 one"));
     QCOMPARE(least.text, QString());
     QCOMPARE(least.options.threshold, std::optional(0));
     QCOMPARE(least.options.threadCount, 1);
-    QCOMPARE(least.options.leastDuration, std::optional(0));
-    const CommandLine most = parse(QStringLiteral("-t 100 -j 512 --min-duration 2000000 one"));
+    QCOMPARE(least.options.durations.least, std::optional(0));
+    QCOMPARE(least.options.durations.most, std::optional(0));
+    const CommandLine most =
+        parse(QStringLiteral("-t 100 -j 512 --min-duration 2000000 --max-duration 2000000 one"));
     QCOMPARE(most.text, QString());
     QCOMPARE(most.options.threshold, std::optional(100));
     QCOMPARE(most.options.threadCount, 512);
-    QCOMPARE(most.options.leastDuration, std::optional(2000000));
+    QCOMPARE(most.options.durations.least, std::optional(2000000));
+    QCOMPARE(most.options.durations.most, std::optional(2000000));
 }
 
 void TestCommandLine::againstMayBeRepeated()
@@ -300,6 +307,9 @@ void TestCommandLine::wrongUsageIsToldWithTheUsageLine_data()
     QTest::newRow("shorter than nothing") << QStringLiteral("--min-duration -1 one") << seconds;
     QTest::newRow("longer than anything")
         << QStringLiteral("--min-duration 2000001 one") << seconds;
+    QTest::newRow("a range that ends before it begins")
+        << QStringLiteral("--min-duration 9 --max-duration 8 one")
+        << QStringLiteral("--max-duration takes a whole number from 9 to 2000000.");
     for (const char* endings : {"opus", "+", "+.", "+opus,oga", "+opus,", "-wav", "+a/b", "+a.b"}) {
         QTest::addRow("endings %s", endings)
             << QStringLiteral("one --ext=") + QString::fromLatin1(endings)
@@ -385,7 +395,7 @@ void TestCommandLine::manualPageNamesEveryOption_data()
 {
     QTest::addColumn<QString>("command");
     QTest::addColumn<int>("count");
-    QTest::newRow("search") << QStringLiteral("search") << 17;
+    QTest::newRow("search") << QStringLiteral("search") << 18;
     QTest::newRow("fingerprint") << QStringLiteral("fingerprint") << 8;
     QTest::newRow("merge") << QStringLiteral("merge") << 4;
     QTest::newRow("apply") << QStringLiteral("apply") << 10;

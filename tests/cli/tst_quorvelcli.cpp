@@ -72,8 +72,8 @@ private Q_SLOTS:
     void sameRunGivesTheSameBytes();
     void jsonFollowsItsSchema_data();
     void jsonFollowsItsSchema();
-    void shortFilesAreLeftOutOnRequest_data();
-    void shortFilesAreLeftOutOnRequest();
+    void filesOfOtherLengthsAreLeftOutOnRequest_data();
+    void filesOfOtherLengthsAreLeftOutOnRequest();
     void writtenFileIsWhatStandardOutputGets();
     void wrongUsageExitsWithTwo();
     void missingFolderExitsWithOneAfterTheRest_data();
@@ -162,20 +162,28 @@ void TestQuorvelCli::jsonFollowsItsSchema()
     QCOMPARE(counts[QStringLiteral("failures")].toInt(), nothing ? 0 : 1);
 }
 
-void TestQuorvelCli::shortFilesAreLeftOutOnRequest_data()
+void TestQuorvelCli::filesOfOtherLengthsAreLeftOutOnRequest_data()
 {
+    QTest::addColumn<QString>("option");
     QTest::addColumn<int>("seconds");
-    QTest::addColumn<int>("tooShort");
-    QTest::newRow("shorter than all") << 0 << 0;
-    QTest::newRow("as long as they are") << 10 << 0;
-    QTest::newRow("longer than some") << 11 << 2;
-    QTest::newRow("longer than all") << 13 << 3;
+    QTest::addColumn<int>("leftOut");
+    const QString least = QStringLiteral("min");
+    const QString most = QStringLiteral("max");
+    QTest::newRow("shorter than all") << least << 0 << 0;
+    QTest::newRow("as long as they are") << least << 10 << 0;
+    QTest::newRow("longer than some") << least << 11 << 2;
+    QTest::newRow("longer than all") << least << 13 << 3;
+    QTest::newRow("at most longer than all") << most << 13 << 0;
+    QTest::newRow("at most as long as all") << most << 12 << 0;
+    QTest::newRow("at most as long as some") << most << 10 << 1;
+    QTest::newRow("at most shorter than all") << most << 9 << 3;
 }
 
-void TestQuorvelCli::shortFilesAreLeftOutOnRequest()
+void TestQuorvelCli::filesOfOtherLengthsAreLeftOutOnRequest()
 {
+    QFETCH(const QString, option);
     QFETCH(const int, seconds);
-    QFETCH(const int, tooShort);
+    QFETCH(const int, leftOut);
     // Three files of one piece, of which two play for exactly ten seconds.
     testmedia::Tune tune{.seed = 40, .seconds = 10.0};
     media->makeTune(QStringLiteral("lengths/a.wav"), tune);
@@ -184,18 +192,22 @@ void TestQuorvelCli::shortFilesAreLeftOutOnRequest()
     media->makeTune(QStringLiteral("lengths/c.wav"), tune);
     media->write(QStringLiteral("lengths/broken.wav"), "no audio");
     const QStringList arguments{media->filePath(QStringLiteral("lengths")),
-                                QStringLiteral("--min-duration"), QString::number(seconds)};
+                                QStringLiteral("--%1-duration").arg(option),
+                                QString::number(seconds)};
+    const bool isLeast = option == QLatin1String("min");
     const CliRun run = runCli(arguments + QStringList{QStringLiteral("-fjson")});
     QCOMPARE(schemaObjection(run.output), QByteArray());
     const QJsonObject counts = run.json()[QStringLiteral("counts")].toObject();
-    QCOMPARE(run.json()[QStringLiteral("minDurationSeconds")].toInt(-1), seconds);
-    QCOMPARE(counts[QStringLiteral("tooShort")].toInt(-1), tooShort);
+    QCOMPARE(run.json()[QStringLiteral("%1DurationSeconds").arg(option)].toInt(-1), seconds);
+    QCOMPARE(counts[isLeast ? QStringLiteral("tooShort") : QStringLiteral("tooLong")].toInt(-1),
+             leftOut);
     QCOMPARE(counts[QStringLiteral("failures")].toInt(), 1);
-    QCOMPARE(counts[QStringLiteral("duplicates")].toInt(), tooShort == 0 ? 2 : 0);
+    QCOMPARE(counts[QStringLiteral("duplicates")].toInt(), leftOut == 0 ? 2 : leftOut == 1 ? 1 : 0);
     QVERIFY(runCli(arguments).output.contains(
-        QStringLiteral("Files shorter than %1 s that were left out: %2\n")
+        QStringLiteral("Files %1 than %2 s that were left out: %3\n")
+            .arg(isLeast ? QStringLiteral("shorter") : QStringLiteral("longer"))
             .arg(seconds)
-            .arg(tooShort)
+            .arg(leftOut)
             .toUtf8()));
 }
 
