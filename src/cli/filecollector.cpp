@@ -174,7 +174,8 @@ FoundFiles FileCollector::find(const search::TrustedStore& store, const QStringL
 }
 
 search::Collection FileCollector::load(const search::TrustedStore& store,
-                                       const QStringList& folders, const QStringList& files)
+                                       const QStringList& folders, const QStringList& files,
+                                       const search::DurationRange& durations)
 {
     m_progress.show(QStringLiteral("Reading: 0 of %1 files").arg(files.size()));
     search::Collection collection = store.load(
@@ -186,7 +187,7 @@ search::Collection FileCollector::load(const search::TrustedStore& store,
                                     .arg(progress.allFiles));
             }
         },
-        m_stop);
+        m_stop, durations);
     m_progress.clear();
     if (!m_stop.stop_requested()) {
         printFailures(collection.failures);

@@ -53,7 +53,7 @@ public:
     FoundFiles find(const search::TrustedStore& store, const QStringList& folders,
                     const QStringList& against);
     search::Collection load(const search::TrustedStore& store, const QStringList& folders,
-                            const QStringList& files);
+                            const QStringList& files, const search::DurationRange& durations);
 
     /** Prints what an interrupted command has left in the store, if it has one. */
     void printKept();

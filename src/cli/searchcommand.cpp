@@ -256,7 +256,7 @@ private:
                             const fingerprint::FileLists& files)
     {
         return m_collector.load(*store, m_report.folders + m_report.against,
-                                files.first + files.second);
+                                files.first + files.second, m_options.durations);
     }
 
     void compareFiles(const fingerprint::FileLists& files, const search::Collection& collection)

@@ -86,7 +86,7 @@ fingerprint::Listing TrustedStore::list(const QStringList& folders,
 
 Collection TrustedStore::load(const QStringList& folders, const QStringList& files,
                               const std::function<void(const CollectionProgress&)>& progress,
-                              const std::stop_token& stop) const
+                              const std::stop_token& stop, const DurationRange& durations) const
 {
     QHash<QString, qsizetype> missing;
     missing.reserve(files.size());
@@ -112,6 +112,11 @@ Collection TrustedStore::load(const QStringList& folders, const QStringList& fil
             const qsizetype position = *found;
             missing.erase(found);
             StoredFile file = storedFileIn(query, files.at(position));
+            if (durations.fitOf(file.record) != DurationRange::Inside) {
+                QList<quint32>& words = std::get<1>(file.record);
+                words.resize(1);
+                words.squeeze();
+            }
             collection.records[position] = std::move(file.record);
             collection.facts[position] = std::move(file.facts);
             failures[position] = file.failure;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "fingerprint/audiofilediscovery.h"
+#include "search/durationrange.h"
 #include "search/fingerprintcollection.h"
 #include "search/storeconnection.h"
 
@@ -46,11 +47,13 @@ public:
 
     /**
      * As fingerprintFiles() returns \a files, each of them once, which list() returned for
-     * \a folders. \a progress, if set, is called for each file. Errors: throws StoreError.
+     * \a folders. Of fingerprints whose files are not inside of \a durations it returns the first
+     * word only, so that the other ones fit into the memory. \a progress, if set, is called for
+     * each file. Errors: throws StoreError.
      */
     Collection load(const QStringList& folders, const QStringList& files,
                     const std::function<void(const CollectionProgress&)>& progress = {},
-                    const std::stop_token& stop = {}) const;
+                    const std::stop_token& stop = {}, const DurationRange& durations = {}) const;
 
 private:
     StoreConnection m_connection;

@@ -1,8 +1,11 @@
 #include "compare/durationgate.h"
 #include "search/duplicatesearch.h"
 #include "search/durationrange.h"
+#include "search/fingerprintstore.h"
+#include "search/trustedstore.h"
 #include "support/recordmix.h"
 
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <algorithm>
@@ -20,6 +23,7 @@ private Q_SLOTS:
     void bothEndsAreInside();
     void rangesThatOverlapByTheGateLoseNoPair_data();
     void rangesThatOverlapByTheGateLoseNoPair();
+    void trustedStoreGivesWholeFingerprintsInsideOnly();
 };
 
 namespace {
@@ -139,6 +143,35 @@ void TestDurationRange::rangesThatOverlapByTheGateLoseNoPair()
     }
     found += pairsIn(records, {least, {}});
     QCOMPARE(found, all);
+}
+
+void TestDurationRange::trustedStoreGivesWholeFingerprintsInsideOnly()
+{
+    const QTemporaryDir folder;
+    const QString storeFile = folder.filePath(u"music.db"_s);
+    const QString music = folder.filePath(u"music"_s);
+    const QList<int> durationsMs{4999, 5000, 6000, 6001, -1};
+    QStringList paths;
+    QList<search::StoredFile> files;
+    for (const int durationMs : durationsMs) {
+        paths.append(u"%1/%2.mp3"_s.arg(music).arg(paths.size()));
+        FingerprintRecord record = recordOf(durationMs, {1, 2, 3});
+        std::get<0>(record) = paths.constLast();
+        files.append({paths.constLast(), {1, 2, 3}, record, {}});
+    }
+    search::FingerprintStore(storeFile).save(files);
+    const search::Collection collection =
+        search::TrustedStore(storeFile).load({music}, paths, {}, {}, {5, 6});
+    QList<qsizetype> wordCounts;
+    for (const FingerprintRecord& record : collection.records) {
+        wordCounts.append(std::get<1>(record).size());
+    }
+    // One word is left of the others, so that they do not look like files that failed.
+    QCOMPARE(wordCounts, QList<qsizetype>({1, 3, 3, 1, 3}));
+    QCOMPARE(collection.failures.size(), 0);
+    for (qsizetype i = 0; i < durationsMs.size(); ++i) {
+        QCOMPARE(std::get<2>(collection.records.at(i)), durationsMs.at(i));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestDurationRange)
