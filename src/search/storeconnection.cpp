@@ -100,6 +100,9 @@ void StoreConnection::open(Access access, std::chrono::milliseconds patience)
     if (info.size() > 0 || isReadOnly) {
         requireHeader();
     }
+    if (isReadOnly) {
+        readAhead();
+    }
     if (!isReadOnly && info.exists() && !info.isWritable()) {
         fail(QStringLiteral("it cannot be written"));
     }
@@ -132,6 +135,21 @@ void StoreConnection::requireHeader() const
     }
     if (number(kVersionOffset) > storeschema::kVersion) {
         failAsNewer();
+    }
+}
+
+/**
+ * Reads the file once from its beginning to its end. The check for damage reads pages one by one,
+ * backwards, which takes minutes where they are not in memory yet.
+ */
+void StoreConnection::readAhead() const
+{
+    constexpr qint64 kBlockBytes = 1 << 20;
+    QFile file(m_fileName);
+    if (file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        QByteArray block(kBlockBytes, Qt::Uninitialized);
+        while (file.read(block.data(), block.size()) > 0) {
+        }
     }
 }
 

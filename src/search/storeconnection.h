@@ -83,6 +83,7 @@ public:
 private:
     void open(Access access, std::chrono::milliseconds patience);
     void requireHeader() const;
+    void readAhead() const;
 
     QString m_fileName;
     QString m_connectionName;
