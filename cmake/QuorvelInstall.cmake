@@ -38,3 +38,11 @@ install(FILES
     DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 # What the guide shows.
 install(FILES "${docs}/images/dialog-menu.png" DESTINATION "${CMAKE_INSTALL_DOCDIR}/images")
+
+# A search on several machines; the scripts find each other by their places.
+set(cluster "${PROJECT_SOURCE_DIR}/cluster")
+set(QUORVEL_CLUSTER_DIR "${CMAKE_INSTALL_DATADIR}/quorvel/cluster")
+install(FILES "${cluster}/README.md" "${cluster}/submission.sh" DESTINATION "${QUORVEL_CLUSTER_DIR}")
+install(PROGRAMS "${cluster}/step" DESTINATION "${QUORVEL_CLUSTER_DIR}")
+install(PROGRAMS "${cluster}/slurm/submit" DESTINATION "${QUORVEL_CLUSTER_DIR}/slurm")
+install(PROGRAMS "${cluster}/parallel/run" DESTINATION "${QUORVEL_CLUSTER_DIR}/parallel")

@@ -38,6 +38,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6sql6-sqlite")
 # To start on Wayland without X; to open folders and pages. A font comes with fontconfig.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-wayland, xdg-utils")
+# What divides a search among machines.
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "parallel, slurm-client")
 # Qt before 6.5 plays through GStreamer, without whose base plugins its player crashes; the others
 # are to hear what was found, in every format and through the sound server. Later ones play through
 # FFmpeg, which is linked.
