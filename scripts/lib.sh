@@ -40,6 +40,9 @@ packages_for_packaging=(dpkg-dev file gzip)
 packages_for_distribution_check=(
     debootstrap ffmpeg git imagemagick openbox procps pulseaudio pulseaudio-utils xdotool xvfb
 )
+# Engines that divide a search among machines, for scripts/check-cluster. Debian starts Slurm only where
+# it is configured; munge, by which its programs know each other, it starts.
+packages_for_cluster_check=(ffmpeg libqt6sql6-sqlite munge parallel procps slurm-wlm)
 # A sound server that plays into nothing.
 packages_for_playback=(pulseaudio pulseaudio-utils)
 # jsonschema validates the program's output; the benchmarks are built with the tests. The tools of
@@ -61,8 +64,8 @@ packages_for_races=(
 )
 
 # install_missing PURPOSE...: installs what is missing of the packages for building, running, cli,
-# gstreamer, demo, packaging, distribution_check, playback, testing, linting, tidying or races. Where
-# nothing is missing, it uses neither the package tools nor the network.
+# gstreamer, demo, packaging, distribution_check, cluster_check, playback, testing, linting, tidying
+# or races. Where nothing is missing, it uses neither the package tools nor the network.
 install_missing() {
     local purpose needed=() missing=()
     for purpose; do
