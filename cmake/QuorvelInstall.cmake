@@ -33,7 +33,7 @@ install(FILES "${packaging}/quorvel-cli.fish"
 install(FILES
     "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
     "${PROJECT_SOURCE_DIR}/LICENSE"
-    "${docs}/user-guide.md" "${docs}/accuracy.md" "${docs}/store.md"
+    "${docs}/user-guide.md" "${docs}/accuracy.md" "${docs}/scale.md" "${docs}/store.md"
     "${docs}/quorvel-cli.schema.json"
     DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 # What the guide shows.
