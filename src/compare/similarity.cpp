@@ -54,22 +54,6 @@ std::size_t runLength(const std::uint32_t* second, std::size_t errors)
     return wordsToCacheLine(second) + (needed + kStepWords - 1) / kStepWords * kStepWords;
 }
 
-/**
- * The similarity of \a wordCount overlapping words of which \a errors bits differ: the whole part
- * of 100 * (1 - 2 * BER), not below 0, where BER is the bit error rate. No words give 0. Never
- * rises with \a errors, never falls with \a wordCount.
- */
-int similarityPercentage(int errors, int wordCount)
-{
-    constexpr double kBits = 32.0;
-    // The order of these operations decides the last bit, and with it the truncated percentage.
-    const double ratio =
-        (2.0 * static_cast<double>(errors)) / (static_cast<double>(wordCount) * kBits);
-    const double score = 1.0 - ratio;
-    // 0/0 for no words is not a number and fails the comparison as well.
-    return score > 0.0 ? static_cast<int>(score * 100.0) : 0;
-}
-
 /** The larger of the values of all offsets, from the \a errors at each of them. */
 int bestPercentage(const std::uint32_t* errors, std::size_t firstCount, std::size_t secondCount)
 {
@@ -83,6 +67,17 @@ int bestPercentage(const std::uint32_t* errors, std::size_t firstCount, std::siz
 }
 
 } // namespace
+
+int similarityPercentage(int errors, int wordCount)
+{
+    constexpr double kBits = 32.0;
+    // The order of these operations decides the last bit, and with it the truncated percentage.
+    const double ratio =
+        (2.0 * static_cast<double>(errors)) / (static_cast<double>(wordCount) * kBits);
+    const double score = 1.0 - ratio;
+    // 0/0 for no words is not a number and fails the comparison as well.
+    return score > 0.0 ? static_cast<int>(score * 100.0) : 0;
+}
 
 int largestErrorCount(int wordCount, int threshold)
 {

@@ -52,6 +52,13 @@ inline constexpr int kLargestSimilarity = 100;
 int getSimilarityAtLeast(const QList<unsigned int>& first, const QList<unsigned int>& second,
                          int threshold);
 
+/**
+ * The similarity of \a wordCount overlapping words of which \a errors bits differ: the whole part
+ * of 100 * (1 - 2 * BER), not below 0, where BER is the bit error rate. No words give 0. Never
+ * rises with \a errors, never falls with \a wordCount. Thread: Any thread.
+ */
+int similarityPercentage(int errors, int wordCount);
+
 /** With more words than these a number of errors may not fit into 31 bits, and sums wrap around. */
 inline constexpr int kMostBoundedWords = std::numeric_limits<int>::max() / 32;
 
