@@ -1,0 +1,146 @@
+#include "parts/stretches.h"
+
+#include "compare/similarity.h"
+#include "fingerprint/featureless.h"
+
+#include <QList>
+
+#include <algorithm>
+#include <bit>
+
+namespace parts {
+
+namespace {
+
+/** Unrelated words lose about eight a word, so that three seconds of them end a stretch. */
+constexpr int kMostLoss = 200;
+
+/** Two fingerprints, one of them shifted; its words are those that both have. */
+class Alignment
+{
+public:
+    Alignment(Words first, Words second, int shift)
+        : m_firstBegin(std::max(0, -shift))
+        , m_secondBegin(m_firstBegin + shift)
+    {
+        const auto firstWords = static_cast<int>(first.size()) - m_firstBegin;
+        const auto secondWords = static_cast<int>(second.size()) - m_secondBegin;
+        m_wordCount = std::max(0, std::min(firstWords, secondWords));
+        if (m_wordCount > 0) {
+            m_first = first.subspan(static_cast<std::size_t>(m_firstBegin));
+            m_second = second.subspan(static_cast<std::size_t>(m_secondBegin));
+        }
+    }
+
+    int wordCount() const
+    {
+        return m_wordCount;
+    }
+
+    int errorsAt(int i) const
+    {
+        const auto at = static_cast<std::size_t>(i);
+        return std::popcount(m_first[at] ^ m_second[at]);
+    }
+
+    /** By how much the word at \a i is more alike than it has to be. */
+    int gainAt(int i) const
+    {
+        return kMostErrorsPerWord - errorsAt(i);
+    }
+
+    Stretch stretch(int begin, int end) const
+    {
+        int errors = 0;
+        for (int i = begin; i < end; ++i) {
+            errors += errorsAt(i);
+        }
+        return {m_firstBegin + begin, m_secondBegin + begin, end - begin, errors};
+    }
+
+    bool isFeatureless(int begin, int end) const
+    {
+        return isFeatureless(m_first, begin, end) || isFeatureless(m_second, begin, end);
+    }
+
+private:
+    static bool isFeatureless(Words words, int begin, int end)
+    {
+        const auto from = words.begin();
+        return fingerprint::isFeatureless(QList<quint32>(from + begin, from + end));
+    }
+
+    int m_firstBegin;
+    int m_secondBegin;
+    int m_wordCount = 0;
+    Words m_first;
+    Words m_second;
+};
+
+/** Where the sum of gains from \a begin on is largest, before it has fallen by kMostLoss. */
+int endOfStretch(const Alignment& alignment, int begin)
+{
+    int sum = 0;
+    int largest = 0;
+    int end = begin;
+    for (int i = begin; i < alignment.wordCount() && sum > largest - kMostLoss && sum >= 0; ++i) {
+        sum += alignment.gainAt(i);
+        if (sum > largest) {
+            largest = sum;
+            end = i + 1;
+        }
+    }
+    return end;
+}
+
+/** Where the sum of gains up to \a end is largest, not before \a begin. */
+int beginOfStretch(const Alignment& alignment, int begin, int end)
+{
+    int sum = 0;
+    int largest = 0;
+    int result = end;
+    for (int i = end - 1; i >= begin; --i) {
+        sum += alignment.gainAt(i);
+        if (sum > largest) {
+            largest = sum;
+            result = i;
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+int Stretch::similarity() const
+{
+    return compare::similarityPercentage(errors, wordCount);
+}
+
+std::vector<Stretch> stretchesAt(Words first, Words second, int shift, int leastWords)
+{
+    const Alignment alignment(first, second, shift);
+    std::vector<Stretch> stretches;
+    int at = 0;
+    while (at < alignment.wordCount()) {
+        if (alignment.gainAt(at) <= 0) {
+            ++at;
+            continue;
+        }
+        const int end = endOfStretch(alignment, at);
+        const int begin = beginOfStretch(alignment, at, end);
+        if (end - begin >= leastWords && !alignment.isFeatureless(begin, end)) {
+            stretches.push_back(alignment.stretch(begin, end));
+        }
+        at = end;
+    }
+    return stretches;
+}
+
+Stretch pieceOf(const Stretch& stretch, int from, int count, Words first, Words second)
+{
+    const Alignment alignment(first, second, stretch.shift());
+    const int begin = std::min(stretch.firstBegin, stretch.secondBegin) + from;
+    return alignment.stretch(begin, begin + count);
+}
+
+} // namespace parts
