@@ -38,7 +38,7 @@ _quorvel_cli() {
         compopt -o nospace
         return
         ;;
-    -t | --threshold | --min-duration | --max-duration | --exclude | -j | --jobs | --min-similarity | --shard)
+    -t | --threshold | --min-duration | --max-duration | --min-length | --exclude | -j | --jobs | --min-similarity | --shard)
         return
         ;;
     esac
@@ -48,8 +48,8 @@ _quorvel_cli() {
     case $command in
     search)
         options='--against= --threshold= --min-duration= --max-duration= --ext= --exclude= --jobs=
-            --format= --output= --pairs --keep= --store= --forget --trust-store --quiet --verbose
-            --help --version'
+            --format= --output= --pairs --keep= --parts --min-length= --store= --forget
+            --trust-store --quiet --verbose --help --version'
         ;;
     fingerprint)
         options='--store= --shard= --ext= --exclude= --jobs= --quiet --verbose --help'

@@ -14,6 +14,8 @@ local -a search_options=(
     '(-o --output)'{-o+,--output=}'[write to this file]:file:_files'
     '--pairs[list every pair, not each file once]'
     '*--keep=[put the file to keep above those like it]:rules:_values -s , rule complete lossless sample-rate bit-rate size oldest under\:folder\:"_files -/"'
+    '--parts[list what files have in common at any place, too]'
+    '--min-length=[the length of the shortest such part]:seconds'
     '--store=[keep fingerprints in this file]:file:_files'
     '--forget[take files that are gone out of the store]'
     '--trust-store[compare what the store holds, not the files]'

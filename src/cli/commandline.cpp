@@ -47,9 +47,10 @@ public:
         : FileOptionParser(QStringLiteral(
               "Finds duplicate audio files by how they sound, and lists them. Changes no file."))
     {
-        m_parser.addOptions({against, threshold, minDuration, maxDuration, exclude, ext, jobs,
-                             format, output, pairs, keep, store, forget, trustStore, quiet, verbose,
-                             help, version});
+        m_parser.addOptions({against,    threshold,   minDuration, maxDuration, exclude,
+                             ext,        jobs,        format,      output,      pairs,
+                             keep,       partsOption, minLength,   store,       forget,
+                             trustStore, quiet,       verbose,     help,        version});
     }
 
     CommandLine parse(const QStringList& arguments)
@@ -87,6 +88,14 @@ private:
         options.format = chosenFormat();
         options.outputFile = fileName(output);
         options.allPairs = m_parser.isSet(pairs);
+        options.parts = m_parser.isSet(partsOption);
+        if (m_parser.isSet(minLength)) {
+            if (!options.parts) {
+                throw InvalidUsage{
+                    QStringLiteral("--min-length is the length of parts: give --parts.")};
+            }
+            options.leastPartLength = number(minLength, kLeastPartLength, kLongestSeconds);
+        }
         options.keep = parseKeepRules(m_parser.values(keep));
         options.forget = m_parser.isSet(forget);
         if (options.forget && options.storeFile.isEmpty()) {
@@ -165,6 +174,16 @@ private:
                               "--against it is a file of Group A.")
                    .arg(keepRuleNames()),
                "RULE,...");
+    const QCommandLineOption partsOption =
+        option({QStringLiteral("parts")},
+               QStringLiteral("List what files have in common at any place, too, whatever their "
+                              "lengths: a track within an album side, a song without its end."));
+    const QCommandLineOption minLength =
+        option({QStringLiteral("min-length")},
+               QStringLiteral("The length of the shortest such part, from %1 (default: %2).")
+                   .arg(kLeastPartLength)
+                   .arg(kDefaultPartLength),
+               "SECONDS");
     const QCommandLineOption forget =
         option({QStringLiteral("forget")},
                QStringLiteral("Take the files below the FOLDERs that are gone out of the store. "

@@ -38,6 +38,10 @@ struct FileOptions
     bool verbose = false;
 };
 
+/** The lengths in seconds of the shortest part that is listed. */
+inline constexpr int kDefaultPartLength = 20;
+inline constexpr int kLeastPartLength = 8;
+
 /** The options of a search. */
 struct Options : FileOptions
 {
@@ -52,6 +56,10 @@ struct Options : FileOptions
     bool allPairs = false;
     /** Which file of a group is its reference; none: the one whose path is first. */
     QList<search::KeepRule> keep;
+    /** Whether parts that files have in common are listed, too. */
+    bool parts = false;
+    /** The length of the shortest such part in seconds. */
+    int leastPartLength = kDefaultPartLength;
     /** Whether files that are gone are taken out of the store. */
     bool forget = false;
     /** Whether the store is searched in place of the files. */

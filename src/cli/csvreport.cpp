@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <cmath>
 
 namespace cli {
 
@@ -14,8 +15,11 @@ namespace {
 constexpr qsizetype kPathColumn = 1;
 constexpr qsizetype kFailureColumn = 9;
 
-/** The column names. A row is a duplicate with its reference, or what failed or was skipped. */
-QStringList header()
+/**
+ * The column names. A row is a duplicate with its reference, a part in common, or what failed or was
+ * skipped.
+ */
+QStringList header(bool hasParts)
 {
     QStringList names = {
         QStringLiteral("reference"),           QStringLiteral("path"),
@@ -30,6 +34,11 @@ QStringList header()
     }
     for (const FactField& field : fields) {
         names.append(QLatin1String("reference") + field.name.left(1).toUpper() + field.name.mid(1));
+    }
+    if (hasParts) {
+        names << QStringLiteral("relation") << QStringLiteral("lengthMs")
+              << QStringLiteral("referenceBeginMs") << QStringLiteral("beginMs")
+              << QStringLiteral("referenceShare") << QStringLiteral("share");
     }
     return names;
 }
@@ -48,8 +57,10 @@ QString quoted(QString field)
     return QLatin1Char('"') + field + QLatin1Char('"');
 }
 
-bool writeRow(ReportSink& sink, QStringList fields)
+/** Writes a row of \a columns fields, of which those behind \a fields are empty. */
+bool writeRow(ReportSink& sink, QStringList fields, qsizetype columns)
 {
+    fields.resize(columns);
     for (QString& field : fields) {
         field = quoted(field);
     }
@@ -73,9 +84,26 @@ QStringList properties(const QString& path, const AudioInfoMap& audioInfo)
 
 QStringList failureRow(const QString& path, const QString& reason)
 {
-    QStringList row(header().size());
+    QStringList row(kFailureColumn + 1);
     row[kPathColumn] = path;
     row[kFailureColumn] = reason;
+    return row;
+}
+
+/** The part of \a entry; the first file is its reference. */
+QStringList partRow(const PartEntry& entry, const Report& report)
+{
+    const auto ms = [](double seconds) { return QString::number(std::llround(seconds * 1e3)); };
+    const auto share = [](double value) { return QString::number(value, 'f', 4); };
+    QStringList row = {entry.first, entry.second, QString::number(entry.similarity)};
+    row += properties(entry.second, report.audioInfo);
+    row += properties(entry.first, report.audioInfo);
+    row += QString();
+    row += factTexts(report.facts.value(entry.second));
+    row += factTexts(report.facts.value(entry.first));
+    row << relationName(entry.relation) << ms(entry.inFirst.partSeconds)
+        << ms(entry.inFirst.beginSeconds) << ms(entry.inSecond.beginSeconds)
+        << share(entry.inFirst.share()) << share(entry.inSecond.share());
     return row;
 }
 
@@ -83,7 +111,9 @@ QStringList failureRow(const QString& path, const QString& reason)
 
 bool writeCsv(ReportSink& sink, const Report& report)
 {
-    if (!writeRow(sink, header())) {
+    const QStringList names = header(report.parts.has_value());
+    const qsizetype columns = names.size();
+    if (!writeRow(sink, names, columns)) {
         return false;
     }
     for (auto entry = report.duplicates.cbegin(); entry != report.duplicates.cend(); ++entry) {
@@ -96,18 +126,25 @@ bool writeCsv(ReportSink& sink, const Report& report)
             row += QString();
             row += factTexts(report.facts.value(path));
             row += referenceFacts;
-            if (!writeRow(sink, row)) {
+            if (!writeRow(sink, row, columns)) {
                 return false;
             }
         }
     }
+    const QList<PartEntry> entries = report.parts ? report.parts->entries : QList<PartEntry>();
+    for (const PartEntry& entry : entries) {
+        if (!writeRow(sink, partRow(entry, report), columns)) {
+            return false;
+        }
+    }
     for (const search::FailedFile& failure : report.failures) {
-        if (!writeRow(sink, failureRow(failure.path, failure.reason))) {
+        if (!writeRow(sink, failureRow(failure.path, failure.reason), columns)) {
             return false;
         }
     }
     for (const fingerprint::SkippedEntry& entry : report.skipped) {
-        if (!writeRow(sink, failureRow(entry.path, QLatin1String("skipped: ") + entry.reason))) {
+        if (!writeRow(sink, failureRow(entry.path, QLatin1String("skipped: ") + entry.reason),
+                      columns)) {
             return false;
         }
     }

@@ -5,6 +5,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cmath>
+
 namespace cli {
 
 namespace {
@@ -76,8 +78,31 @@ QJsonObject headOf(const Report& report)
         head.insert(QStringLiteral("maxDurationSeconds"), *report.durations.most);
         counts.insert(QStringLiteral("tooLong"), report.tooLongCount);
     }
+    if (report.parts) {
+        head.insert(QStringLiteral("minLengthSeconds"), report.parts->leastLength);
+        counts.insert(QStringLiteral("parts"), report.parts->entries.size());
+        counts.insert(QStringLiteral("commonWords"), report.parts->commonWords);
+        counts.insert(QStringLiteral("commonPlaces"), report.parts->commonPlaces);
+    }
     head.insert(QStringLiteral("counts"), counts);
     return head;
+}
+
+QJsonObject partObject(const PartEntry& entry)
+{
+    const auto ms = [](double seconds) { return static_cast<qint64>(std::llround(seconds * 1e3)); };
+    const auto rounded = [](double share) { return std::round(share * 1e4) / 1e4; };
+    return {{QStringLiteral("first"), entry.first},
+            {QStringLiteral("second"), entry.second},
+            {QStringLiteral("firstBeginMs"), ms(entry.inFirst.beginSeconds)},
+            {QStringLiteral("secondBeginMs"), ms(entry.inSecond.beginSeconds)},
+            {QStringLiteral("lengthMs"), ms(entry.inFirst.partSeconds)},
+            {QStringLiteral("similarity"), entry.similarity},
+            {QStringLiteral("firstDurationMs"), ms(entry.inFirst.fileSeconds)},
+            {QStringLiteral("secondDurationMs"), ms(entry.inSecond.fileSeconds)},
+            {QStringLiteral("firstShare"), rounded(entry.inFirst.share())},
+            {QStringLiteral("secondShare"), rounded(entry.inSecond.share())},
+            {QStringLiteral("relation"), relationName(entry.relation)}};
 }
 
 QByteArray text(const QJsonObject& object)
@@ -127,6 +152,9 @@ bool writeJson(ReportSink& sink, const Report& report)
         separator = ",\n";
     }
     return sink.write("]") &&
+           (!report.parts ||
+            writeList(sink, "parts", report.parts->entries,
+                      [](const PartEntry& entry) { return text(partObject(entry)); })) &&
            writeList(sink, "failures", report.failures, reasonText<search::FailedFile>) &&
            writeList(sink, "skipped", report.skipped, reasonText<fingerprint::SkippedEntry>) &&
            writeList(sink, "notSearched", report.notSearched,

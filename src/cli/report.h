@@ -2,6 +2,7 @@
 
 #include "cli/commandline.h"
 #include "cli/foundfiles.h"
+#include "cli/partentries.h"
 #include "compare/audioinfomap.h"
 #include "compare/duplicatemap.h"
 #include "fingerprint/filefacts.h"
@@ -37,6 +38,8 @@ struct Report
     AudioInfoMap audioInfo;
     /** Of the same files, by path. */
     QHash<QString, fingerprint::FileFacts> facts;
+    /** No value: parts were not looked for. */
+    std::optional<PartList> parts;
     QList<search::FailedFile> failures;
     QList<fingerprint::SkippedEntry> skipped;
     QList<UnsearchedEnding> notSearched;

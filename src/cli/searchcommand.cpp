@@ -9,6 +9,7 @@
 #include "cli/keeprules.h"
 #include "cli/message.h"
 #include "cli/outputfile.h"
+#include "cli/partsearch.h"
 #include "cli/progressline.h"
 #include "cli/report.h"
 #include "compare/similarity.h"
@@ -98,6 +99,9 @@ public:
         m_report.threshold = chosenThreshold(options);
         m_report.keep = keepRuleTexts(options.keep);
         m_report.durations = options.durations;
+        if (options.parts) {
+            m_report.parts = PartList{options.leastPartLength, {}};
+        }
     }
 
     int run()
@@ -278,6 +282,10 @@ private:
                                  : search::compareWithin(first, options).duplicates;
         m_report.duplicates =
             m_options.keep.isEmpty() ? listed(found) : listedBestFirst(std::move(found));
+        if (m_options.parts && !m_stop.stop_requested()) {
+            m_report.parts =
+                findParts(first, second, m_options, m_report.threshold, m_progress, m_stop);
+        }
     }
 
     DuplicateMap listed(const DuplicateMap& found) const

@@ -4,6 +4,8 @@
 
 #include <QDateTime>
 
+#include <cmath>
+
 namespace cli {
 
 namespace {
@@ -90,6 +92,61 @@ QString incompleteFilesText(const Report& report)
     return text;
 }
 
+/** The part of \a entry, and what it makes of its files. */
+QString partText(const PartEntry& entry)
+{
+    const auto percent = [](double share) { return QString::number(std::lround(share * 100.0)); };
+    QString text =
+        QStringLiteral("    %1%  %2 from %3 and from %4, %5 % and %6 % of the files")
+            .arg(QString::number(entry.similarity).rightJustified(3),
+                 placeText(entry.inFirst.partSeconds), placeText(entry.inFirst.beginSeconds),
+                 placeText(entry.inSecond.beginSeconds), percent(entry.inFirst.share()),
+                 percent(entry.inSecond.share()));
+    const QString relation = relationText(entry);
+    if (!relation.isEmpty()) {
+        text += QStringLiteral("  [%1]").arg(relation);
+    }
+    return text + QLatin1Char('\n');
+}
+
+/** The pairs of files with a part in common, each with its parts. */
+bool writeParts(ReportSink& sink, const QList<PartEntry>& entries)
+{
+    for (qsizetype i = 0; i < entries.size(); ++i) {
+        const PartEntry& entry = entries.at(i);
+        const auto isOfSamePair = [&](qsizetype other) {
+            return other >= 0 && other < entries.size() && entries.at(other).first == entry.first &&
+                   entries.at(other).second == entry.second;
+        };
+        QString lines;
+        if (!isOfSamePair(i - 1)) {
+            lines += printable(entry.first) + QLatin1Char('\n') + printable(entry.second) +
+                     QLatin1Char('\n');
+        }
+        lines += partText(entry);
+        if (!isOfSamePair(i + 1)) {
+            lines += QLatin1Char('\n');
+        }
+        if (!sink.write(lines.toUtf8())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+QString partCountText(const PartList& parts)
+{
+    QString text = QStringLiteral("Parts of %1 s or more in common: %2\n")
+                       .arg(parts.leastLength)
+                       .arg(parts.entries.size());
+    if (parts.commonWords > 0) {
+        text += QStringLiteral("Sounds left out of the search for parts, since they are in more "
+                               "than a thousand places: %1\n")
+                    .arg(parts.commonWords);
+    }
+    return text;
+}
+
 } // namespace
 
 bool writeTree(ReportSink& sink, const Report& report)
@@ -105,10 +162,16 @@ bool writeTree(ReportSink& sink, const Report& report)
             return false;
         }
     }
+    if (report.parts && !writeParts(sink, report.parts->entries)) {
+        return false;
+    }
     const qsizetype tooShort = report.tooShortForFingerprint();
     QString end = QStringLiteral("%1\nFiles that could not be read as audio: %2\n")
                       .arg(results::duplicateCountText(report.duplicateCount()))
                       .arg(report.failures.size() - tooShort);
+    if (report.parts) {
+        end += partCountText(*report.parts);
+    }
     if (tooShort > 0) {
         end += QStringLiteral("Files too short for a fingerprint, under %1 seconds: %2\n")
                    .arg(fingerprint::kShortestMs / 1000)

@@ -97,6 +97,7 @@ private Q_SLOTS:
     void everyOptionHasItsShortAndLongName_data();
     void everyOptionHasItsShortAndLongName();
     void endsOfEachRangeAreTaken();
+    void partsHaveALeastLength();
     void againstMayBeRepeated();
     void patternsMayBeRepeated();
     void endingsAreAddedWithAPlus_data();
@@ -154,6 +155,8 @@ void TestCommandLine::foldersAloneTakeTheDefaults()
     QVERIFY(!line.options.allPairs && !line.options.quiet && !line.options.verbose &&
             !line.options.forget);
     QVERIFY(line.options.keep.isEmpty());
+    QVERIFY(!line.options.parts);
+    QCOMPARE(line.options.leastPartLength, 20);
 }
 
 void TestCommandLine::everyOptionHasItsShortAndLongName_data()
@@ -205,6 +208,16 @@ void TestCommandLine::endsOfEachRangeAreTaken()
     QCOMPARE(most.options.threadCount, 512);
     QCOMPARE(most.options.durations.least, std::optional(2000000));
     QCOMPARE(most.options.durations.most, std::optional(2000000));
+}
+
+void TestCommandLine::partsHaveALeastLength()
+{
+    const CommandLine line = parse(u"--parts --min-length 8 one"_s);
+    QCOMPARE(line.text, QString());
+    QVERIFY(line.options.parts);
+    QCOMPARE(line.options.leastPartLength, 8);
+    QCOMPARE(parse(u"--parts one"_s).options.leastPartLength, 20);
+    QCOMPARE(parse(u"--parts --min-length=2000000 one"_s).options.leastPartLength, 2000000);
 }
 
 void TestCommandLine::againstMayBeRepeated()
@@ -310,6 +323,11 @@ void TestCommandLine::wrongUsageIsToldWithTheUsageLine_data()
     QTest::newRow("a range that ends before it begins")
         << QStringLiteral("--min-duration 9 --max-duration 8 one")
         << QStringLiteral("--max-duration takes a whole number from 9 to 2000000.");
+    QTest::newRow("length of no parts")
+        << u"--min-length 20 one"_s << u"--min-length is the length of parts: give --parts."_s;
+    const QString length = u"--min-length takes a whole number from 8 to 2000000."_s;
+    QTest::newRow("parts that are too short") << u"--parts --min-length 7 one"_s << length;
+    QTest::newRow("parts without a number") << u"--parts --min-length long one"_s << length;
     for (const char* endings : {"opus", "+", "+.", "+opus,oga", "+opus,", "-wav", "+a/b", "+a.b"}) {
         QTest::addRow("endings %s", endings)
             << QStringLiteral("one --ext=") + QString::fromLatin1(endings)
@@ -395,7 +413,7 @@ void TestCommandLine::manualPageNamesEveryOption_data()
 {
     QTest::addColumn<QString>("command");
     QTest::addColumn<int>("count");
-    QTest::newRow("search") << QStringLiteral("search") << 18;
+    QTest::newRow("search") << QStringLiteral("search") << 20;
     QTest::newRow("fingerprint") << QStringLiteral("fingerprint") << 8;
     QTest::newRow("merge") << QStringLiteral("merge") << 4;
     QTest::newRow("apply") << QStringLiteral("apply") << 10;
