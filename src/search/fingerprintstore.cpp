@@ -178,7 +178,7 @@ QStringList FingerprintStore::pathsBelow(const QString& folder)
         m_connection.prepared(QStringLiteral("SELECT path FROM files WHERE path > ? AND path < ?"));
     m_connection.execute(query, {stem + QLatin1Char('/'), stem + QChar(kBehindSlash)});
     QStringList paths;
-    while (query.next()) {
+    while (m_connection.next(query)) {
         paths.append(query.value(0).toString());
     }
     return paths;

@@ -185,7 +185,18 @@ QVariant StoreConnection::value(const QString& statement, const QVariantList& va
 {
     QSqlQuery query = prepared(statement);
     execute(query, values);
-    return query.next() ? query.value(0) : QVariant();
+    return next(query) ? query.value(0) : QVariant();
+}
+
+bool StoreConnection::next(QSqlQuery& query) const
+{
+    if (query.next()) {
+        return true;
+    }
+    if (query.lastError().isValid()) {
+        fail(query.lastError());
+    }
+    return false;
 }
 
 void StoreConnection::rollBack() const
@@ -194,7 +205,7 @@ void StoreConnection::rollBack() const
     QSqlQuery(m_database).exec(QStringLiteral("ROLLBACK"));
 }
 
-void StoreConnection::beginToRead() const
+void StoreConnection::beginToRead(Check check) const
 {
     execute(QStringLiteral("BEGIN"));
     const qlonglong version = value(QStringLiteral("PRAGMA user_version")).toLongLong();
@@ -205,9 +216,13 @@ void StoreConnection::beginToRead() const
         fail(QStringLiteral("it was made by an older version of this program; a search that writes "
                             "to it upgrades it"));
     }
+    if (check == Check::Tables) {
+        checkTables(storeschema::kParts);
+        return;
+    }
     checkDamage(storeschema::kParts);
     if (value(QString::fromLatin1(kFindBrokenRecord)).isValid()) {
-        fail(QStringLiteral("it is damaged (a fingerprint is incomplete)"));
+        failAsDamaged(QStringLiteral("a fingerprint is incomplete"));
     }
 }
 
@@ -215,17 +230,27 @@ void StoreConnection::checkDamage(std::span<const storeschema::Part> parts) cons
 {
     const QString answer = value(QStringLiteral("PRAGMA quick_check(1)")).toString();
     if (answer != QLatin1String("ok")) {
-        fail(QStringLiteral("it is damaged (%1)").arg(answer.simplified()));
+        failAsDamaged(answer.simplified());
     }
+    checkTables(parts);
+}
+
+void StoreConnection::checkTables(std::span<const storeschema::Part> parts) const
+{
     for (const storeschema::Part& part : parts) {
         const QString statement =
             value(QStringLiteral("SELECT sql FROM sqlite_master WHERE name = ?"),
                   {QLatin1String(part.name)})
                 .toString();
         if (statement != QLatin1String(part.statement)) {
-            fail(QStringLiteral("it is damaged (its table has been changed)"));
+            failAsDamaged(QStringLiteral("its table has been changed"));
         }
     }
+}
+
+void StoreConnection::failAsDamaged(const QString& how) const
+{
+    fail(QStringLiteral("it is damaged (%1)").arg(how));
 }
 
 void StoreConnection::failAsNewer() const

@@ -71,10 +71,23 @@ public:
     /** Ends the transaction without a change, if the error has not ended it already. */
     void rollBack() const;
 
+    /**
+     * Moves \a query to its next row; false behind the last one. Errors: throws StoreError, as when
+     * a page that it reads is damaged.
+     */
+    bool next(QSqlQuery& query) const;
+
+    enum class Check {
+        /** All of the file, and each record. */
+        Whole,
+        /** The tables; next() finds the damage of pages, as far as they are read. */
+        Tables,
+    };
     /** Begins a transaction in which the store stays as it is now, and checks it as it is then. */
-    void beginToRead() const;
+    void beginToRead(Check check) const;
     /** Errors: throws StoreError if the store is damaged or has not exactly these \a parts. */
     void checkDamage(std::span<const storeschema::Part> parts) const;
+    [[noreturn]] void failAsDamaged(const QString& how) const;
 
     [[noreturn]] void failAsNewer() const;
     [[noreturn]] void fail(const QString& reason) const;
@@ -84,6 +97,7 @@ private:
     void open(Access access, std::chrono::milliseconds patience);
     void requireHeader() const;
     void readAhead() const;
+    void checkTables(std::span<const storeschema::Part> parts) const;
 
     QString m_fileName;
     QString m_connectionName;

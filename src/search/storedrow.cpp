@@ -80,6 +80,13 @@ QString storedPathIn(const QSqlQuery& query)
     return query.value(Path).toString();
 }
 
+bool isRecordWholeIn(const QSqlQuery& query)
+{
+    const qsizetype size = query.value(Fingerprint).toByteArray().size();
+    return size % static_cast<qsizetype>(sizeof(quint32)) == 0 &&
+           (size > 0) == query.isNull(Failure);
+}
+
 StoredFile storedFileIn(const QSqlQuery& query, const QString& path)
 {
     const auto number = [&query](int column) { return query.value(column).toLongLong(); };

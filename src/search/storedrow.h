@@ -18,6 +18,12 @@ QString selectStoredFiles(const QString& condition);
 QString storedPathIn(const QSqlQuery& query);
 
 /**
+ * Whether the fingerprint in the current row of \a query is one, and absent only where the file has
+ * failed. Requires: a query of selectStoredFiles().
+ */
+bool isRecordWholeIn(const QSqlQuery& query);
+
+/**
  * Returns the file in the current row of \a query, which gets the name \a path.
  * Requires: a query of selectStoredFiles().
  */

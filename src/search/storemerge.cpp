@@ -147,7 +147,7 @@ std::optional<qsizetype> mergeStore(FingerprintStore& store, const QString& part
     }
     // As long as it is open, the part stays as it was checked.
     const StoreConnection checked(part, StoreConnection::Access::ReadOnly, store.patience());
-    checked.beginToRead();
+    checked.beginToRead(StoreConnection::Check::Whole);
     try {
         const AttachedPart attached(connection, part);
         return Merging(connection, options).run();

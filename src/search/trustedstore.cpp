@@ -46,7 +46,8 @@ struct Prefixes
 TrustedStore::TrustedStore(const QString& fileName, std::chrono::milliseconds patience)
     : m_connection(fileName, StoreConnection::Access::ReadOnly, patience)
 {
-    m_connection.beginToRead();
+    // A check of the whole file takes as long as reading it. What is read is checked then.
+    m_connection.beginToRead(StoreConnection::Check::Tables);
 }
 
 bool TrustedStore::hasFilesBelow(const QString& folder) const
@@ -67,7 +68,7 @@ fingerprint::Listing TrustedStore::list(const QStringList& folders,
     for (const QString& folder : folders) {
         const Prefixes prefixes(folder);
         m_connection.execute(query, boundsOf(prefixes.stored));
-        while (query.next() && !stop.stop_requested()) {
+        while (!stop.stop_requested() && m_connection.next(query)) {
             const QString below = query.value(0).toString().mid(prefixes.stored.size());
             switch (fingerprint::treatmentOf(below, options)) {
             case fingerprint::Treatment::Listed:
@@ -105,7 +106,7 @@ Collection TrustedStore::load(const QStringList& folders, const QStringList& fil
     for (const QString& folder : folders) {
         const Prefixes prefixes(folder);
         m_connection.execute(query, boundsOf(prefixes.stored));
-        while (query.next() && !stop.stop_requested()) {
+        while (!stop.stop_requested() && m_connection.next(query)) {
             const auto found =
                 missing.constFind(prefixes.shown + storedPathIn(query).mid(prefixes.stored.size()));
             if (found == missing.cend()) {
@@ -113,6 +114,9 @@ Collection TrustedStore::load(const QStringList& folders, const QStringList& fil
             }
             const qsizetype position = *found;
             missing.erase(found);
+            if (!isRecordWholeIn(query)) {
+                m_connection.failAsDamaged(u"a fingerprint is incomplete"_s);
+            }
             StoredFile file = storedFileIn(query, files.at(position));
             if (durations.fitOf(file.record) != DurationRange::Inside) {
                 QList<quint32>& words = std::get<1>(file.record);

@@ -28,8 +28,8 @@ class TrustedStore
 public:
     /**
      * Opens the store at \a fileName for reading only. Each access waits up to \a patience for
-     * other programs. Errors: throws StoreError if it does not exist, cannot be read, is damaged or
-     * is not of this version.
+     * other programs. Errors: throws StoreError if it does not exist, cannot be read, has other
+     * tables or is not of this version. Damage within them is an error of what reads it.
      */
     explicit TrustedStore(const QString& fileName,
                           std::chrono::milliseconds patience = std::chrono::minutes(1));

@@ -3,6 +3,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -15,6 +18,7 @@ using fingerprint::Listing;
 using fingerprint::ListingOptions;
 using search::FingerprintStore;
 using search::StoredFile;
+using search::StoreError;
 using search::TrustedStore;
 
 /** What a store gives in place of the files. */
@@ -30,6 +34,8 @@ private Q_SLOTS:
     void overlappingFoldersLoadEachFileOnce();
     void folderThatIsGoneIsFoundThroughALinkAboveIt();
     void stopEndsTheList();
+    void damageThatIsReadIsNamed_data();
+    void damageThatIsReadIsNamed();
 
 private:
     QString path(const QString& name) const
@@ -145,6 +151,56 @@ void TestTrustedStore::stopEndsTheList()
     stop.request_stop();
     QCOMPARE(TrustedStore(path(u"store.db"_s)).list({m_root}, {}, stop.get_token()).files,
              QStringList());
+}
+
+void TestTrustedStore::damageThatIsReadIsNamed_data()
+{
+    QTest::addColumn<QString>("damage");
+    QTest::newRow("overwritten pages") << u"pages"_s;
+    QTest::newRow("half a word") << u"UPDATE files SET fingerprint = x'0102030405'"_s;
+    QTest::newRow("no words and no failure") << u"UPDATE files SET fingerprint = x''"_s;
+    QTest::newRow("another table") << u"ALTER TABLE files ADD COLUMN further TEXT"_s;
+}
+
+void TestTrustedStore::damageThatIsReadIsNamed()
+{
+    QFETCH(const QString, damage);
+    const QString name = path(u"large.db"_s);
+    QStringList files;
+    {
+        FingerprintStore store(name);
+        QList<StoredFile> stored;
+        for (int i = 0; i < 100; ++i) {
+            files += path(u"m/%1.mp3"_s.arg(i));
+            stored.append({files.last(),
+                           {1, 2, 3},
+                           {files.last(), QList<quint32>(3000, 7U), 1000, 44100, 2},
+                           {}});
+        }
+        store.save(stored);
+    }
+    const auto load = [&] {
+        return TrustedStore(name).load({path(u"m"_s)}, files, {}, {}, {}).records.size();
+    };
+    QCOMPARE(load(), 100);
+    if (damage == u"pages") {
+        QFile file(name);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.seek(file.size() / 2 / 4096 * 4096));
+        QVERIFY(file.write(QByteArray(64 * 4096, '\xff')) > 0);
+    } else {
+        // Which the tables do not take otherwise.
+        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"other"_s);
+        database.setDatabaseName(name);
+        QVERIFY(database.open());
+        QSqlQuery change(database);
+        QVERIFY(change.exec(u"PRAGMA ignore_check_constraints = ON"_s));
+        QVERIFY2(change.exec(damage), qPrintable(change.lastError().text()));
+        change.clear();
+        database = {};
+        QSqlDatabase::removeDatabase(u"other"_s);
+    }
+    QVERIFY_EXCEPTION_THROWN(load(), StoreError);
 }
 
 QTEST_GUILESS_MAIN(TestTrustedStore)
