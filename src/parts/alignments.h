@@ -34,8 +34,8 @@ struct AlignmentOptions
     std::function<void(double done)> progress;
     /** A requested stop is answered within a second; the result is incomplete. */
     std::stop_token stop;
-    /** So many words are sorted at a time, in 16 bytes each. For tests. */
-    qsizetype placesAtOnce = qsizetype(8) << 20;
+    /** So many words are sorted at a time, in 16 bytes each: fewer take more passes. For tests. */
+    qsizetype placesAtOnce = qsizetype(24) << 20;
     /**
      * Words in more places are left out: those of silence and of single tones. Of a thousand copies
      * of one recording all pairs are still found. For tests.

@@ -54,7 +54,7 @@ struct SharedParts
  * duplicates as a whole, by compare::recordSimilarity() and the threshold, are left out. The result
  * does not depend on the number of threads.
  *
- * Memory is that of the records, some 200 MB, and what is found.
+ * Memory is that of the records, some 400 MB, and what is found.
  * Requires: a threshold of 1 to 100. Errors: throws std::bad_alloc, and std::system_error if no
  * thread can be started. Thread: Any thread, blocking. \a options.progress is called in it.
  */
