@@ -21,7 +21,6 @@ namespace {
 using compare::DurationOrder;
 using Records = QList<FingerprintRecord>;
 
-constexpr std::chrono::milliseconds kProgressInterval(200);
 constexpr qsizetype kSampledRecords = 1000;
 /** Two dozen fingerprints of songs from each list fill half of a second-level cache. */
 constexpr qsizetype kTileRecords = 24;
@@ -58,11 +57,11 @@ public:
                                  m_options.threadCount, m_options.stop);
         }
         WorkerThreads threads(m_options.threadCount, [this](WorkerThreads&) { work(); });
-        while (!threads.waitFor(kProgressInterval)) {
+        threads.waitForAll([this, all] {
             if (m_options.progress) {
                 m_options.progress(std::min(m_next.load(), all), all);
             }
-        }
+        });
         if (m_options.stop.stop_requested()) {
             return {};
         }

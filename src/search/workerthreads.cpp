@@ -35,6 +35,14 @@ bool WorkerThreads::waitFor(std::chrono::milliseconds timeout)
     return m_running == 0;
 }
 
+void WorkerThreads::waitForAll(const std::function<void()>& meanwhile)
+{
+    constexpr std::chrono::milliseconds kInterval(200);
+    while (!waitFor(kInterval)) {
+        meanwhile();
+    }
+}
+
 void WorkerThreads::wake()
 {
     {

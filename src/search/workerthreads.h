@@ -41,6 +41,12 @@ public:
      */
     bool waitFor(std::chrono::milliseconds timeout);
 
+    /**
+     * Waits until all threads have returned, and calls \a meanwhile about five times a second until
+     * then. Errors: as waitFor().
+     */
+    void waitForAll(const std::function<void()>& meanwhile);
+
     /** Ends the waiting of waitFor(), since there is something to take. Thread: Any thread. */
     void wake();
 

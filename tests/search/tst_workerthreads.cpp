@@ -57,6 +57,7 @@ private Q_SLOTS:
     void threadsThatCannotBeStartedAreDoneWithout();
     void waitingEndsWhenWoken();
     void waitingEndsAtItsTimeout();
+    void waitingForAllCallsUntilTheyHaveReturned();
     void firstExceptionIsThrownOnceAllHaveReturned();
     void destructionWaitsForTheThreads();
 };
@@ -133,6 +134,25 @@ void TestWorkerThreads::waitingEndsAtItsTimeout()
     QVERIFY(!threads.waitFor(1ms));
     release = true;
     release.notify_all();
+}
+
+void TestWorkerThreads::waitingForAllCallsUntilTheyHaveReturned()
+{
+    std::atomic<int> calls = 0;
+    std::atomic<int> returned = 0;
+    WorkerThreads threads(2, [&calls, &returned](WorkerThreads&) {
+        waitUntil(calls, 3);
+        ++returned;
+    });
+    threads.waitForAll([&calls] {
+        ++calls;
+        calls.notify_all();
+    });
+    QVERIFY(calls >= 3);
+    QCOMPARE(returned.load(), 2);
+
+    WorkerThreads failing(1, [](WorkerThreads&) { throw std::runtime_error("failed"); });
+    QVERIFY_EXCEPTION_THROWN(failing.waitForAll([] {}), std::runtime_error);
 }
 
 void TestWorkerThreads::firstExceptionIsThrownOnceAllHaveReturned()
