@@ -6,7 +6,7 @@
 //   parts_benchmark jingles COUNT THREADS FOLDER
 //
 // "songs" compares so many songs with each other, "jingles" so many jingles of 20 seconds with 24
-// hours of radio in which every tenth of them is played.
+// hours of radio in which every tenth of them is played, until the day is full.
 
 #include "fingerprint/audiofilediscovery.h"
 #include "parts/sharedparts.h"
@@ -42,7 +42,7 @@ long peakMemoryMib()
     return usage.ru_maxrss / 1024;
 }
 
-/** A day of songs, with every tenth of \a count jingles between them; then the jingles. */
+/** A day of songs, with a jingle behind each, every tenth of \a count; then the jingles. */
 Records radioAndJingles(int count, const recordmix::Material& material)
 {
     Records jingles = recordmix::makeRecords(count, recordmix::Mix::Songs, material, 2);
@@ -55,13 +55,15 @@ Records radioAndJingles(int count, const recordmix::Material& material)
         recordmix::makeRecords(count / kPlayedEach, recordmix::Mix::Songs, material, 3);
     Words day;
     qsizetype error = 0;
-    for (qsizetype i = 0; i < songs.size() && day.size() < kWordsOfDay; ++i) {
+    qsizetype i = 0;
+    for (; i < songs.size() && day.size() < kWordsOfDay; ++i) {
         day += std::get<1>(songs.at(i));
         for (const quint32 word : std::get<1>(jingles.at(i * kPlayedEach))) {
             const bool hasErrors = !material.errors.isEmpty();
             day += word ^ (hasErrors ? material.errors.at(error++ % material.errors.size()) : 0U);
         }
     }
+    std::printf("jingles played      %lld\n", static_cast<long long>(i));
     Records all = {{QStringLiteral("/radio"), day, 86400000, 44100, 2}};
     return all + jingles;
 }
@@ -98,7 +100,7 @@ int main(int argc, char** argv)
     std::printf("%s, threads %d\n", qPrintable(what), options.threadCount);
     std::printf("records             %lld\n", static_cast<long long>(records.size()));
     std::printf("parts found         %lld\n", static_cast<long long>(found.parts.size()));
-    std::printf("equal words         %lld looked at\n", static_cast<long long>(found.meetings));
+    std::printf("equal words         %lld looked at\n", static_cast<long long>(found.seeds));
     std::printf("words left out      %lld, in %lld places\n",
                 static_cast<long long>(found.commonWords),
                 static_cast<long long>(found.commonPlaces));

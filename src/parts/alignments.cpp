@@ -17,77 +17,75 @@ namespace {
 using Records = QList<FingerprintRecord>;
 using Places = std::span<const WordPlace>;
 
-constexpr std::chrono::milliseconds kProgressInterval(200);
 /** Unrelated words differ in 16 bits, those of one recording in three or four. */
 constexpr int kMostContextErrors = 11;
 /** Three seconds. */
 constexpr int kWindowWords = 24;
 
-/** The \a count words of \a record from \a begin on. */
-const quint32* wordsFrom(const FingerprintRecord& record, int begin)
+/** The bits that differ between neighbouring ones of \a count words. */
+int changesIn(const quint32* words, int count)
 {
-    return std::get<1>(record).constData() + begin;
-}
-
-int wordCount(const FingerprintRecord& record)
-{
-    return static_cast<int>(std::get<1>(record).size());
-}
-
-/** Whether the three seconds around \a first and \a second are alike, and not silence or a tone. */
-bool isAlikeAround(const Records& records, const WordPlace& first, const WordPlace& second)
-{
-    const FingerprintRecord& firstRecord = records.at(first.record);
-    const FingerprintRecord& secondRecord = records.at(second.record);
-    const int before = std::min(first.position, second.position);
-    const int after = std::min(wordCount(firstRecord) - first.position,
-                               wordCount(secondRecord) - second.position);
-    if (before + after < kWindowWords) {
-        return false;
+    int changes = 0;
+    for (int i = 1; i < count; ++i) {
+        changes += std::popcount(words[i - 1] ^ words[i]);
     }
-    // Near an end of either, the window is moved away from it.
-    const int reach = std::max(std::min(before, kWindowWords / 2), kWindowWords - after);
-    const quint32* const firstWords = wordsFrom(firstRecord, first.position - reach);
-    const quint32* const secondWords = wordsFrom(secondRecord, second.position - reach);
-    int errors = 0;
-    int firstChanges = 0;
-    int secondChanges = 0;
-    for (int i = 0; i < kWindowWords; ++i) {
-        errors += std::popcount(firstWords[i] ^ secondWords[i]);
-        firstChanges += i > 0 ? std::popcount(firstWords[i] ^ firstWords[i - 1]) : 0;
-        secondChanges += i > 0 ? std::popcount(secondWords[i] ^ secondWords[i - 1]) : 0;
-    }
-    return errors <= kWindowWords * kMostErrorsPerWord &&
-           std::min(firstChanges, secondChanges) >= kWindowWords;
+    return changes;
 }
 
-/** Whether \a count words are alike, from \a before words before \a first and \a second on. */
-bool areAlike(const Records& records, const WordPlace& first, const WordPlace& second, int before,
-              int count)
+/** One word at two places, and the words around them. */
+class Seed
 {
-    const quint32* const firstWords = wordsFrom(records.at(first.record), first.position - before);
-    const quint32* const secondWords =
-        wordsFrom(records.at(second.record), second.position - before);
-    int errors = 0;
-    for (int i = 0; i < count; ++i) {
-        errors += std::popcount(firstWords[i] ^ secondWords[i]);
+public:
+    Seed(const QList<quint32>& firstWords, int firstPosition, const QList<quint32>& secondWords,
+         int secondPosition)
+        : m_first(firstWords.constData() + firstPosition)
+        , m_second(secondWords.constData() + secondPosition)
+        , m_before(std::min(firstPosition, secondPosition))
+        , m_after(static_cast<int>(
+              std::min(firstWords.size() - firstPosition, secondWords.size() - secondPosition)))
+    {
     }
-    return errors <= count * kMostErrorsPerWord;
-}
 
-/**
- * Whether \a count words before or behind \a first and \a second are alike, as in a stretch of
- * twice that length wherever they are in it. Chance meetings are alike for some seconds only.
- */
-bool isAlikeOnOneSide(const Records& records, const WordPlace& first, const WordPlace& second,
-                      int count)
-{
-    const int before = std::min(first.position, second.position);
-    const int after = std::min(wordCount(records.at(first.record)) - first.position,
-                               wordCount(records.at(second.record)) - second.position);
-    return (before >= count && areAlike(records, first, second, count, count)) ||
-           (after >= count && areAlike(records, first, second, 0, count));
-}
+    /** Whether the three seconds around it are alike, and neither silence nor a tone. */
+    bool isAlikeAround() const
+    {
+        if (m_before + m_after < kWindowWords) {
+            return false;
+        }
+        // Near an end of either fingerprint, the window is moved away from it.
+        const int reach = std::max(std::min(m_before, kWindowWords / 2), kWindowWords - m_after);
+        return isAlike(-reach, kWindowWords) &&
+               changesIn(m_first - reach, kWindowWords) >= kWindowWords &&
+               changesIn(m_second - reach, kWindowWords) >= kWindowWords;
+    }
+
+    /**
+     * Whether \a count words before or behind it are alike, as in a stretch of twice that length
+     * wherever it is in that. Chance seeds are alike for some seconds only.
+     */
+    bool isAlikeOnOneSide(int count) const
+    {
+        return (m_before >= count && isAlike(-count, count)) ||
+               (m_after >= count && isAlike(0, count));
+    }
+
+private:
+    /** Whether \a count words from \a begin on, counted from the seed, are alike. */
+    bool isAlike(int begin, int count) const
+    {
+        int errors = 0;
+        for (int i = begin; i < begin + count; ++i) {
+            errors += std::popcount(m_first[i] ^ m_second[i]);
+        }
+        return errors <= count * kMostErrorsPerWord;
+    }
+
+    const quint32* m_first;
+    const quint32* m_second;
+    /** The words that both have before it, and from it on. */
+    int m_before;
+    int m_after;
+};
 
 /** Alignments as they are found, many of them again and again. */
 class AlignmentSet
@@ -132,7 +130,7 @@ private:
 struct Share
 {
     AlignmentSet alignments;
-    qint64 meetings = 0;
+    qint64 seeds = 0;
     qint64 commonWords = 0;
     qint64 commonPlaces = 0;
 };
@@ -152,11 +150,9 @@ public:
     {
         search::WorkerThreads threads(m_options.threadCount,
                                       [this](search::WorkerThreads&) { work(); });
-        while (!threads.waitFor(kProgressInterval)) {
-            showProgress();
-        }
+        threads.waitForAll([this] { showProgress(); });
         showProgress();
-        return {m_all.alignments.take(), m_all.meetings, m_all.commonWords, m_all.commonPlaces};
+        return {m_all.alignments.take(), m_all.seeds, m_all.commonWords, m_all.commonPlaces};
     }
 
 private:
@@ -177,7 +173,7 @@ private:
                 const auto end = std::find_if(begin, places.end(), [&](const WordPlace& place) {
                     return place.word != begin->word;
                 });
-                meet({begin, end}, share);
+                checkSeeds({begin, end}, share);
                 begin = end;
             }
             ++m_done;
@@ -187,7 +183,7 @@ private:
         }
         const std::scoped_lock lock(m_mutex);
         m_all.alignments.add(share.alignments);
-        m_all.meetings += share.meetings;
+        m_all.seeds += share.seeds;
         m_all.commonWords += share.commonWords;
         m_all.commonPlaces += share.commonPlaces;
     }
@@ -198,7 +194,7 @@ private:
     }
 
     /** Looks at all pairs of \a places, which have the same word. */
-    void meet(Places places, Share& share) const
+    void checkSeeds(Places places, Share& share) const
     {
         if (std::ssize(places) > m_options.mostPlaces) {
             ++share.commonWords;
@@ -207,13 +203,13 @@ private:
         }
         for (std::size_t i = 0; i < places.size(); ++i) {
             for (std::size_t j = i + 1; j < places.size(); ++j) {
-                meet(places[i], places[j], share);
+                checkSeed(places[i], places[j], share);
             }
         }
     }
 
     /** \a first is not behind \a second. */
-    void meet(const WordPlace& first, const WordPlace& second, Share& share) const
+    void checkSeed(const WordPlace& first, const WordPlace& second, Share& share) const
     {
         const bool isWanted = m_options.groupSize > 0 ? first.record < m_options.groupSize &&
                                                             second.record >= m_options.groupSize
@@ -221,13 +217,14 @@ private:
         if (!isWanted) {
             return;
         }
-        ++share.meetings;
+        ++share.seeds;
         const bool areBothKnown = first.context != 0 && second.context != 0;
         if (areBothKnown && std::popcount(first.context ^ second.context) > kMostContextErrors) {
             return;
         }
-        if (isAlikeAround(m_records, first, second) &&
-            isAlikeOnOneSide(m_records, first, second, m_options.leastWords / 2)) {
+        const Seed seed(std::get<1>(m_records.at(first.record)), first.position,
+                        std::get<1>(m_records.at(second.record)), second.position);
+        if (seed.isAlikeAround() && seed.isAlikeOnOneSide(m_options.leastWords / 2)) {
             share.alignments.add({first.record, second.record, second.position - first.position});
         }
     }

@@ -48,8 +48,8 @@ struct FoundAlignments
 {
     /** In ascending order, each once. */
     std::vector<Alignment> alignments;
-    /** The number of pairs of equal words that were looked at. */
-    qint64 meetings = 0;
+    /** The number of seeds, which are pairs of equal words, that were looked at. */
+    qint64 seeds = 0;
     /** The words that are in too many places to be of use, and the number of these places. */
     qint64 commonWords = 0;
     qint64 commonPlaces = 0;

@@ -20,7 +20,6 @@ using Records = QList<FingerprintRecord>;
 /** All alignments of one pair of records. */
 using PairAlignments = std::span<const Alignment>;
 
-constexpr std::chrono::milliseconds kProgressInterval(200);
 /** Finding alignments takes longer than looking at them. */
 constexpr double kAlignmentsShare = 0.9;
 
@@ -60,9 +59,7 @@ public:
     {
         search::WorkerThreads threads(m_options.threadCount,
                                       [this](search::WorkerThreads&) { work(); });
-        while (!threads.waitFor(kProgressInterval)) {
-            showProgress();
-        }
+        threads.waitForAll([this] { showProgress(); });
         std::sort(m_parts.begin(), m_parts.end(),
                   [](const SharedPart& left, const SharedPart& right) {
                       return std::tuple(left.first, left.second, left.stretch.firstBegin) <
@@ -138,7 +135,7 @@ SharedParts findSharedParts(const QList<FingerprintRecord>& records, const PartO
         };
     }
     const FoundAlignments found = findAlignments(records, alignmentOptions);
-    SharedParts result{{}, found.meetings, found.commonWords, found.commonPlaces};
+    SharedParts result{{}, found.seeds, found.commonWords, found.commonPlaces};
     if (!options.stop.stop_requested() && !found.alignments.empty()) {
         result.parts = PartFinder(records, options, splitByPair(found.alignments)).run();
     }

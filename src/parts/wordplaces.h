@@ -16,7 +16,7 @@ struct WordPlace
     int record = 0;
     /** Its position in the fingerprint. */
     int position = 0;
-    /** The word kContextDistance later, by which most chance meetings are ruled out; 0 if none. */
+    /** The word kContextDistance later, by which most chance seeds are ruled out; 0 if none. */
     quint32 context = 0;
 };
 

@@ -170,7 +170,7 @@ void TestAlignments::equalWordsAmongUnlikeOnesAreNot()
     // What is looked at first.
     first[50 + parts::kContextDistance] = second[50 + parts::kContextDistance];
     const FoundAlignments found = findAlignments({record(first), record(second)}, {});
-    QCOMPARE(found.meetings, 2);
+    QCOMPARE(found.seeds, 2);
     QVERIFY(found.alignments.empty());
 }
 
@@ -187,7 +187,7 @@ void TestAlignments::recordIsNotAlignedWithItself()
 {
     const Words loop = walkingWords(m_random, 50);
     const FoundAlignments found = findAlignments({record(loop + loop + loop)}, {});
-    QCOMPARE(found.meetings, 0);
+    QCOMPARE(found.seeds, 0);
     QVERIFY(found.alignments.empty());
 }
 
@@ -225,7 +225,7 @@ void TestAlignments::threadsAndRangesDoNotMatter()
     options.placesAtOnce = placesAtOnce;
     const FoundAlignments found = findAlignments(records, options);
     QCOMPARE(found.alignments, expected.alignments);
-    QCOMPARE(found.meetings, expected.meetings);
+    QCOMPARE(found.seeds, expected.seeds);
 }
 
 void TestAlignments::orderOfRecordsDoesNotMatter()
@@ -268,7 +268,7 @@ void TestAlignments::unchangingWordsAreNotAligned()
 {
     const Records records = {record(Words(200, 0x256df977U)), record(Words(300, 0x256df977U))};
     const FoundAlignments found = findAlignments(records, {});
-    QCOMPARE(found.meetings, 1);
+    QCOMPARE(found.seeds, 1);
     QVERIFY(found.alignments.empty());
 }
 
@@ -309,7 +309,7 @@ void TestAlignments::stopEndsTheSearch()
     stop.request_stop();
     AlignmentOptions options;
     options.stop = stop.get_token();
-    QCOMPARE(findAlignments(relatives(), options).meetings, 0);
+    QCOMPARE(findAlignments(relatives(), options).seeds, 0);
 }
 
 QTEST_GUILESS_MAIN(TestAlignments)
