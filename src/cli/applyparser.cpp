@@ -139,12 +139,8 @@ private:
     const QCommandLineOption journal = option(
         {QStringLiteral("journal")},
         QStringLiteral("Write what is done to FILE, for undo (default: RESULT.journal)."), "FILE");
-    const QCommandLineOption quiet =
-        option({QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("Show no progress."));
     const QCommandLineOption verbose = option({QStringLiteral("v"), QStringLiteral("verbose")},
                                               QStringLiteral("List the moved files as well."));
-    const QCommandLineOption help =
-        option({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help."));
 };
 
 class UndoParser : OptionParser
@@ -178,12 +174,8 @@ public:
     }
 
 private:
-    const QCommandLineOption quiet =
-        option({QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("Show no progress."));
     const QCommandLineOption verbose = option({QStringLiteral("v"), QStringLiteral("verbose")},
                                               QStringLiteral("List the files moved back as well."));
-    const QCommandLineOption help =
-        option({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help."));
 };
 
 } // namespace

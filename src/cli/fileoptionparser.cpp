@@ -32,12 +32,9 @@ FileOptionParser::FileOptionParser(const QString& description)
                    QStringLiteral("Keep fingerprints in FILE, and reuse them for files whose size "
                                   "and time have not changed."),
                    "FILE"))
-    , quiet(option({QStringLiteral("q"), QStringLiteral("quiet")},
-                   QStringLiteral("Show no progress.")))
     , verbose(option({QStringLiteral("v"), QStringLiteral("verbose")},
                      QStringLiteral("Print the files that failed, with reasons, on standard "
                                     "error.")))
-    , help(option({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help.")))
 {
     m_parser.addPositionalArgument(QStringLiteral("FOLDER"),
                                    QStringLiteral("A folder to search, with its subfolders."),

@@ -24,9 +24,7 @@ protected:
     const QCommandLineOption ext;
     const QCommandLineOption jobs;
     const QCommandLineOption store;
-    const QCommandLineOption quiet;
     const QCommandLineOption verbose;
-    const QCommandLineOption help;
 
 private:
     QStringList patterns() const;

@@ -16,6 +16,9 @@ QStringList asFileNames(QStringList names)
 }
 
 OptionParser::OptionParser(const QString& description)
+    : quiet(option({QStringLiteral("q"), QStringLiteral("quiet")},
+                   QStringLiteral("Show no progress.")))
+    , help(option({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help.")))
 {
     m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsCompactedShortOptions);
     m_parser.setApplicationDescription(description);

@@ -39,6 +39,9 @@ protected:
                                      const char* value = nullptr);
 
     QCommandLineParser m_parser;
+
+    const QCommandLineOption quiet;
+    const QCommandLineOption help;
 };
 
 } // namespace cli

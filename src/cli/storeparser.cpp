@@ -136,14 +136,10 @@ private:
     const QCommandLineOption into = option(
         {QStringLiteral("into")},
         QStringLiteral("The store to merge into, which is made if it does not exist."), "STORE");
-    const QCommandLineOption quiet =
-        option({QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("Show no progress."));
     const QCommandLineOption verbose =
         option({QStringLiteral("v"), QStringLiteral("verbose")},
                QStringLiteral("Print each PART that was merged, with the number of files taken "
                               "from it, on standard error."));
-    const QCommandLineOption help =
-        option({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help."));
 };
 
 } // namespace
