@@ -6,7 +6,6 @@
 #include <QStringList>
 
 #include <algorithm>
-#include <cmath>
 
 namespace cli {
 
@@ -93,7 +92,7 @@ QStringList failureRow(const QString& path, const QString& reason)
 /** The part of \a entry; the first file is its reference. */
 QStringList partRow(const PartEntry& entry, const Report& report)
 {
-    const auto ms = [](double seconds) { return QString::number(std::llround(seconds * 1e3)); };
+    const auto ms = [](double seconds) { return QString::number(millisecondsOf(seconds)); };
     const auto share = [](double value) { return QString::number(value, 'f', 4); };
     QStringList row = {entry.first, entry.second, QString::number(entry.similarity)};
     row += properties(entry.second, report.audioInfo);

@@ -90,16 +90,15 @@ QJsonObject headOf(const Report& report)
 
 QJsonObject partObject(const PartEntry& entry)
 {
-    const auto ms = [](double seconds) { return static_cast<qint64>(std::llround(seconds * 1e3)); };
     const auto rounded = [](double share) { return std::round(share * 1e4) / 1e4; };
     return {{QStringLiteral("first"), entry.first},
             {QStringLiteral("second"), entry.second},
-            {QStringLiteral("firstBeginMs"), ms(entry.inFirst.beginSeconds)},
-            {QStringLiteral("secondBeginMs"), ms(entry.inSecond.beginSeconds)},
-            {QStringLiteral("lengthMs"), ms(entry.inFirst.partSeconds)},
+            {QStringLiteral("firstBeginMs"), millisecondsOf(entry.inFirst.beginSeconds)},
+            {QStringLiteral("secondBeginMs"), millisecondsOf(entry.inSecond.beginSeconds)},
+            {QStringLiteral("lengthMs"), millisecondsOf(entry.inFirst.partSeconds)},
             {QStringLiteral("similarity"), entry.similarity},
-            {QStringLiteral("firstDurationMs"), ms(entry.inFirst.fileSeconds)},
-            {QStringLiteral("secondDurationMs"), ms(entry.inSecond.fileSeconds)},
+            {QStringLiteral("firstDurationMs"), millisecondsOf(entry.inFirst.fileSeconds)},
+            {QStringLiteral("secondDurationMs"), millisecondsOf(entry.inSecond.fileSeconds)},
             {QStringLiteral("firstShare"), rounded(entry.inFirst.share())},
             {QStringLiteral("secondShare"), rounded(entry.inSecond.share())},
             {QStringLiteral("relation"), relationName(entry.relation)}};

@@ -85,6 +85,11 @@ QList<PartEntry> partEntries(const QList<SharedPart>& parts,
     return entries;
 }
 
+qint64 millisecondsOf(double seconds)
+{
+    return std::llround(seconds * 1e3);
+}
+
 QString placeText(double seconds)
 {
     const qint64 tenths = std::llround(seconds * 10.0);

@@ -40,6 +40,9 @@ struct PartList
 QList<PartEntry> partEntries(const QList<parts::SharedPart>& parts,
                              const QList<FingerprintRecord>& records);
 
+/** \a seconds in milliseconds, rounded. */
+qint64 millisecondsOf(double seconds);
+
 /** \a seconds as "hh:mm:ss.s", rounded. */
 QString placeText(double seconds);
 
