@@ -1,4 +1,5 @@
 #include "search/fingerprintstore.h"
+#include "support/storefiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -25,36 +26,11 @@ using search::FileState;
 using search::FingerprintStore;
 using search::StoredFile;
 using search::StoreError;
+using support::contentOf;
+using support::runSql;
+using support::write;
 
 namespace {
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void write(const QString& path, const QByteArray& content)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(content), content.size());
-}
-
-/** Runs \a statements on the database at \a path, as somebody with sqlite3 would. */
-void runSql(const QString& path, const QStringList& statements)
-{
-    {
-        QSqlDatabase database =
-            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
-        database.setDatabaseName(path);
-        QVERIFY(database.open());
-        for (const QString& statement : statements) {
-            QVERIFY2(QSqlQuery(database).exec(statement), qPrintable(statement));
-        }
-    }
-    QSqlDatabase::removeDatabase(QStringLiteral("other"));
-}
 
 constexpr FileState kState{1000, 1234567890123, 1234567890456};
 

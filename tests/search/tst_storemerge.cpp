@@ -1,14 +1,12 @@
 #include "search/fingerprintstore.h"
 #include "search/storemerge.h"
+#include "support/storefiles.h"
 
 #include <QDir>
 #include <QFile>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <functional>
 #include <memory>
 #include <stop_token>
 
@@ -19,6 +17,9 @@ using search::FingerprintStore;
 using search::mergeStore;
 using search::StoredFile;
 using search::StoreError;
+using support::contentOf;
+using support::runSql;
+using support::write;
 
 namespace {
 
@@ -28,37 +29,6 @@ StoredFile fileNamed(const QString& path, const FileState& state, quint32 word)
     file.facts.codec = QString::number(word);
     file.facts.completeness = fingerprint::Completeness::Whole;
     return file;
-}
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void write(const QString& path, const QByteArray& content)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(content), content.size());
-}
-
-/** Runs \a statements on the database at \a path, and \a then before it is closed. */
-void runSql(const QString& path, const QStringList& statements,
-            const std::function<void()>& then = {})
-{
-    {
-        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"other"_s);
-        database.setDatabaseName(path);
-        QVERIFY(database.open());
-        for (const QString& statement : statements) {
-            QVERIFY2(QSqlQuery(database).exec(statement), qPrintable(statement));
-        }
-        if (then) {
-            then();
-        }
-    }
-    QSqlDatabase::removeDatabase(u"other"_s);
 }
 
 } // namespace

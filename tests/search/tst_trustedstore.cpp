@@ -1,11 +1,9 @@
 #include "search/fingerprintstore.h"
 #include "search/trustedstore.h"
+#include "support/storefiles.h"
 
 #include <QDir>
 #include <QFile>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -184,21 +182,12 @@ void TestTrustedStore::damageThatIsReadIsNamed()
     };
     QCOMPARE(load(), 100);
     if (damage == u"pages") {
-        QFile file(name);
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        QVERIFY(file.seek(file.size() / 2 / 4096 * 4096));
-        QVERIFY(file.write(QByteArray(64 * 4096, '\xff')) > 0);
+        QByteArray content = support::contentOf(name);
+        const qsizetype middle = content.size() / 2 / 4096 * 4096;
+        support::write(name, content.replace(middle, 64 * 4096, QByteArray(64 * 4096, '\xff')));
     } else {
-        // Which the tables do not take otherwise.
-        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"other"_s);
-        database.setDatabaseName(name);
-        QVERIFY(database.open());
-        QSqlQuery change(database);
-        QVERIFY(change.exec(u"PRAGMA ignore_check_constraints = ON"_s));
-        QVERIFY2(change.exec(damage), qPrintable(change.lastError().text()));
-        change.clear();
-        database = {};
-        QSqlDatabase::removeDatabase(u"other"_s);
+        // The tables take no such record otherwise.
+        support::runSql(name, {u"PRAGMA ignore_check_constraints = ON"_s, damage});
     }
     QVERIFY_EXCEPTION_THROWN(load(), StoreError);
 }
