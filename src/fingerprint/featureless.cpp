@@ -17,11 +17,13 @@ constexpr qsizetype kLeastChangesPerWord = 1;
 
 bool isFeatureless(const QList<quint32>& words)
 {
+    const qsizetype least = (words.size() - 1) * kLeastChangesPerWord;
     qsizetype changes = 0;
-    for (qsizetype i = 1; i < words.size(); ++i) {
+    // Music has enough changes after a quarter of its words.
+    for (qsizetype i = 1; i < words.size() && changes < least; ++i) {
         changes += std::popcount(words.at(i - 1) ^ words.at(i));
     }
-    return !words.isEmpty() && changes < (words.size() - 1) * kLeastChangesPerWord;
+    return !words.isEmpty() && changes < least;
 }
 
 } // namespace fingerprint

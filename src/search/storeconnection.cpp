@@ -139,8 +139,8 @@ void StoreConnection::requireHeader() const
 }
 
 /**
- * Reads the file once from its beginning to its end. The check for damage reads pages one by one,
- * backwards, which takes minutes where they are not in memory yet.
+ * Reads the file once from its beginning to its end. What follows reads it page by page, the check
+ * of the whole backwards, which takes minutes where the pages are not in memory yet.
  */
 void StoreConnection::readAhead() const
 {
