@@ -2,7 +2,7 @@
 
 Makes mixes of six tracks, cuts of tracks, and tracks with other audio before, behind and within
 them, searches all of them and the tracks with --parts, and prints what was found, how exactly, and
-what was found although it is not there.
+what was found although it is not there. Files of silence, tones and noise share nothing either.
 """
 
 import concurrent.futures
@@ -21,6 +21,11 @@ ENCODINGS = {
     "Opus, 48 kbit/s": ("mka", ["-c:a", "libopus", "-b:a", "48k", "-ar", "48000"]),
     "22 kHz mono": ("flac", ["-ar", "22050", "-ac", "1"]),
 }
+# Places that are cut out, tracks with other audio, tracks under other music; silence and the like.
+CUTS = 200
+ADDED = 100
+UNDER = 20
+SIGNALS = 1000
 CUT_SECONDS = [10, 20, 30, 60]
 ADDED_SECONDS = [8, 15, 30]
 ADDED_PLACES = ["before", "behind", "within"]
@@ -134,7 +139,7 @@ def make_faster(track, begin, folder, name):
     return [Made(path, "a minute, 1 % faster", [Expected(track, begin, 0.0, 60.0)])]
 
 
-def plan(tracks, lengths, counts, folder):
+def plan(tracks, lengths, mixes, folder):
     """What is to be made, as functions that make it."""
     chance = random.Random(SEED)
     long = [track for track in tracks if lengths[track] >= 70.0]
@@ -145,22 +150,22 @@ def plan(tracks, lengths, counts, folder):
         return chance.uniform(0.0, lengths[track] - seconds)
 
     jobs = []
-    for i in range(counts["mixes"]):
+    for i in range(mixes):
         six = chance.sample(long, 6)
         jobs.append(lambda six=six, i=i: make_mix(six, lengths, i % 2 == 1, folder, f"mix{i}"))
     encodings = list(ENCODINGS)
-    for i in range(counts["cuts"]):
+    for i in range(CUTS):
         track = chance.choice(long)
         for k, seconds in enumerate(CUT_SECONDS):
             begin = place_in(track, seconds)
             jobs.append(lambda t=track, b=begin, s=seconds, e=encodings[(i + k) % 4], i=i:
                         make_cut(t, b, s, e, folder, f"cut{i}-{s}"))
-    for i in range(counts["added"]):
+    for i in range(ADDED):
         track, other = chance.sample(long, 2)
         for k, seconds in enumerate(ADDED_SECONDS):
             jobs.append(lambda t=track, o=other, s=seconds, p=ADDED_PLACES[(i + k) % 3], i=i:
                         make_with_added(t, lengths[t], o, s, p, folder, f"added{i}-{s}"))
-    for i in range(counts["under"]):
+    for i in range(UNDER):
         track, other = chance.sample(long, 2)
         begin = place_in(track, 60.0)
         for level in LEVELS:
@@ -170,9 +175,23 @@ def plan(tracks, lengths, counts, folder):
     return jobs
 
 
+def plan_signals(folder):
+    """Silence, tones and noise, each of its own length and frequency, or colour and seed."""
+    chance = random.Random(SEED)
+    colours = ["white", "pink", "brown", "blue", "violet", "velvet"]
+    jobs = []
+    for i in range(SIGNALS):
+        source = ["anullsrc=r=44100", f"sine=f={chance.uniform(50.0, 5000.0):.1f}",
+                  f"anoisesrc=c={chance.choice(colours)}:s={i}"][i % 3]
+        seconds = chance.uniform(20.0, 300.0)
+        jobs.append(lambda source=source, seconds=seconds, i=i: ffmpeg(
+            "-f", "lavfi", "-i", source, "-t", seconds, "-ac", 1, folder / f"signal{i}.flac"))
+    return jobs
+
+
 def make_all(jobs):
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        return [made for result in pool.map(lambda job: job(), jobs) for made in result]
+        return [made for result in pool.map(lambda job: job(), jobs) for made in result or []]
 
 
 def parts_of(result):
@@ -278,12 +297,24 @@ def print_false(tracks, made, parts):
     print()
 
 
-def measure(tracks, seconds_of, search, folder, counts):
+def print_signals(search, folder):
+    """Prints the parts found where there are none to find."""
+    place = folder / "signals"
+    place.mkdir()
+    make_all(plan_signals(place))
+    parts = search([place], ["--parts", "--min-length", "8"])["parts"]
+    print(f"Parts of 8 s found in {SIGNALS} files of silence, tones and noise: {len(parts)}")
+    for part in parts[:40]:
+        print(f"    {pathlib.Path(part['first']).name} and {pathlib.Path(part['second']).name}, "
+              f"for {part['lengthMs'] / 1000.0} s, {part['similarity']} %")
+
+
+def measure(tracks, seconds_of, search, folder, mixes):
     """Makes everything in folder and prints the tables; search(folders, options) gives JSON."""
     lengths = {track: seconds_of(track) for track in tracks}
     place = folder / "made"
     place.mkdir(parents=True)
-    made = make_all(plan(tracks, lengths, counts, place))
+    made = make_all(plan(tracks, lengths, mixes, place))
     originals = folder / "tracks"
     originals.mkdir()
     for track in tracks:
@@ -316,3 +347,4 @@ def measure(tracks, seconds_of, search, folder, counts):
     print_false(tracks, made, short)
     (folder / "expected.json").write_text(json.dumps(
         [dataclasses.asdict(file) for file in made], default=str, indent=1), encoding="utf-8")
+    print_signals(search, folder)
