@@ -24,8 +24,14 @@ PartExtent extentOf(const Stretch& part, int firstWords, int secondWords)
 
 int wordsOfLength(double seconds)
 {
-    const double certain = seconds - 1.0 - kSecondsOfWord;
+    const double certain = seconds - kUncertainSeconds - kSecondsOfWord;
     return std::max(1, static_cast<int>(std::floor(certain / kSecondsPerWord)) + 1);
+}
+
+bool isLongEnough(const PartExtent& extent, double seconds)
+{
+    // As wordsOfLength() rounds down to whole words.
+    return extent.seconds > seconds - kUncertainSeconds - kSecondsPerWord;
 }
 
 } // namespace parts

@@ -41,10 +41,16 @@ struct PartExtent
  */
 PartExtent extentOf(const Stretch& part, int firstWords, int secondWords);
 
+/** Begin and end of a part are certain to half a second each: it may be found so much shorter. */
+inline constexpr double kUncertainSeconds = 1.0;
+
 /**
- * The words of a part of \a seconds. Begin and end of a part are certain to half a second each, so
- * a part of exactly that length may be found a second shorter. At least 1. Thread: Any thread.
+ * The words of a part of \a seconds, as few as it may be found with. At least 1. A part within
+ * other sound has more, see isLongEnough(). Thread: Any thread.
  */
 int wordsOfLength(double seconds);
+
+/** Whether \a extent may be that of a part of \a seconds. Thread: Any thread. */
+bool isLongEnough(const PartExtent& extent, double seconds);
 
 } // namespace parts

@@ -103,7 +103,11 @@ private:
             selectParts(std::move(stretches), wordsOf(first), wordsOf(second), m_required);
         QList<SharedPart> parts;
         for (const Stretch& part : selected) {
-            parts.append({alignments.front().first, alignments.front().second, part});
+            const PartExtent extent = extentOf(part, static_cast<int>(wordsOf(first).size()),
+                                               static_cast<int>(wordsOf(second).size()));
+            if (isLongEnough(extent, m_options.leastLength)) {
+                parts.append({alignments.front().first, alignments.front().second, part});
+            }
         }
         const bool areDuplicates =
             !parts.isEmpty() && compare::recordSimilarityAtLeast(

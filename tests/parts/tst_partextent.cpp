@@ -67,8 +67,10 @@ void TestPartExtent::lengthIsFoundAgainASecondShorter()
     QFETCH(const double, seconds);
     const int words = parts::wordsOfLength(seconds);
     const double length = extentOf({0, 0, words, 0}, words, words).seconds;
-    QCOMPARE_LE(length, seconds - 1.0);
-    QCOMPARE_GT(length, seconds - 1.0 - kSecondsPerWord);
+    QCOMPARE_LE(length, seconds - parts::kUncertainSeconds);
+    QCOMPARE_GT(length, seconds - parts::kUncertainSeconds - kSecondsPerWord);
+    QVERIFY(parts::isLongEnough(extentOf({0, 0, words, 0}, words, words), seconds));
+    QVERIFY(!parts::isLongEnough(extentOf({0, 0, words - 1, 0}, words, words), seconds));
 }
 
 void TestPartExtent::lengthOfNoWordNeedsOne()

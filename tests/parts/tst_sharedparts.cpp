@@ -53,6 +53,7 @@ private Q_SLOTS:
     void partsOfOnePairAreInTheirOrder();
     void repeatedMusicIsListedOnce();
     void shorterPartsAreLeftOut();
+    void shorterPartsWithinOtherSoundAreLeftOut();
     void lessSimilarPartsAreLeftOut();
     void duplicatesAsAWholeAreLeftOut();
     void onlyPairsOfDifferentGroupsAreCompared();
@@ -110,6 +111,20 @@ void TestSharedParts::shorterPartsAreLeftOut()
     };
     QCOMPARE(found(piece), 1);
     QCOMPARE(found(piece.mid(1)), 0);
+}
+
+void TestSharedParts::shorterPartsWithinOtherSoundAreLeftOut()
+{
+    // Their words reach into the sound around them.
+    const double reach = parts::kSecondsBeforePart + parts::kSecondsBehindPart;
+    const auto found = [this](int wordCount) {
+        const Words piece = words(wordCount);
+        const Records records = {record(words(500) + piece + words(500)),
+                                 record(words(300) + piece + words(700))};
+        return findSharedParts(records, {}).parts.size();
+    };
+    QCOMPARE(found(parts::wordsOfLength(20.0 + reach) + 1), 1);
+    QCOMPARE(found(parts::wordsOfLength(20.0 + reach) - 4), 0);
 }
 
 void TestSharedParts::lessSimilarPartsAreLeftOut()
