@@ -1,6 +1,7 @@
 #include "cli/exitstatus.h"
 #include "cli/outputfile.h"
 #include "cli/program.h"
+#include "search/fingerprintstore.h"
 #include "support/media.h"
 
 #include <QFile>
@@ -16,8 +17,9 @@
 
 namespace {
 
-/** Whether the next file that gets its name is followed by Ctrl-C. */
+/** Whether the next file that gets its name, or is synchronised, is followed by Ctrl-C. */
 std::atomic<bool> interruptAfterNaming = false;
+std::atomic<bool> interruptAfterSync = false;
 std::atomic<bool> isInterrupted = false;
 /** Released once the stop is requested, since the program waits for a second signal then. */
 std::binary_semaphore stopRequested(0);
@@ -31,10 +33,10 @@ template <typename Function> Function* original(const char* name)
     return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
 }
 
-/** Interrupts the program if \a result is that of the call that was waited for. */
-int named(int result)
+/** Interrupts the program if \a result is that of the call that \a isNext waits for. */
+int interruptedAfter(std::atomic<bool>& isNext, int result)
 {
-    if (result == 0 && interruptAfterNaming.exchange(false)) {
+    if (result == 0 && isNext.exchange(false)) {
         isInterrupted = true;
         std::raise(SIGINT);
         // The program handles the signal, so raise() returns.
@@ -50,14 +52,21 @@ extern "C" {
 
 int rename(const char* from, const char* to) noexcept
 {
-    return named(original<int(const char*, const char*)>("rename")(from, to));
+    return interruptedAfter(interruptAfterNaming,
+                            original<int(const char*, const char*)>("rename")(from, to));
 }
 
 // For files that had no name before.
 int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) noexcept
 {
-    return named(original<int(int, const char*, int, const char*, int)>("linkat")(
-        fromFolder, from, toFolder, to, flags));
+    return interruptedAfter(interruptAfterNaming,
+                            original<int(int, const char*, int, const char*, int)>("linkat")(
+                                fromFolder, from, toFolder, to, flags));
+}
+
+int fdatasync(int descriptor)
+{
+    return interruptedAfter(interruptAfterSync, original<int(int)>("fdatasync")(descriptor));
 }
 
 ssize_t write(int descriptor, const void* bytes, size_t count)
@@ -89,6 +98,7 @@ class TestLateInterruption : public QObject
 private Q_SLOTS:
     void stopAfterTheResultIsWrittenChangesNothing();
     void stopDuringTheLastPieceLeavesTheFileAsItWas();
+    void stopWhileAStoreIsSavedEndsTheMerge();
 };
 
 void TestLateInterruption::stopAfterTheResultIsWrittenChangesNothing()
@@ -125,6 +135,33 @@ void TestLateInterruption::stopDuringTheLastPieceLeavesTheFileAsItWas()
     QVERIFY(stop.stop_requested());
     QVERIFY(!problem.isEmpty());
     QCOMPARE(testmedia::contentOf(result), QByteArray("an older result"));
+}
+
+void TestLateInterruption::stopWhileAStoreIsSavedEndsTheMerge()
+{
+    const testmedia::MediaFolder folder;
+    QStringList stores;
+    for (const QString& name : {QStringLiteral("all"), QStringLiteral("1"), QStringLiteral("2")}) {
+        stores.append(folder.filePath(name));
+        search::FingerprintStore(stores.constLast())
+            .save({{name, {1, 2, 3}, {name, {1U, 2U}, 1000, 44100, 2}, {}}});
+    }
+    const auto hasFileOf = [&stores](const QString& name) {
+        return search::FingerprintStore(stores.constFirst()).find(name, {1, 2, 3}).has_value();
+    };
+    const QStringList command = QStringList{QStringLiteral("quorvel-cli"), QStringLiteral("merge"),
+                                            QStringLiteral("-q"), QStringLiteral("--into")} +
+                                stores;
+    isInterrupted = false;
+    interruptAfterSync = true;
+    const int status = cli::run(command);
+    QVERIFY(isInterrupted);
+    QCOMPARE(status, 128 + SIGINT);
+    QVERIFY(hasFileOf(QStringLiteral("1")));
+    QVERIFY(!hasFileOf(QStringLiteral("2")));
+    isInterrupted = false;
+    QCOMPARE(cli::run(command), int(cli::Done));
+    QVERIFY(hasFileOf(QStringLiteral("2")));
 }
 
 QTEST_GUILESS_MAIN(TestLateInterruption)
