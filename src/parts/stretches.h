@@ -46,8 +46,8 @@ struct Stretch
  *
  * Each is as long as it can be: one more word, or a run of them, at either end would add more
  * errors than kMostErrorsPerWord allows. Up to three seconds that differ do not end a stretch that
- * continues behind them. Stretches do not overlap. Silence and tones have none, since they are like
- * any other.
+ * continues behind them. Stretches do not overlap. Silence, tones and noise have none, since they are
+ * like any other at any place.
  *
  * Requires: \a leastWords above 0. Errors: throws std::bad_alloc. Thread: Any thread.
  */

@@ -3,6 +3,8 @@
 
 #include <QTest>
 
+#include <cmath>
+
 using parts::Stretch;
 using parts::stretchesAt;
 using support::walkingWords;
@@ -36,6 +38,7 @@ private Q_SLOTS:
     void shortDifferenceDoesNotEndAStretch();
     void shorterStretchesAreLeftOut();
     void wordsThatDoNotChangeAreNoStretch();
+    void wordsAlikeByChanceAreNoStretch();
     void fingerprintsThatDoNotMeetHaveNone_data();
     void fingerprintsThatDoNotMeetHaveNone();
     void pieceHasItsOwnErrors();
@@ -136,6 +139,25 @@ void TestStretches::wordsThatDoNotChangeAreNoStretch()
 
     words += walkingWords(m_random, 100);
     QCOMPARE(stretchesOf(words, words, 0).size(), 1U);
+}
+
+void TestStretches::wordsAlikeByChanceAreNoStretch()
+{
+    // As in noise, each word has most of its bits from one that is common to all of them.
+    const auto noise = [this] {
+        return support::withErrors(m_random, support::Words(400, 0x256df977U), 30);
+    };
+    const support::Words first = noise();
+    QVERIFY(stretchesOf(first, noise(), 0).empty());
+    // Less than half of the errors that are expected by chance, and more.
+    const double errors = 2.0 * 30.0 / 256.0 * (1.0 - 30.0 / 256.0);
+    const auto probability = [errors](double share) {
+        return static_cast<unsigned>(std::lround(errors * share * 256.0));
+    };
+    QCOMPARE(stretchesOf(first, first, 0).size(), 1U);
+    QCOMPARE(stretchesOf(first, support::withErrors(m_random, first, probability(0.40)), 0).size(),
+             1U);
+    QVERIFY(stretchesOf(first, support::withErrors(m_random, first, probability(0.75)), 0).empty());
 }
 
 void TestStretches::fingerprintsThatDoNotMeetHaveNone_data()
