@@ -303,7 +303,8 @@ def print_signals(search, folder):
     place = folder / "signals"
     place.mkdir()
     make_all(plan_signals(place))
-    parts = search([place], ["--parts", "--min-length", "8"])["parts"]
+    parts = search([place], ["--store", folder / "store.db", "--parts",
+                             "--min-length", "8"])["parts"]
     print(f"Parts of 8 s found in {SIGNALS} files of silence, tones and noise: {len(parts)}")
     for part in parts[:40]:
         print(f"    {pathlib.Path(part['first']).name} and {pathlib.Path(part['second']).name}, "
