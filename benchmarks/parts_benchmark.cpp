@@ -15,10 +15,12 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QSet>
 
 #include <cstdio>
 #include <ctime>
 #include <sys/resource.h>
+#include <utility>
 
 namespace {
 
@@ -42,8 +44,15 @@ long peakMemoryMib()
     return usage.ru_maxrss / 1024;
 }
 
+/** The day, which is one record, and the jingles behind it. */
+struct Radio
+{
+    Records records;
+    qsizetype playedJingles = 0;
+};
+
 /** A day of songs, with a jingle behind each, every tenth of \a count; then the jingles. */
-Records radioAndJingles(int count, const recordmix::Material& material)
+Radio radioAndJingles(int count, const recordmix::Material& material)
 {
     Records jingles = recordmix::makeRecords(count, recordmix::Mix::Songs, material, 2);
     for (FingerprintRecord& jingle : jingles) {
@@ -63,9 +72,22 @@ Records radioAndJingles(int count, const recordmix::Material& material)
             day += word ^ (hasErrors ? material.errors.at(error++ % material.errors.size()) : 0U);
         }
     }
-    std::printf("jingles played      %lld\n", static_cast<long long>(i));
     Records all = {{QStringLiteral("/radio"), day, 86400000, 44100, 2}};
-    return all + jingles;
+    return {all + jingles, i};
+}
+
+/** How many of the jingles that were played are found in the day. */
+qsizetype foundJingles(const QList<parts::SharedPart>& parts, qsizetype played)
+{
+    QSet<int> found;
+    for (const parts::SharedPart& part : parts) {
+        // The first record is the day.
+        const int jingle = part.second - 1;
+        if (jingle % kPlayedEach == 0 && jingle / kPlayedEach < played) {
+            found.insert(jingle);
+        }
+    }
+    return found.size();
 }
 
 } // namespace
@@ -84,10 +106,13 @@ int main(int argc, char** argv)
     parts::PartOptions options;
     options.threadCount = arguments.at(3).toInt();
     Records records;
+    qsizetype playedJingles = 0;
     if (what == u"songs") {
         records = recordmix::makeRecords(count, recordmix::Mix::Songs, material, 1);
     } else {
-        records = radioAndJingles(count, material);
+        Radio radio = radioAndJingles(count, material);
+        records = std::move(radio.records);
+        playedJingles = radio.playedJingles;
         options.groupSize = 1;
     }
 
@@ -100,6 +125,11 @@ int main(int argc, char** argv)
     std::printf("%s, threads %d\n", qPrintable(what), options.threadCount);
     std::printf("records             %lld\n", static_cast<long long>(records.size()));
     std::printf("parts found         %lld\n", static_cast<long long>(found.parts.size()));
+    if (what == u"jingles") {
+        std::printf("jingles found       %lld of %lld played\n",
+                    static_cast<long long>(foundJingles(found.parts, playedJingles)),
+                    static_cast<long long>(playedJingles));
+    }
     std::printf("equal words         %lld looked at\n", static_cast<long long>(found.seeds));
     std::printf("words left out      %lld, in %lld places\n",
                 static_cast<long long>(found.commonWords),

@@ -22,16 +22,40 @@ constexpr int kMostLoss = 200;
  */
 constexpr int kLeastChanceErrors = 2;
 
-using BitCounts = std::array<qint64, 32>;
+constexpr std::size_t kBits = 32;
+constexpr std::size_t kBitsOfByte = 8;
+using BitCounts = std::array<qint64, kBits>;
+
+/** The bits of each byte, as the lowest bits of eight bytes. */
+constexpr auto kSpreadBits = [] {
+    std::array<quint64, 256> spread = {};
+    for (std::size_t byte = 0; byte < spread.size(); ++byte) {
+        for (std::size_t bit = 0; bit < kBitsOfByte; ++bit) {
+            spread[byte] |= quint64{(byte >> bit) & 1U} << (bit * kBitsOfByte);
+        }
+    }
+    return spread;
+}();
 
 /** In how many of \a words each bit is set. */
 BitCounts setBitsOf(Words words)
 {
+    // As many as the bytes of a sum can count.
+    constexpr std::size_t kWordsAtOnce = 255;
     BitCounts counts = {};
-    for (const quint32 word : words) {
-        for (std::size_t bit = 0; bit < counts.size(); ++bit) {
-            counts[bit] += (word >> bit) & 1U;
+    while (!words.empty()) {
+        const std::size_t count = std::min(words.size(), kWordsAtOnce);
+        std::array<quint64, kBits / kBitsOfByte> sums = {};
+        for (const quint32 word : words.first(count)) {
+            for (std::size_t byte = 0; byte < sums.size(); ++byte) {
+                sums[byte] += kSpreadBits[(word >> (byte * kBitsOfByte)) & 0xFFU];
+            }
         }
+        for (std::size_t bit = 0; bit < kBits; ++bit) {
+            const quint64 sum = sums[bit / kBitsOfByte];
+            counts[bit] += static_cast<qint64>((sum >> (bit % kBitsOfByte * kBitsOfByte)) & 0xFFU);
+        }
+        words = words.subspan(count);
     }
     return counts;
 }
