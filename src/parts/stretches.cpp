@@ -20,22 +20,31 @@ constexpr int kMostLoss = 200;
  * So much larger than the errors are those expected by chance, at the least. Measured: at least 2.4
  * times in what is shared, at most 1.6 times in noise and tones (docs/accuracy.md).
  */
-constexpr int kLeastChanceErrors = 2;
+constexpr int kLeastChanceRatio = 2;
+/**
+ * The errors of a word expected by chance in what has anything to recognise. Measured: at least 6.3
+ * in music, at most 4.4 where a tone begins or ends.
+ */
+constexpr int kLeastErrorsOfChance = 5;
 
-constexpr std::size_t kBits = 32;
-constexpr std::size_t kBitsOfByte = 8;
+constexpr unsigned kBits = 32;
+constexpr unsigned kBitsOfByte = 8;
+constexpr unsigned kBytes = kBits / kBitsOfByte;
 using BitCounts = std::array<qint64, kBits>;
 
 /** The bits of each byte, as the lowest bits of eight bytes. */
-constexpr auto kSpreadBits = [] {
+constexpr std::array<quint64, 256> spreadBits()
+{
     std::array<quint64, 256> spread = {};
-    for (std::size_t byte = 0; byte < spread.size(); ++byte) {
-        for (std::size_t bit = 0; bit < kBitsOfByte; ++bit) {
+    for (unsigned byte = 0; byte < spread.size(); ++byte) {
+        for (unsigned bit = 0; bit < kBitsOfByte; ++bit) {
             spread[byte] |= quint64{(byte >> bit) & 1U} << (bit * kBitsOfByte);
         }
     }
     return spread;
-}();
+}
+
+constexpr std::array<quint64, 256> kSpreadBits = spreadBits();
 
 /** In how many of \a words each bit is set. */
 BitCounts setBitsOf(Words words)
@@ -45,13 +54,13 @@ BitCounts setBitsOf(Words words)
     BitCounts counts = {};
     while (!words.empty()) {
         const std::size_t count = std::min(words.size(), kWordsAtOnce);
-        std::array<quint64, kBits / kBitsOfByte> sums = {};
+        std::array<quint64, kBytes> sums = {};
         for (const quint32 word : words.first(count)) {
-            for (std::size_t byte = 0; byte < sums.size(); ++byte) {
+            for (unsigned byte = 0; byte < kBytes; ++byte) {
                 sums[byte] += kSpreadBits[(word >> (byte * kBitsOfByte)) & 0xFFU];
             }
         }
-        for (std::size_t bit = 0; bit < kBits; ++bit) {
+        for (unsigned bit = 0; bit < kBits; ++bit) {
             const quint64 sum = sums[bit / kBitsOfByte];
             counts[bit] += static_cast<qint64>((sum >> (bit % kBitsOfByte * kBitsOfByte)) & 0xFFU);
         }
@@ -110,7 +119,7 @@ public:
 
     /**
      * Whether \a errors from \a begin up to \a end are so few because the words belong together,
-     * and not because most words of either have the same bits set, as those of noise have.
+     * and not because most words of either have the same bits set, as those of noise and tones have.
      */
     bool isBeyondChance(int begin, int end, int errors) const
     {
@@ -125,7 +134,8 @@ public:
             expectedTimesWords += inFirst[bit] * (words - inSecond[bit]);
             expectedTimesWords += inSecond[bit] * (words - inFirst[bit]);
         }
-        return errors * words * kLeastChanceErrors <= expectedTimesWords;
+        return expectedTimesWords >= words * words * kLeastErrorsOfChance &&
+               expectedTimesWords >= errors * words * kLeastChanceRatio;
     }
 
 private:

@@ -39,6 +39,7 @@ private Q_SLOTS:
     void shorterStretchesAreLeftOut();
     void wordsThatDoNotChangeAreNoStretch();
     void wordsAlikeByChanceAreNoStretch();
+    void wordsWithoutVarietyAreNoStretch();
     void fingerprintsThatDoNotMeetHaveNone_data();
     void fingerprintsThatDoNotMeetHaveNone();
     void pieceHasItsOwnErrors();
@@ -128,10 +129,10 @@ void TestStretches::wordsThatDoNotChangeAreNoStretch()
 {
     support::Words words(100, 0x256df977U);
     QVERIFY(stretchesOf(words, words, 0).empty());
-    // Two bits that change with each word are no tone, what does not change is.
+    // Bits that change with each word are no tone, what does not change is.
     support::Words changing = words;
     for (int i = 0; i < changing.size(); i += 2) {
-        changing[i] ^= 3U;
+        changing[i] ^= 0xFFFU;
     }
     QVERIFY(stretchesOf(changing, words, 0).empty());
     QVERIFY(stretchesOf(words, changing, 0).empty());
@@ -158,6 +159,19 @@ void TestStretches::wordsAlikeByChanceAreNoStretch()
     QCOMPARE(stretchesOf(first, support::withErrors(m_random, first, probability(0.40)), 0).size(),
              1U);
     QVERIFY(stretchesOf(first, support::withErrors(m_random, first, probability(0.75)), 0).empty());
+}
+
+void TestStretches::wordsWithoutVarietyAreNoStretch()
+{
+    const auto isFound = [this](quint32 changingBits) {
+        support::Words words(400);
+        for (quint32& word : words) {
+            word = m_random() % 2 == 0 ? changingBits : 0U;
+        }
+        return !stretchesOf(words, words, 0).empty();
+    };
+    QVERIFY(!isFound(0x1FFU));
+    QVERIFY(isFound(0xFFFU));
 }
 
 void TestStretches::fingerprintsThatDoNotMeetHaveNone_data()
