@@ -18,7 +18,7 @@ constexpr int kMostLoss = 200;
 
 /**
  * So much larger than the errors are those expected by chance, at the least. Measured: at least 2.4
- * times in what is shared, at most 1.6 times in noise and tones (docs/accuracy.md).
+ * times in what is shared, at most 1.6 times in noise (docs/accuracy.md).
  */
 constexpr int kLeastChanceRatio = 2;
 /**
