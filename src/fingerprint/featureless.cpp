@@ -11,19 +11,22 @@ namespace {
  * 1.3 at the least, and 4.1 in the median, for 128 files of music; 4.1 at the least for speech; 0.7 at
  * the most for tones, hum, direct current and silence (docs/accuracy.md).
  */
-constexpr qsizetype kLeastChangesPerWord = 1;
+constexpr std::size_t kLeastChangesPerWord = 1;
 
 } // namespace
 
-bool isFeatureless(const QList<quint32>& words)
+bool isFeatureless(std::span<const quint32> words)
 {
-    const qsizetype least = (words.size() - 1) * kLeastChangesPerWord;
-    qsizetype changes = 0;
-    // Music has enough changes after a quarter of its words.
-    for (qsizetype i = 1; i < words.size() && changes < least; ++i) {
-        changes += std::popcount(words.at(i - 1) ^ words.at(i));
+    if (words.empty()) {
+        return false;
     }
-    return !words.isEmpty() && changes < least;
+    const std::size_t least = (words.size() - 1) * kLeastChangesPerWord;
+    std::size_t changes = 0;
+    // Music has enough changes after a quarter of its words.
+    for (std::size_t i = 1; i < words.size() && changes < least; ++i) {
+        changes += static_cast<std::size_t>(std::popcount(words[i - 1] ^ words[i]));
+    }
+    return changes < least;
 }
 
 } // namespace fingerprint

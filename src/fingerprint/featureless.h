@@ -1,7 +1,8 @@
 #pragma once
 
-#include <QList>
 #include <QtGlobal>
+
+#include <span>
 
 namespace fingerprint {
 
@@ -11,6 +12,6 @@ namespace fingerprint {
  * the measurement behind the bound. False for no words.
  * Thread: Any thread.
  */
-bool isFeatureless(const QList<quint32>& words);
+bool isFeatureless(std::span<const quint32> words);
 
 } // namespace fingerprint

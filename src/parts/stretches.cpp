@@ -2,11 +2,9 @@
 
 #include "compare/similarity.h"
 #include "fingerprint/featureless.h"
-
-#include <QList>
+#include "parts/bitcounts.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 
 namespace parts {
@@ -26,48 +24,6 @@ constexpr int kLeastChanceRatio = 2;
  * in music, at most 4.4 where a tone begins or ends.
  */
 constexpr int kLeastErrorsOfChance = 5;
-
-constexpr unsigned kBits = 32;
-constexpr unsigned kBitsOfByte = 8;
-constexpr unsigned kBytes = kBits / kBitsOfByte;
-using BitCounts = std::array<qint64, kBits>;
-
-/** The bits of each byte, as the lowest bits of eight bytes. */
-constexpr std::array<quint64, 256> spreadBits()
-{
-    std::array<quint64, 256> spread = {};
-    for (unsigned byte = 0; byte < spread.size(); ++byte) {
-        for (unsigned bit = 0; bit < kBitsOfByte; ++bit) {
-            spread[byte] |= quint64{(byte >> bit) & 1U} << (bit * kBitsOfByte);
-        }
-    }
-    return spread;
-}
-
-constexpr std::array<quint64, 256> kSpreadBits = spreadBits();
-
-/** In how many of \a words each bit is set. */
-BitCounts setBitsOf(Words words)
-{
-    // As many as the bytes of a sum can count.
-    constexpr std::size_t kWordsAtOnce = 255;
-    BitCounts counts = {};
-    while (!words.empty()) {
-        const std::size_t count = std::min(words.size(), kWordsAtOnce);
-        std::array<quint64, kBytes> sums = {};
-        for (const quint32 word : words.first(count)) {
-            for (unsigned byte = 0; byte < kBytes; ++byte) {
-                sums[byte] += kSpreadBits[(word >> (byte * kBitsOfByte)) & 0xFFU];
-            }
-        }
-        for (unsigned bit = 0; bit < kBits; ++bit) {
-            const quint64 sum = sums[bit / kBitsOfByte];
-            counts[bit] += static_cast<qint64>((sum >> (bit % kBitsOfByte * kBitsOfByte)) & 0xFFU);
-        }
-        words = words.subspan(count);
-    }
-    return counts;
-}
 
 /** Two fingerprints, one of them shifted; its words are those that both have. */
 class Alignment
@@ -114,7 +70,8 @@ public:
 
     bool isFeatureless(int begin, int end) const
     {
-        return isFeatureless(m_first, begin, end) || isFeatureless(m_second, begin, end);
+        return fingerprint::isFeatureless(wordsOf(m_first, begin, end)) ||
+               fingerprint::isFeatureless(wordsOf(m_second, begin, end));
     }
 
     /**
@@ -123,26 +80,19 @@ public:
      */
     bool isBeyondChance(int begin, int end, int errors) const
     {
-        const auto from = static_cast<std::size_t>(begin);
-        const auto count = static_cast<std::size_t>(end - begin);
-        const BitCounts inFirst = setBitsOf(m_first.subspan(from, count));
-        const BitCounts inSecond = setBitsOf(m_second.subspan(from, count));
-        const auto words = static_cast<qint64>(count);
-        // Two bits that do not depend on each other differ with p (1 - q) + q (1 - p).
-        qint64 expectedTimesWords = 0;
-        for (std::size_t bit = 0; bit < inFirst.size(); ++bit) {
-            expectedTimesWords += inFirst[bit] * (words - inSecond[bit]);
-            expectedTimesWords += inSecond[bit] * (words - inFirst[bit]);
-        }
-        return expectedTimesWords >= words * words * kLeastErrorsOfChance &&
-               expectedTimesWords >= errors * words * kLeastChanceRatio;
+        const qint64 words = end - begin;
+        const qint64 chanceErrors =
+            chanceErrorsTimesWords(setBitsOf(wordsOf(m_first, begin, end)),
+                                   setBitsOf(wordsOf(m_second, begin, end)), words);
+        return chanceErrors >= words * words * kLeastErrorsOfChance &&
+               chanceErrors >= errors * words * kLeastChanceRatio;
     }
 
 private:
-    static bool isFeatureless(Words words, int begin, int end)
+    static Words wordsOf(Words words, int begin, int end)
     {
-        const auto from = words.begin();
-        return fingerprint::isFeatureless(QList<quint32>(from + begin, from + end));
+        return words.subspan(static_cast<std::size_t>(begin),
+                             static_cast<std::size_t>(end - begin));
     }
 
     int m_firstBegin;
