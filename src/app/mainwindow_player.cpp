@@ -34,7 +34,9 @@ QTime timeOfDay(qint64 seconds)
 void MainWindow::on_treeWidget_itemDoubleClicked(QTreeWidgetItem* item, int /*column*/)
 {
     player->setSource(QUrl());
-    // A file that cannot be played reports no position, and would keep the time of the last one.
+    // A file that cannot be played would keep the time of the last one: it reports no position, and
+    // not every backend reports that the duration is gone.
+    durationChanged(0);
     ui->audioDurationLabel->clear();
     player->setSource(QUrl::fromLocalFile(item->text(kNameColumn)));
     ui->audioDurationLabel->show();

@@ -66,6 +66,7 @@ private Q_SLOTS:
     void filesWithStrangeNamesAreLoaded();
     void aPathIsNeverTakenForAWebPage();
     void aFileThatCannotBePlayedShowsNoTime();
+    void aFileThatCannotBePlayedDoesNotShowTheTimeOfTheLastOne_data();
     void aFileThatCannotBePlayedDoesNotShowTheTimeOfTheLastOne();
 
 private:
@@ -461,8 +462,19 @@ void TestMainWindowPlayer::aFileThatCannotBePlayedShowsNoTime()
     QCOMPARE(preview->label->text(), QString());
 }
 
+void TestMainWindowPlayer::aFileThatCannotBePlayedDoesNotShowTheTimeOfTheLastOne_data()
+{
+    QTest::addColumn<bool>("quiet");
+    QTest::newRow("the player reports that the duration is gone") << false;
+    QTest::newRow("the player reports nothing of it") << true;
+}
+
 void TestMainWindowPlayer::aFileThatCannotBePlayedDoesNotShowTheTimeOfTheLastOne()
 {
+    QFETCH(const bool, quiet);
+    if (quiet) {
+        preview->player->keepQuietOnUnloading();
+    }
     preview->doubleClick(preview->list(kFirst));
     preview->player->load(3 * kMsPerSecond);
     showPosition(*preview, 2);

@@ -20,7 +20,12 @@ void QMediaPlayer::setSource(const QUrl& source)
     stop();
     m_source = source;
     m_starts = 0;
-    changeDuration(0);
+    if (m_quietOnUnloading) {
+        m_duration = 0;
+        Q_EMIT positionChanged(0);
+    } else {
+        changeDuration(0);
+    }
     changeStatus(source.isEmpty() ? NoMedia : LoadingMedia);
     Q_EMIT sourceChanged(source);
 }
@@ -91,6 +96,11 @@ QMediaPlayer::MediaStatus QMediaPlayer::mediaStatus() const
 QString QMediaPlayer::errorString() const
 {
     return {};
+}
+
+void QMediaPlayer::keepQuietOnUnloading()
+{
+    m_quietOnUnloading = true;
 }
 
 void QMediaPlayer::load(qint64 duration)

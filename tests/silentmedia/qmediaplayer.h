@@ -51,6 +51,11 @@ public:
     /** Always empty. */
     QString errorString() const;
 
+    /**
+     * Behaves as a backend that reports no duration of 0 when another source is set, as that of
+     * FFmpeg does; the default is one that does.
+     */
+    void keepQuietOnUnloading();
     /** Behaves as a backend that has found the \a duration, in milliseconds. */
     void load(qint64 duration);
     /** Behaves as a backend that refuses the source. */
@@ -79,4 +84,5 @@ private:
     qint64 m_position = 0;
     qint64 m_duration = 0;
     int m_starts = 0;
+    bool m_quietOnUnloading = false;
 };
