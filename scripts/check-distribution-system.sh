@@ -1,9 +1,27 @@
 # The part of check-distribution that makes the fresh system and runs commands in it. Sourced by it.
 # shellcheck shell=bash disable=SC2154  # its variables and functions
 
-# debian_sources: a line for each suite of $release, from where this system's apt gets its own.
-debian_sources() {
-    local own
+# debootstrap_script: the one of $release, or of one like it that this system's debootstrap knows.
+debootstrap_script() {
+    local folder=/usr/share/debootstrap/scripts
+    if [[ -e $folder/$release ]]; then
+        echo "$folder/$release"
+    elif [[ $release == noble ]]; then
+        echo "$folder/jammy"
+    else
+        echo "$folder/sid"
+    fi
+}
+
+# release_sources: a line for each suite of $release: of Debian from where this system's apt gets its
+# own, of Ubuntu from where debootstrap does.
+release_sources() {
+    local own mirror
+    if [[ $release == noble ]]; then
+        mirror=$(grep --only-matching --max-count=1 'http://archive[^ ]*' "$(debootstrap_script)")
+        printf 'deb %s main universe\n' "$mirror noble" "$mirror noble-updates" "$mirror noble-security"
+        return
+    fi
     own=$(. /etc/os-release && echo "$VERSION_CODENAME")
     # shellcheck disable=SC2016  # apt fills them in
     apt-get indextargets --format '$(ORIGIN) deb $(REPO_URI) $(RELEASE) $(COMPONENT)' \
@@ -21,13 +39,15 @@ suites_of_release() {
 }
 
 make_system() {
-    local mirror script=/usr/share/debootstrap/scripts/$release
-    mirror=$(debian_sources | sed -n "s/^deb .*\(http[^ ]*\) $release main\$/\1/p" | head -n 1)
-    [[ -n $mirror ]] || die "apt of this system has no mirror of Debian"
-    # This system's debootstrap need not know the release yet.
-    [[ -e $script ]] || script=${script%/*}/sid
-    logged debootstrap debootstrap --variant=minbase "$release" "$work/fresh" "$mirror" "$script"
-    debian_sources >"$work/fresh/etc/apt/sources.list"
+    local mirror options=(--variant=minbase)
+    mirror=$(release_sources | sed -n "s/^deb .*\(http[^ ]*\) $release main.*\$/\1/p" | head -n 1)
+    [[ -n $mirror ]] || die "there is no mirror of $release"
+    # Debian 12 has no keys of Ubuntu; Ubuntu's own apt has, and checks what it installs later.
+    [[ $release != noble ]] || options+=(--no-check-gpg)
+    logged debootstrap debootstrap "${options[@]}" "$release" "$work/fresh" "$mirror" \
+        "$(debootstrap_script)"
+    rm -f "$work"/fresh/etc/apt/sources.list.d/*
+    release_sources >"$work/fresh/etc/apt/sources.list"
     cp /etc/resolv.conf "$work/fresh/etc/"
     chroot "$work/fresh" apt-get update >/dev/null
     chroot "$work/fresh" useradd --create-home --uid 1000 anna
