@@ -330,7 +330,7 @@ void TestMainWindowPlayback::filesWithStrangeNamesAreOpened_data()
     QTest::addColumn<QString>("name");
     QTest::newRow("percent") << QStringLiteral("100%20 love.wav");
     QTest::newRow("hash and question mark") << QStringLiteral("#1?.wav");
-    QTest::newRow("spaces at the ends") << QStringLiteral(" a b .wav ");
+    QTest::newRow("spaces around the name") << QStringLiteral(" a b .wav");
     QTest::newRow("line break") << QStringLiteral("a\nb.wav");
     QTest::newRow("other alphabets") << QStringLiteral("Füße и ноги 足.wav");
     QTest::newRow("like a web page") << QStringLiteral("http:/nowhere.example/a.wav");
