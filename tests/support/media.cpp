@@ -80,6 +80,15 @@ void makeOrCopy(const QString& path, const QStringList& arguments, const QByteAr
     require(QFile::copy(kept, path), path);
 }
 
+/** Input and streams of a film with a picture like \a options of ffmpeg, and the tune before it. */
+QStringList movingPicture(const QString& options)
+{
+    return {QStringLiteral("-f"),   QStringLiteral("lavfi"),
+            QStringLiteral("-i"),   QStringLiteral("testsrc2=") + options,
+            QStringLiteral("-map"), QStringLiteral("1:v"),
+            QStringLiteral("-map"), QStringLiteral("0:a")};
+}
+
 } // namespace
 
 void runFfmpeg(const QStringList& arguments, const QByteArray& input)
@@ -149,12 +158,22 @@ QString MediaFolder::makeFilm(const QString& name, const Tune& tune,
                               const QStringList& outputArguments) const
 {
     const QString path = filePath(name);
-    const QStringList film = {
-        QStringLiteral("-f"),   QStringLiteral("lavfi"),
-        QStringLiteral("-i"),   QStringLiteral("testsrc2=s=176x144:r=10:d=%1").arg(tune.seconds),
-        QStringLiteral("-map"), QStringLiteral("1:v"),
-        QStringLiteral("-map"), QStringLiteral("0:a")};
-    makeOrCopy(path, tuneInput(tune) + film + outputArguments, samplesOf(tune));
+    makeOrCopy(path,
+               tuneInput(tune) +
+                   movingPicture(QStringLiteral("s=176x144:r=10:d=%1").arg(tune.seconds)) +
+                   outputArguments,
+               samplesOf(tune));
+    return path;
+}
+
+QString MediaFolder::makeLargeFilm(const QString& name, int width, int height, const Tune& tune,
+                                   const QStringList& outputArguments) const
+{
+    const QString path = filePath(name);
+    makeOrCopy(path,
+               tuneInput(tune) + movingPicture(QStringLiteral("s=%1x%2").arg(width).arg(height)) +
+                   outputArguments,
+               samplesOf(tune));
     return path;
 }
 

@@ -47,6 +47,10 @@ public:
     QString makeFilm(const QString& name, const Tune& tune,
                      const QStringList& outputArguments = {}) const;
 
+    /** As makeFilm(), with a picture of \a width by \a height pixels. */
+    QString makeLargeFilm(const QString& name, int width, int height, const Tune& tune,
+                          const QStringList& outputArguments) const;
+
     /** Makes a still picture of \a width by \a height pixels. */
     QString makePicture(const QString& name, int width = 320, int height = 240,
                         const QStringList& outputArguments = {}) const;
