@@ -5,7 +5,6 @@
 #include "parts/bitcounts.h"
 
 #include <algorithm>
-#include <bit>
 
 namespace parts {
 
@@ -50,7 +49,7 @@ public:
     int errorsAt(int i) const
     {
         const auto at = static_cast<std::size_t>(i);
-        return std::popcount(m_first[at] ^ m_second[at]);
+        return differingBits(m_first[at], m_second[at]);
     }
 
     /** By how much the word at \a i is more alike than it has to be. */

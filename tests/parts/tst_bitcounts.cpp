@@ -29,11 +29,25 @@ class TestBitCounts : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void differingBitsAreCounted();
     void everyBitIsCounted_data();
     void everyBitIsCounted();
     void bitsSetInAllWordsAreCounted();
     void chanceErrorsAreTheMeanOverAllPairsOfWords();
 };
+
+void TestBitCounts::differingBitsAreCounted()
+{
+    std::mt19937 random(4);
+    QCOMPARE(parts::differingBits(0, 0), 0);
+    QCOMPARE(parts::differingBits(0, 0xFFFFFFFFU), 32);
+    for (int i = 0; i < 10000; ++i) {
+        const auto word = static_cast<quint32>(random());
+        const auto other = static_cast<quint32>(random());
+        QCOMPARE(parts::differingBits(word, other), std::popcount(word ^ other));
+        QCOMPARE(parts::differingBits(word, word ^ (1U << (i % 32))), 1);
+    }
+}
 
 // Sums are kept in bytes, for 255 words at once.
 void TestBitCounts::everyBitIsCounted_data()
