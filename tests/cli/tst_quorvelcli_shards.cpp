@@ -1,9 +1,11 @@
 #include "cliprocess.h"
+#include "search/shard.h"
 #include "storecontent.h"
 #include "support/media.h"
 #include "tunefolders.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QHash>
 #include <QTest>
@@ -14,6 +16,22 @@
 using namespace Qt::StringLiterals;
 
 using testmedia::contentOf;
+
+namespace {
+
+/** Whether either of two shards has at least two of the files below \a folder. */
+bool isDivided(const QString& folder)
+{
+    QDirIterator files(folder, QDir::Files, QDirIterator::Subdirectories);
+    int counts[] = {0, 0};
+    while (files.hasNext()) {
+        files.next();
+        ++counts[search::shardOf(files.fileInfo().canonicalFilePath(), 2) - 1];
+    }
+    return counts[0] >= 2 && counts[1] >= 2;
+}
+
+} // namespace
 
 /** The commands "fingerprint" and "merge". */
 class TestQuorvelCliShards : public QObject
@@ -63,8 +81,11 @@ private:
 
 void TestQuorvelCliShards::initTestCase()
 {
-    media = std::make_unique<testmedia::MediaFolder>();
-    addTuneFolders(*media);
+    // The shard of a file follows from its path, and the folder has a random name.
+    do {
+        media = std::make_unique<testmedia::MediaFolder>();
+        addTuneFolders(*media);
+    } while (!isDivided(media->path()));
     first = path(u"first"_s);
     second = path(u"second"_s);
     QDir().mkpath(path(u"empty"_s));
