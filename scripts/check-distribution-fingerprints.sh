@@ -2,7 +2,8 @@
 # shellcheck shell=bash disable=SC2154  # its variables and functions
 
 # compare_fingerprints: fingerprints the demo collection and what the test suite made, here and in
-# the fresh system, and compares the words; then searches there with the store that was made here.
+# the fresh system, and compares the words; then searches there with every other fingerprint of the
+# store that was made here, so that old ones meet new ones.
 compare_fingerprints() {
     title "Fingerprints of this system and of $release"
     local media=$work/media seeded=(build/testmedia/*)
@@ -10,21 +11,25 @@ compare_fingerprints() {
     mkdir -p "$media/suite"
     cp -a "$work/fresh$home/Music" "$work/fresh$home/Old backup" "$media/"
     cp -a "${seeded[@]}" "$media/suite/"
-    # A store knows files by their paths.
-    mkdir -p "$root$work"
-    cp -a "$media" "$root$media"
+    # A store knows files by their paths and times, of which a copy has others.
+    mkdir -p "$root$media"
+    mount --bind "$media" "$root$media"
 
     rm -f "$results"/*.store "$results"/groups-*.json
     fingerprint_media scripts/run "$results/here.store" >"$results/groups-here.json"
     fingerprint_media "in_system $tree/scripts/run" /tmp/there.store >"$results/groups-there.json"
     mv "$root/tmp/there.store" "$results/there.store"
-    cp "$results/here.store" "$root/tmp/here.store"
-    fingerprint_media "in_system $tree/scripts/run" /tmp/here.store >"$results/groups-with-old.json"
+    cp "$results/here.store" "$root/tmp/mixed.store"
+    python3 -c 'import sqlite3, sys
+with sqlite3.connect(sys.argv[1]) as store:
+    store.execute("DELETE FROM files WHERE rowid % 2")' "$root/tmp/mixed.store"
+    fingerprint_media "in_system $tree/scripts/run" /tmp/mixed.store >"$results/groups-mixed.json"
+    umount "$root$media"
 
     scripts/compare-stores "$results/here.store" "$results/there.store" ||
         die "some files were read on one of the two systems only"
     compare_groups here there
-    compare_groups here with-old
+    compare_groups there mixed
 }
 
 # fingerprint_media COMMAND STORE: searches the media with COMMAND and STORE; prints JSON.

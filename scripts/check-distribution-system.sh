@@ -69,6 +69,7 @@ enter_system() {
     [[ ! -e /dev/fuse ]] || mknod "$root/dev/fuse" c 10 229
 }
 leave_system() {
+    umount "$root$work/media" 2>/dev/null || true
     umount "$root/dev/pts" "$root/proc" 2>/dev/null || true
 }
 
