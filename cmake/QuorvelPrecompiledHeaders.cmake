@@ -4,6 +4,12 @@
 # The tests, the demonstration and the benchmarks always use them. The programs' own sources use them
 # only where this option is on: a source that lacks an include compiles with them and fails without.
 option(QUORVEL_PRECOMPILE_HEADERS "Precompile headers for the programs' own sources, too" OFF)
+# CI compiles each test once for one run of a few seconds: optimising it takes longer than it saves.
+option(QUORVEL_UNOPTIMIZED_TESTS "Do not optimise what is compiled with precompiled headers" OFF)
+set(QUORVEL_PRECOMPILED_OPTIONS "")
+if(QUORVEL_UNOPTIMIZED_TESTS AND NOT MSVC)
+    set(QUORVEL_PRECOMPILED_OPTIONS -O0)
+endif()
 
 # quorvel_precompile_headers(<Core | Widgets> <target>...)
 #
@@ -15,10 +21,12 @@ function(quorvel_precompile_headers module)
         add_library(${headers} OBJECT "${PROJECT_SOURCE_DIR}/cmake/precompiledheaders.cpp")
         set_target_properties(${headers} PROPERTIES AUTOMOC OFF)
         target_link_libraries(${headers} PRIVATE Qt6::${module} quorvel_options)
+        target_compile_options(${headers} PRIVATE ${QUORVEL_PRECOMPILED_OPTIONS})
         target_precompile_headers(${headers} PRIVATE
             <Qt${module}> <algorithm> <functional> <memory> <optional> <string> <vector>)
     endif()
     foreach(target IN LISTS ARGN)
         target_precompile_headers(${target} REUSE_FROM ${headers})
+        target_compile_options(${target} PRIVATE ${QUORVEL_PRECOMPILED_OPTIONS})
     endforeach()
 endfunction()
