@@ -59,18 +59,6 @@ bool press(const QWidget* dialog, const char* name)
     return true;
 }
 
-/** Delivers events for a while; the workers and the player go on meanwhile. */
-void turn(qint64 ms)
-{
-    QElapsedTimer timer;
-    timer.start();
-    do {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        // Without a running event loop, what is to be deleted later would live for ever.
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    } while (timer.elapsed() < ms);
-}
-
 } // namespace
 
 /**
@@ -227,7 +215,7 @@ QList<TestMainWindowRandom::Action> TestMainWindowRandom::actions()
          }},
         {"wait", 8,
          [this] {
-             turn(random(300));
+             QTest::qWait(random(300));
              return true;
          }},
         {"put the files back", 4,
@@ -303,7 +291,7 @@ bool TestMainWindowRandom::waitForTheEnd()
     guard.start();
     const auto* bar = fixture->find<QProgressBar>("progressBar");
     while (bar->isTextVisible()) {
-        turn(10);
+        QTest::qWait(10);
         if (guard.elapsed() > kHangGuardMs) {
             qFatal("the run hangs");
         }
@@ -322,7 +310,7 @@ bool TestMainWindowRandom::haveRows()
 bool TestMainWindowRandom::reopen()
 {
     fixture->window().close();
-    turn(random(50));
+    QTest::qWait(random(50));
     fixture->destroy();
     closeDialogs();
     fixture->open();
@@ -349,14 +337,14 @@ bool TestMainWindowRandom::seek()
     PreviewControls preview(*fixture);
     if (preview.loadedPath().isEmpty()) {
         playARow();
-        turn(random(400));
+        QTest::qWait(random(400));
     }
     if (!preview.takeHandle()) {
         return false;
     }
     for (unsigned i = random(4); i > 0; --i) {
         preview.drawHandleTo(random(100) / 100.0);
-        turn(random(20));
+        QTest::qWait(random(20));
     }
     preview.releaseHandle();
     return true;
@@ -461,11 +449,11 @@ void TestMainWindowRandom::anyOrderOfActionsLeavesTheWindowInOrder()
             std::fflush(stdout);
         }
         if (!action.perform()) {
-            turn(1);
+            QTest::qWait(1);
             continue;
         }
         ++m_done[QString::fromLatin1(action.name)];
-        turn(random(20));
+        QTest::qWait(random(20));
         if (++done % kLookEvery == 0) {
             look();
             if (QTest::currentTestFailed()) {
