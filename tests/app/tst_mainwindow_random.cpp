@@ -59,6 +59,12 @@ bool press(const QWidget* dialog, const char* name)
     return true;
 }
 
+/** Delivers events for a while; the workers and the player go on meanwhile. */
+void turn(unsigned ms)
+{
+    QTest::qWait(static_cast<int>(ms)); // unavoidable: a person pauses, too; nothing depends on it
+}
+
 } // namespace
 
 /**
@@ -215,7 +221,7 @@ QList<TestMainWindowRandom::Action> TestMainWindowRandom::actions()
          }},
         {"wait", 8,
          [this] {
-             QTest::qWait(random(300));
+             turn(random(300));
              return true;
          }},
         {"put the files back", 4,
@@ -291,7 +297,7 @@ bool TestMainWindowRandom::waitForTheEnd()
     guard.start();
     const auto* bar = fixture->find<QProgressBar>("progressBar");
     while (bar->isTextVisible()) {
-        QTest::qWait(10);
+        turn(10);
         if (guard.elapsed() > kHangGuardMs) {
             qFatal("the run hangs");
         }
@@ -310,7 +316,7 @@ bool TestMainWindowRandom::haveRows()
 bool TestMainWindowRandom::reopen()
 {
     fixture->window().close();
-    QTest::qWait(random(50));
+    turn(random(50));
     fixture->destroy();
     closeDialogs();
     fixture->open();
@@ -337,14 +343,14 @@ bool TestMainWindowRandom::seek()
     PreviewControls preview(*fixture);
     if (preview.loadedPath().isEmpty()) {
         playARow();
-        QTest::qWait(random(400));
+        turn(random(400));
     }
     if (!preview.takeHandle()) {
         return false;
     }
     for (unsigned i = random(4); i > 0; --i) {
         preview.drawHandleTo(random(100) / 100.0);
-        QTest::qWait(random(20));
+        turn(random(20));
     }
     preview.releaseHandle();
     return true;
@@ -449,11 +455,11 @@ void TestMainWindowRandom::anyOrderOfActionsLeavesTheWindowInOrder()
             std::fflush(stdout);
         }
         if (!action.perform()) {
-            QTest::qWait(1);
+            turn(1);
             continue;
         }
         ++m_done[QString::fromLatin1(action.name)];
-        QTest::qWait(random(20));
+        turn(random(20));
         if (++done % kLookEvery == 0) {
             look();
             if (QTest::currentTestFailed()) {
