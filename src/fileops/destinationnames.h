@@ -12,7 +12,7 @@ namespace fileops {
 /** The paths from and to which a file is moved or copied. */
 using SourceAndDestination = std::pair<QString, QString>;
 
-/** What stands between the source's name and the number. */
+/** The text between the source's name and the number. */
 inline constexpr QLatin1StringView kMovedMarker{"-moved-"};
 inline constexpr QLatin1StringView kCopiedMarker{"-copied-"};
 
